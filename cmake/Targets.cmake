@@ -1,0 +1,69 @@
+# One function per kind of target, so that a target is one to five lines.
+
+# Where the codec's generated headers and sources appear (included as "codec/...").
+set(CODEC_GENERATED_DIR "${PROJECT_BINARY_DIR}/generated")
+
+# diag_component(<name> SEES <path>... SOURCES <file>... [LINKS <target>...])
+#
+# An object library that can include what SEES names and nothing else of this project: its include
+# directory is a folder of links to the permitted places (a folder such as `codec`, or one header such
+# as `registry/Components.h`). An include path equals the path in the tree. `platform/api` is special,
+# as the platform's headers are a stranger's: whoever SEES it includes them as <ara/log/Logger.h>.
+function(diag_component name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SEES;SOURCES;LINKS")
+    add_library(${name} OBJECT ${arg_SOURCES})
+    diag_sees(${name} ${arg_SEES})
+    target_link_libraries(${name} PUBLIC ${arg_LINKS} Threads::Threads)
+endfunction()
+
+# Limits what target `name` can include to the given places of the tree.
+function(diag_sees name)
+    set(view "${PROJECT_BINARY_DIR}/sees/${name}")
+    file(MAKE_DIRECTORY "${view}")
+    foreach(place IN LISTS ARGN)
+        if(place STREQUAL "platform/api")
+            target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/platform/api")
+            continue()
+        endif()
+        if(place STREQUAL "codec")
+            target_include_directories(${name} PRIVATE "${CODEC_GENERATED_DIR}")
+            if(NOT name STREQUAL "codec")
+                add_dependencies(${name} codec_generated)
+            endif()
+        endif()
+        cmake_path(GET place PARENT_PATH parent)
+        file(MAKE_DIRECTORY "${view}/${parent}")
+        file(CREATE_LINK "${PROJECT_SOURCE_DIR}/${place}" "${view}/${place}" SYMBOLIC)
+    endforeach()
+    target_include_directories(${name} PRIVATE "${view}")
+endfunction()
+
+# diag_program(<name> SEES <path>... SOURCES <file>... [LINKS <target>...])
+function(diag_program name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SEES;SOURCES;LINKS")
+    add_executable(${name} ${arg_SOURCES})
+    diag_sees(${name} ${arg_SEES})
+    target_link_libraries(${name} PRIVATE ${arg_LINKS} Threads::Threads)
+endfunction()
+
+# diag_test(<name> SOURCES <file>... [SEES <path>...] [LINKS <target>...] [LABELS <label>...])
+#
+# One GoogleTest binary, one CTest entry per test case. Without SEES it sees the whole tree.
+function(diag_test name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "SEES;SOURCES;LINKS;LABELS")
+    add_executable(${name} ${arg_SOURCES})
+    if(arg_SEES)
+        diag_sees(${name} ${arg_SEES})
+    else()
+        target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}" "${PROJECT_SOURCE_DIR}/platform/api"
+                                                   "${CODEC_GENERATED_DIR}")
+        if("codec" IN_LIST folders AND (NOT DIAG_ARA_ONLY OR "codec" IN_LIST DIAG_ARA_ONLY))
+            add_dependencies(${name} codec_generated)
+        endif()
+    endif()
+    target_link_libraries(${name} PRIVATE ${arg_LINKS} GTest::gmock GTest::gtest GTest::gtest_main Threads::Threads)
+    if(NOT arg_TIMEOUT)
+        set(arg_TIMEOUT 120)
+    endif()
+    gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}")
+endfunction()

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <memory>
+
+#include <ara/log/Logger.h>
+#include <eb/com/runtime/Ids.h>
+
+namespace eb::com::runtime {
+class Provided_service;  // the runtime's side of a provided port
+}
+
+namespace ac::com::cpp_binding::skeleton {
+
+/// The provided port: one instance of a service that this process offers.
+class ARA_API Pport {
+public:
+    /// Throws Invalid_argument_exception, naming interface and instance, if the deployment doesn't know them,
+    /// and Infrastructure_exception if no runtime exists.
+    Pport(eb::com::runtime::Service_id service, eb::com::runtime::Instance_id instance,
+          eb::com::runtime::Service_interface_description description);
+    /// Withdraws the offer if it still stands.
+    ~Pport();
+    Pport(Pport const&) = delete;
+    Pport& operator=(Pport const&) = delete;
+
+    /// Makes the service reachable on its carriers. Throws Invalid_argument_exception with the address if an
+    /// endpoint can't be bound. Never calls back on the caller's thread.
+    void start_offer();
+
+    /// Withdraws the offer: no new calls are taken from any carrier afterwards. Calls that were taken keep
+    /// their reply function. Without an offer it does nothing.
+    void stop_offer();
+
+    eb::com::runtime::Service_id const& service_id() const noexcept { return m_service; }
+    eb::com::runtime::Instance_id const& instance_id() const noexcept { return m_instance; }
+    eb::com::runtime::Provided_service& provided() const noexcept { return *m_provided; }
+
+private:
+    eb::com::runtime::Service_id m_service;
+    eb::com::runtime::Instance_id m_instance;
+    std::shared_ptr<eb::com::runtime::Provided_service> m_provided;
+};
+
+}  // namespace ac::com::cpp_binding::skeleton

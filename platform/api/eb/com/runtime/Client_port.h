@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include <ara/log/Logger.h>
+#include <eb/com/runtime/Ids.h>
+#include <eb/com/runtime/Serialized_payload.h>
+
+namespace eb::com::runtime {
+
+/// How a call ended on its way, apart from what the service answered.
+enum class Call_outcome : std::uint8_t {
+    answered,       ///< return code and payload are the service's
+    not_available,  ///< nobody listens at the service's endpoint
+    transport,      ///< the connection broke, or the frame couldn't be carried
+    cancelled,      ///< given up: cancelled, past the runtime's own limit of 30 s, or the port has gone
+};
+
+/// What a call came back with. `detail` names address and reason where the outcome isn't `answered`.
+struct Call_result {
+    Call_outcome outcome = Call_outcome::answered;
+    unsigned char return_code = 0;
+    Serialized_payload payload;
+    std::string detail;
+};
+
+/// A call under way. Dropping it does not end the call.
+class ARA_API Method_call {
+public:
+    virtual ~Method_call() = default;
+    /// Ends the call with outcome `cancelled` if it is still open; a late answer is dropped. Any thread.
+    virtual void cancel() = 0;
+};
+
+/// The client's side of one service instance, over whichever carrier reaches it.
+class ARA_API Client_port {
+public:
+    using Answer = std::function<void(Call_result const&)>;
+
+    virtual ~Client_port() = default;
+
+    /// Sends a request. `answer` runs exactly once, on a runtime thread, never on the caller's, and never
+    /// while a lock of the runtime is held. Does not block. `method_id` counts the interface's methods from 0 in
+    /// alphabetical order, as on the skeleton's side. Any thread.
+    virtual std::shared_ptr<Method_call> call(unsigned short method_id, Serialized_payload request, Answer answer) = 0;
+
+    /// Where the service is reached, for people: "tcp 127.0.0.1:30509" or "local".
+    virtual std::string endpoint() const = 0;
+};
+
+}  // namespace eb::com::runtime
