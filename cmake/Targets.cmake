@@ -46,11 +46,12 @@ function(diag_program name)
     target_link_libraries(${name} PRIVATE ${arg_LINKS} Threads::Threads)
 endfunction()
 
-# diag_test(<name> SOURCES <file>... [SEES <path>...] [LINKS <target>...] [LABELS <label>...])
+# diag_test(<name> SOURCES <file>... [SEES <path>...] [LINKS <target>...] [LABELS <label>...] [TIMEOUT <s>]
+#           [ENVIRONMENT <name=value>...])
 #
 # One GoogleTest binary, one CTest entry per test case. Without SEES it sees the whole tree.
 function(diag_test name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "SEES;SOURCES;LINKS;LABELS")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "SEES;SOURCES;LINKS;LABELS;ENVIRONMENT")
     add_executable(${name} ${arg_SOURCES})
     if(arg_SEES)
         diag_sees(${name} ${arg_SEES})
@@ -65,5 +66,6 @@ function(diag_test name)
     if(NOT arg_TIMEOUT)
         set(arg_TIMEOUT 120)
     endif()
-    gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}")
+    gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
+        PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}" ENVIRONMENT "${arg_ENVIRONMENT}")
 endfunction()

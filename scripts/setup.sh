@@ -1,0 +1,36 @@
+#!/usr/bin/env bash
+# Installs what is missing from Debian's packages; touches nothing when all is there.
+set -euo pipefail
+
+packages=(
+    g++ cmake ninja-build python3 git
+    openjdk-17-jdk-headless junit5
+    libasio-dev nlohmann-json3-dev libcli11-dev
+    libgtest-dev libgmock-dev
+    clang-format-14 binutils
+)
+
+missing=()
+for package in "${packages[@]}"; do
+    [[ $(dpkg-query -W -f='${db:Status-Abbrev}' "$package" 2>/dev/null) == ii* ]] || missing+=("$package")
+done
+[[ ${#missing[@]} -eq 0 ]] && exit 0
+
+as_root=()
+if [[ $EUID -ne 0 ]]; then
+    command -v sudo >/dev/null || {
+        echo "setup: these Debian packages are missing, and neither root nor sudo is to be had: ${missing[*]}" >&2
+        exit 1
+    }
+    as_root=(sudo)
+fi
+
+echo "setup: installing ${missing[*]}" >&2
+log=$(mktemp)
+trap 'rm -f "$log"' EXIT
+apt=("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -o DPkg::Lock::Timeout=300 -q)
+if ! { "${apt[@]}" update && "${apt[@]}" install -y --no-install-recommends "${missing[@]}"; } >"$log" 2>&1; then
+    tail -n 20 "$log" >&2
+    echo "setup: apt-get failed; install by hand: ${missing[*]}" >&2
+    exit 1
+fi

@@ -1,0 +1,92 @@
+"""A vehicle for a test: the sample VAL service in a JVM of its own, and the tester that reads from it."""
+import json
+import os
+import pathlib
+import signal
+import subprocess
+import tempfile
+import time
+
+PRODUCT_DIR = os.environ["PRODUCT_DIR"]
+JAR = os.environ["SAMPLE_JAR"]
+TESTER = os.environ["TESTER"]
+PORT = 30509
+
+_next_address = 0
+
+
+def fresh_address():
+    """An address of the loopback network that no other test of this machine uses."""
+    global _next_address
+    _next_address += 1
+    pid = os.getpid()
+    return f"127.{(pid >> 15) % 64 + 1}.{(pid >> 7) % 256}.{(pid % 128) + 1 if _next_address == 1 else 128 + _next_address}"
+
+
+def wait_until(condition, seconds, what):
+    end = time.monotonic() + seconds
+    while not condition():
+        if time.monotonic() > end:
+            raise AssertionError(f"not within {seconds} s: {what}")
+        time.sleep(0.02)
+
+
+class Vehicle:
+    """`values` maps a data identifier to its bytes; an identifier left out is one that Java doesn't answer."""
+
+    def __init__(self, values=None, address=None, arguments=()):
+        self.folder = tempfile.TemporaryDirectory(prefix="vehicle-")
+        self.path = pathlib.Path(self.folder.name)
+        self.address = address or fresh_address()
+        self.environment = dict(os.environ, ARA_COM_ADDRESS=self.address, ARA_LOG_TARGET=f"file:{self.path}/ara.log")
+        self.arguments = list(arguments)
+        if values is not None:
+            (self.path / "values.txt").write_text(
+                "".join(f"0x{i:04X} = {data.hex(' ')}\n" for i, data in values.items()))
+            self.arguments += ["--values", str(self.path / "values.txt")]
+        self.start()
+
+    def start(self):
+        self.output = open(self.path / "java.log", "a+", encoding="utf-8")
+        environment = dict(self.environment)
+        if os.environ.get("JAVA_PRELOAD"):
+            environment["LD_PRELOAD"] = os.environ["JAVA_PRELOAD"]
+        already = self.log().count("VAL service is up")
+        self.java = subprocess.Popen(
+            ["java", "-Xmx128m", f"-Djava.library.path={PRODUCT_DIR}", "-cp", JAR,
+             "zvif.vehicle.services.val.sample.SampleValService", *self.arguments],
+            env=environment, cwd=self.path, stdout=self.output, stderr=subprocess.STDOUT)
+        wait_until(lambda: self.log().count("VAL service is up") > already or self.java.poll() is not None, 60,
+                   "the Java service comes up")
+        assert self.java.poll() is None, self.log()
+
+    def log(self):
+        return (self.path / "java.log").read_text(encoding="utf-8", errors="replace")
+
+    def tester(self, *arguments, timeout=60):
+        return subprocess.run([TESTER, *arguments], env=dict(self.environment, ARA_LOG_TARGET="none"), cwd=self.path,
+                              capture_output=True, text=True, timeout=timeout)
+
+    def read_json(self, *arguments):
+        run = self.tester("--json", *arguments)
+        return run.returncode, json.loads(run.stdout)
+
+    def kill(self):
+        self.java.kill()
+        self.java.wait()
+
+    def stop(self):
+        """Ends the service as a person would; gives exit code and seconds."""
+        started = time.monotonic()
+        self.java.send_signal(signal.SIGTERM)
+        code = self.java.wait(timeout=30)
+        return code, time.monotonic() - started
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        if self.java.poll() is None:
+            self.kill()
+        self.output.close()
+        self.folder.cleanup()

@@ -1,0 +1,272 @@
+#!/usr/bin/env python3
+"""What a diagnostic manager sees of a running vehicle, byte by byte."""
+import socket
+import struct
+import subprocess
+import unittest
+
+import wire
+from vehicle import PORT, Vehicle, wait_until
+
+
+def array(data):
+    """A fixed array or byte vector on the wire: its length in four bytes, then the bytes."""
+    return struct.pack(">I", len(data)) + data
+
+
+def ramp(count, first=1):
+    return bytes((first + i) % 256 for i in range(count))
+
+
+def counted(count, entry):
+    return bytes([count]) + ramp(count * entry), lambda d: array(d[:1]) + array(d[1:])
+
+
+def split(*sizes):
+    def reply(data):
+        parts, position = [], 0
+        for size in sizes:
+            parts.append(array(data[position:position + size]))
+            position += size
+        if position < len(data):
+            parts.append(array(data[position:]))
+        return b"".join(parts)
+    return reply
+
+
+# Each identifier: what Java holds, and how the reply is made of it.
+IDENTIFIERS = {
+    0xB047: (ramp(42), split(20, 20, 2)),
+    0x15FE: (ramp(74), split(20, 20, 32, 2)),
+    0x15FD: (ramp(74, 100), split(20, 20, 32, 2)),
+    0x017D: (ramp(8), lambda d: d),
+    0x488C: counted(100, 32),
+    0x488B: (b"\x00\x02" + ramp(10), split(2)),
+    0x117C: counted(3, 20),
+    0x117E: counted(64, 22),
+    0x117D: counted(1, 22),
+    0x0235: (ramp(43) + b"\x02" + ramp(62), split(1, 7, 1, 1, 1, 4, 4, 4, 4, 16, 1)),
+    0x0234: counted(2, 15),
+    0x54DC: (ramp(4083), array),
+    0x54DE: (b"metadata", array),
+    0x54DF: (b"\x00", array),
+}
+VALUES = {identifier: data for identifier, (data, _) in IDENTIFIERS.items()}
+
+
+def expected(identifier):
+    data, reply = IDENTIFIERS[identifier]
+    return reply(data)
+
+
+class ReadAllFourteen(unittest.TestCase):
+    def test_over_tcp_and_udp_and_with_the_tester(self):
+        with Vehicle(VALUES) as vehicle:
+            with wire.Tcp(vehicle.address, PORT) as tcp, wire.Udp(vehicle.address, PORT) as udp:
+                for session, identifier in enumerate(IDENTIFIERS, 1):
+                    for carrier in (tcp, udp):
+                        if carrier is udp and len(expected(identifier)) > 1400:
+                            continue
+                        with self.subTest(identifier=hex(identifier), carrier=type(carrier).__name__):
+                            reply = retried(lambda: carrier.call(wire.request(identifier, wire.READ, session=session)))
+                            self.assertEqual((reply.type, reply.return_code), (wire.RESPONSE, 0))
+                            self.assertEqual((reply.service, reply.method, reply.session, reply.client),
+                                             (identifier, wire.READ, session, 0x7E57))
+                            self.assertEqual(reply.payload.hex(), expected(identifier).hex())
+
+            code, document = vehicle.read_json("read", "all")
+            self.assertEqual(code, 0, document)
+            rows = {int(row["id"], 16): row for row in document["reads"]}
+            self.assertEqual(set(rows), set(IDENTIFIERS))
+            for identifier, row in rows.items():
+                with self.subTest(identifier=hex(identifier)):
+                    self.assertEqual(row["raw"], expected(identifier).hex())
+                    self.assertEqual(row["return_code"], 0)
+
+    def test_the_sample_values_that_come_with_the_service(self):
+        with Vehicle() as vehicle:
+            code, document = vehicle.read_json("read", "all")
+            self.assertEqual(code, 0, document)
+            self.assertEqual(len(document["reads"]), 14)
+            self.assertTrue(all(row["outcome"] == "answered" for row in document["reads"]), document)
+
+
+def retried(call):
+    """A repeat that comes at once may be lost by design: try twice."""
+    try:
+        return call()
+    except TimeoutError:
+        return call()
+
+
+class OneAfterAnother(unittest.TestCase):
+    def test_cancel_answers_the_pending_read_with_zeros_and_the_late_answer_is_dropped(self):
+        silent = {i: d for i, d in VALUES.items() if i != 0xB047}
+        with Vehicle(silent) as vehicle, wire.Tcp(vehicle.address, PORT) as tcp:
+            tcp.send(wire.request(0xB047, wire.READ, session=1))
+            self.assertEqual(tcp.call(wire.request(0x017D, wire.READ, session=2)).session, 2)
+        # The answer to 0x017D ended the open read of 0xB047: one identifier after the other is the contract.
+            tcp.send(wire.request(0xB047, wire.READ, session=3))
+            wait_until(lambda: "B047" in vehicle.log().upper(), 10, "Java has got the request")
+            tcp.send(wire.request(0xB047, wire.CANCEL, session=4))
+            replies = {m.session: m for m in (tcp.receive(), tcp.receive())}
+            self.assertEqual(set(replies), {3, 4})
+            self.assertEqual(replies[3].payload, array(bytes(20)) + array(bytes(20)) + array(bytes(2)))
+            self.assertEqual((replies[4].return_code, replies[4].payload), (0, b""))
+
+    def test_request_maps_of_any_content_change_nothing(self):
+        def text(characters):
+            encoded = b"\xEF\xBB\xBF" + characters.encode() + b"\x00"
+            return struct.pack(">I", len(encoded)) + encoded
+
+        pairs = text("reason") + text("workshop") + text("") + text("ü")
+        maps = [struct.pack(">I", len(pairs)) + pairs,
+                struct.pack(">I", 0),
+                struct.pack(">I", len(pairs)) + pairs + b"bytes behind the announced length"]
+        with Vehicle(VALUES) as vehicle, wire.Tcp(vehicle.address, PORT) as tcp:
+            for session, payload in enumerate(maps, 1):
+                with self.subTest(payload=payload.hex()):
+                    reply = tcp.call(wire.request(0x54DF, wire.READ, payload, session))
+                    self.assertEqual((reply.return_code, reply.payload), (0, expected(0x54DF)))
+
+
+class WhatTheTesterSays(unittest.TestCase):
+    def test_time_out_is_told_with_what_was_tried(self):
+        with Vehicle({0x017D: VALUES[0x017D]}) as vehicle:
+            run = vehicle.tester("--timeout", "300", "read", "0xB047")
+            self.assertEqual(run.returncode, 1, run.stdout + run.stderr)
+            told = run.stdout + run.stderr
+            for piece in ("0xB047", vehicle.address, "300 ms", "2"):
+                self.assertIn(piece, told)
+            code, document = vehicle.read_json("--timeout", "300", "read", "all")
+            self.assertEqual(code, 1)
+            outcomes = [row["outcome"] for row in document["reads"]]
+            self.assertEqual(outcomes.count("answered"), 1)
+
+    def test_nobody_there(self):
+        with Vehicle({}) as vehicle:
+            vehicle.kill()
+            run = vehicle.tester("--timeout", "500", "read", "0xB047")
+            self.assertEqual(run.returncode, 3, run.stdout + run.stderr)
+            self.assertIn(vehicle.address, run.stdout + run.stderr)
+
+    def test_unknown_identifier_is_a_usage_error_that_lists_the_known_ones(self):
+        with Vehicle({}) as vehicle:
+            run = vehicle.tester("read", "0x1234")
+            self.assertEqual(run.returncode, 2)
+            self.assertIn("0xB047", run.stderr)
+
+
+def good_call(test, vehicle, tcp=None):
+    """A call on this connection, or on a fresh one, is answered."""
+    if tcp is None:
+        with wire.Tcp(vehicle.address, PORT) as fresh:
+            return good_call(test, vehicle, fresh)
+    test.assertEqual(tcp.call(wire.request(0x017D, wire.CANCEL, session=77)).session, 77)
+
+
+class HostileFrames(unittest.TestCase):
+    # name, frame, return code of the answer, or None where none is due
+    ANSWERED = [
+        ("wrong protocol version", wire.request(0x017D, wire.READ, protocol=2), 0x07),
+        ("wrong interface version", wire.request(0x017D, wire.READ, interface=9), 0x08),
+        ("unknown service", wire.request(0x0BAD, wire.READ), 0x02),
+        ("unknown method", wire.request(0x017D, 0x7FFF), 0x03),
+        ("a response that nobody asked for", wire.Message(0x017D, wire.READ, 1, wire.RESPONSE, 0, b""), None),
+        ("a notification", wire.Message(0x017D, 0x8001, 1, 0x02, 0, b""), None),
+        ("map announces more than there is", wire.request(0x017D, wire.READ, struct.pack(">I", 100)), 0x80),
+        ("map announces all of 32 bits", wire.request(0x017D, wire.READ, b"\xFF\xFF\xFF\xFF" + bytes(20)), 0x80),
+        ("string runs past the map", wire.request(0x017D, wire.READ, struct.pack(">III", 8, 40, 0) + bytes(60)), 0x80),
+        ("no byte of a map", wire.request(0x017D, wire.READ, b""), 0x80),
+        ("three bytes of a map", wire.request(0x017D, wire.READ, bytes(3)), 0x80),
+    ]
+
+    def test_frames_that_keep_the_framing_are_answered_or_ignored_and_the_connection_stays(self):
+        with Vehicle(VALUES) as vehicle, wire.Tcp(vehicle.address, PORT) as tcp, wire.Udp(vehicle.address, PORT) as udp:
+            for name, frame, code in self.ANSWERED:
+                for carrier in (tcp, udp):
+                    with self.subTest(frame=name, carrier=type(carrier).__name__):
+                        carrier.send(frame)
+                        if code is not None:
+                            self.assertEqual(carrier.receive().return_code, code)
+                        good_call(self, vehicle, carrier)
+                        good_call(self, vehicle)
+
+    def test_frames_that_break_the_framing_end_at_most_their_connection(self):
+        hostile = {
+            "length below the header's rest": wire.request(0x017D, wire.READ, length=7),
+            "length zero": wire.request(0x017D, wire.READ, length=0),
+            "length of nearly 32 bits": wire.request(0x017D, wire.READ, length=0xFFFFFFFF),
+            "length above the bound": wire.request(0x017D, wire.READ, length=0x00200000),
+            "truncated header": wire.request(0x017D, wire.READ).pack()[:9],
+            "truncated payload": wire.request(0x017D, wire.READ, bytes(60)).pack()[:40],
+            "one byte": b"\x01",
+            "noise": bytes(range(256)) * 40,
+        }
+        with Vehicle(VALUES) as vehicle:
+            for name, frame in hostile.items():
+                with self.subTest(frame=name):
+                    with wire.Tcp(vehicle.address, PORT) as tcp, wire.Udp(vehicle.address, PORT) as udp:
+                        tcp.send(frame)
+                        udp.send(frame[:1400] if isinstance(frame, bytes) else frame)
+                        good_call(self, vehicle, udp if name != "noise" else None)
+                    good_call(self, vehicle)
+
+    def test_a_request_split_at_every_byte_and_many_merged_are_all_answered(self):
+        frame = wire.request(0x54DF, wire.READ).pack()
+        with Vehicle(VALUES) as vehicle, wire.Tcp(vehicle.address, PORT) as tcp:
+            tcp.socket.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
+            for cut in range(1, len(frame)):
+                tcp.send(frame[:cut])
+                tcp.send(frame[cut:])
+                self.assertEqual(tcp.receive().payload, expected(0x54DF))
+            tcp.send(b"".join(wire.request(0x017D, wire.CANCEL, session=s).pack() for s in range(1, 101)))
+            self.assertEqual(sorted(tcp.receive().session for _ in range(100)), list(range(1, 101)))
+
+    def test_a_peer_that_never_reads_holds_nobody_up(self):
+        with Vehicle(VALUES) as vehicle:
+            deaf = wire.Tcp(vehicle.address, PORT)
+            deaf.socket.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4096)
+            deaf.socket.settimeout(0.5)
+            try:
+                for _ in range(3000):
+                    deaf.send(wire.request(0x54DC, wire.READ))
+            except OSError:
+                pass  # the service stopped reading, or gave the connection up: both are its right
+            good_call(self, vehicle)
+            self.assertEqual(vehicle.tester("read", "0x017D").returncode, 0)
+            deaf.socket.close()
+            code, seconds = vehicle.stop()
+            self.assertLess(seconds, 5)
+
+
+class ComingAndGoing(unittest.TestCase):
+    def test_the_service_ends_at_once_when_asked_to(self):
+        with Vehicle({}) as vehicle:
+            code, seconds = vehicle.stop()
+            self.assertIn(code, (0, 143))
+            self.assertLess(seconds, 3)
+            self.assertEqual(sorted(p.name for p in vehicle.path.iterdir()), ["ara.log", "java.log", "values.txt"])
+
+    def test_killed_and_started_again_it_is_read_again(self):
+        with Vehicle(VALUES) as vehicle:
+            for _ in range(3):
+                vehicle.kill()
+                vehicle.start()
+                self.assertEqual(vehicle.tester("read", "0x017D").returncode, 0)
+
+    def test_two_vehicles_on_one_machine_do_not_meet(self):
+        with Vehicle({0x54DF: b"one"}) as one, Vehicle({0x54DF: b"two"}) as two:
+            self.assertEqual(one.tester("--raw", "read", "0x54DF").stdout.split()[-1].lower(), array(b"one").hex())
+            self.assertEqual(two.tester("--raw", "read", "0x54DF").stdout.split()[-1].lower(), array(b"two").hex())
+
+    def test_a_second_service_on_the_same_endpoint_is_refused_loudly(self):
+        with Vehicle(VALUES) as first:
+            with self.assertRaises(AssertionError) as refused:
+                Vehicle(VALUES, address=first.address)
+            self.assertIn(first.address, str(refused.exception))
+            self.assertEqual(first.tester("read", "0x017D").returncode, 0)
+
+
+if __name__ == "__main__":
+    unittest.main()

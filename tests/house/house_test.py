@@ -1,0 +1,147 @@
+#!/usr/bin/env python3
+"""Rules of the tree: layout of the code, who may include whom, what the product exports."""
+import concurrent.futures
+import json
+import os
+import pathlib
+import re
+import shlex
+import shutil
+import subprocess
+import unittest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+BUILD = pathlib.Path(os.environ["BUILD_DIR"])
+
+# Who may include whom, from the ground up. `registry/Components.h` and `registry/DiagAraService.h` are the
+# two ways up from core, `servers/did/Servers.h` the one from the tables.
+FLOORS = {
+    "codec": ["codec"],
+    "binding": ["binding", "platform/api"],
+    "core": ["core", "codec", "platform/api", "registry/Components.h", "registry/DiagAraService.h"],
+    "registry": ["registry", "core", "codec", "platform/api"],
+    "servers": ["servers", "registry", "core", "codec", "binding", "platform/api"],
+    "platform/com": ["platform/com", "platform/api"],
+    "platform/log": ["platform/log", "platform/api"],
+    "tools": ["tools", "codec", "binding", "platform/api"],
+}
+# The one file that names every server.
+TABLES = "registry/Diag_Ara_Components_Services.cpp"
+
+
+def tracked(*patterns):
+    listing = subprocess.run(["git", "ls-files", "-co", "--exclude-standard", *patterns], cwd=ROOT, check=True,
+                             capture_output=True, text=True).stdout.split()
+    return [name for name in listing if (ROOT / name).is_file()]
+
+
+class Formatting(unittest.TestCase):
+    def test_every_source_file_is_formatted(self):
+        files = [name for name in tracked("*.h", "*.cpp") if not name.startswith("codec/golden/")]
+        self.assertGreater(len(files), 50)
+        run = subprocess.run(["clang-format-14", "--dry-run", "-Werror", *files], cwd=ROOT, capture_output=True, text=True)
+        self.assertEqual(run.returncode, 0, run.stderr[:4000])
+
+
+class IncludeFloors(unittest.TestCase):
+    def test_nobody_includes_what_stands_above(self):
+        include = re.compile(r'^\s*#\s*include\s+(?:"([^"]+)"|<((?:ara|ac|eb)/[^>]+)>)', re.M)
+        wrong = []
+        for name in tracked("*.h", "*.cpp"):
+            folder = next((f for f in FLOORS if name.startswith(f + "/")), None)
+            if folder is None or name.endswith("_test.cpp") or "/test/" in name:
+                continue
+            allowed = FLOORS[folder] + (["servers/did/Servers.h"] if name == TABLES else [])
+            for own, platform in include.findall((ROOT / name).read_text()):
+                path = "platform/api/" + platform if platform else own
+                if not any(path == a or path.startswith(a + "/") for a in allowed):
+                    wrong.append(f"{name} includes {path}")
+        self.assertEqual(wrong, [])
+
+    def test_the_compiler_is_shown_no_more_than_that(self):
+        for target, folder in {"codec": "codec", "binding": "binding", "core": "core", "registry": "registry",
+                               "servers_did": "servers"}.items():
+            view = BUILD / "sees" / target
+            shown = {str(p.relative_to(view)) for p in view.rglob("*") if p.is_symlink()}
+            self.assertTrue(shown, f"{target} has no view of the tree")
+            self.assertLessEqual(shown, set(FLOORS[folder]))
+
+    def test_files_are_not_longer_than_one_idea(self):
+        long = [(n, count) for n in tracked("*.h", "*.cpp", "*.py", "*.java") if not n.startswith("codec/golden/")
+                and (count := len((ROOT / n).read_text().splitlines())) > 520]
+        self.assertEqual(long, [])
+
+
+class HeadersCompileAlone(unittest.TestCase):
+    """Each header of the product and the platform's interface, as the first line of a translation unit."""
+
+    def flags(self, folder):
+        # Borrow the flags of a source file of the same folder: its include directories above all.
+        commands = json.loads((BUILD / "compile_commands.json").read_text())
+        for entry in commands:
+            source = entry["file"]
+            if source.startswith(f"{ROOT}/{folder}/") and not source.endswith("_test.cpp"):
+                words = shlex.split(entry["command"])
+                words = words[next(i for i, w in enumerate(words) if w.startswith("-")):]
+                keep, skip = [], False
+                for word in words:
+                    if skip:
+                        skip = False
+                    elif word in ("-o", "-c", "-MF", "-MT"):
+                        skip = True
+                    elif word != "-MD":
+                        keep.append(word)
+                return keep, entry["directory"]
+        self.fail(f"no source file of {folder} in compile_commands.json")
+
+    def test_each(self):
+        folders = ["core", "registry", "servers", "binding", "codec", "platform/com", "platform/log", "tools/tester"]
+        jobs = []
+        for folder in folders:
+            flags, directory = self.flags(folder)
+            for header in tracked(f"{folder}/*.h"):
+                if not header.startswith(("codec/golden/", "codec/oracle/")) and "/test/" not in header:
+                    jobs.append((header, flags, directory))
+        flags, directory = self.flags("binding")
+        jobs += [(header, flags, directory) for header in tracked("platform/api/*.h")]
+
+        def compile_alone(job):
+            header, flags, directory = job
+            run = subprocess.run([os.environ["CXX"], *flags, "-Wno-pragma-once-outside-header", "-fsyntax-only", "-x", "c++",
+                                  "-include", str(ROOT / header), "/dev/null"], cwd=directory, capture_output=True, text=True)
+            return None if run.returncode == 0 else f"{header}: {run.stderr[:600]}"
+
+        with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+            broken = [text for text in pool.map(compile_alone, jobs) if text]
+        self.assertGreater(len(jobs), 50)
+        self.assertEqual(broken, [])
+
+
+class ExportedSymbols(unittest.TestCase):
+    JNI = {f"Java_zvif_vehicle_services_val_diagara_ConnectorNativeDiagARA_{name}"
+           for name in ("register", "unregister", "write")}
+    CODEC = re.compile(r"^(Pack|Unpack|PackedSizeOf|ToString|PackUnpackEnum)\w+\(.*\)$")
+
+    def symbols(self, *options):
+        listing = subprocess.run([shutil.which("nm"), "-D", "-C", *options, os.environ["PRODUCT"]], check=True,
+                                 capture_output=True, text=True).stdout
+        return [line.split(maxsplit=2 if "--defined-only" in options else 1)[-1] for line in listing.splitlines()]
+
+    def test_the_product_exports_three_jni_functions_and_the_codec_and_nothing_else(self):
+        names = self.symbols("--defined-only")
+        self.assertEqual({n for n in names if n.startswith("Java_")}, self.JNI)
+        strangers = [n for n in names if n not in self.JNI and not self.CODEC.match(n)]
+        self.assertEqual(strangers, [])
+        for wanted in ("PackDiagmgrGetAdaptationReq(", "UnpackValDiagnosticsresponseInd(", "PackedSizeOftDiagCoding(",
+                       "ToStringVALDiagnosticsResponse_t(", "PackUnpackEnumtControlParameterHasValue("):
+            self.assertTrue(any(n.startswith(wanted) for n in names), wanted)
+
+    def test_the_product_needs_the_platform_by_its_sonames(self):
+        dynamic = subprocess.run(["readelf", "-d", os.environ["PRODUCT"]], check=True, capture_output=True, text=True).stdout
+        needed = set(re.findall(r"NEEDED.*\[(.+)\]", dynamic))
+        self.assertLessEqual({"libara_com.so.0", "libaralog.so.1", "libdltproxy.so.1"}, needed)
+        self.assertIn("NODELETE", dynamic)
+
+
+if __name__ == "__main__":
+    unittest.main()
