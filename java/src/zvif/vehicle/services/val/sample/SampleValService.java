@@ -1,0 +1,110 @@
+package zvif.vehicle.services.val.sample;
+
+import java.util.Arrays;
+import java.util.List;
+import java.util.concurrent.CountDownLatch;
+import java.util.concurrent.TimeUnit;
+
+import zvif.vehicle.services.val.diagara.ConnectorNativeDiagARA;
+
+/** A VAL service as a program: registers with the bridge and answers from a file of values until it is ended. */
+public final class SampleValService {
+    private static final int EXIT_BRIDGE_FAILED = 1;
+    private static final int EXIT_WRONG_INPUT = 2;
+    private static final long LONGEST_STOP_MS = 800;
+
+    private SampleValService() { }
+
+    /**
+     * Runs the service.
+     *
+     * @param arguments see {@code --help}
+     */
+    public static void main(String[] arguments) {
+        var status = start(Arrays.asList(arguments));
+        if (status != 0) {
+            System.exit(status);
+        }
+    }
+
+    /** Returns 0 when the service is up (its thread goes on) or there was nothing to start. */
+    private static int start(List<String> arguments) {
+        try {
+            var options = Options.parse(arguments);
+            if (options.help()) {
+                System.out.print(Options.USAGE);
+            } else if (options.printValues()) {
+                Values.builtInLines().forEach(System.out::println);
+            } else {
+                return serve(options);
+            }
+            return 0;
+        } catch (IllegalArgumentException | ValuesFile.Mistake wrong) {
+            log(wrong.getMessage());
+            return EXIT_WRONG_INPUT;
+        }
+    }
+
+    private static int serve(Options options) throws ValuesFile.Mistake {
+        var values = Values.open(options.values(), SampleValService::log);
+        for (var identifier : DataIdentifier.values()) {
+            values.of(identifier).flatMap(value -> identifier.complaintAbout(value.length))
+                    .ifPresent(SampleValService::log);
+        }
+        ConnectorNativeDiagARA bridge;
+        try {
+            bridge = new ConnectorNativeDiagARA();
+        } catch (LinkageError error) {
+            log(error.getMessage());
+            return EXIT_BRIDGE_FAILED;
+        }
+        var responder = new Responder(values::of, bridge::write, options.silent(), options.delay(),
+                SampleValService::log);
+        var result = register(bridge, responder, options.logLevel());
+        if (result != 0) {
+            return EXIT_BRIDGE_FAILED;
+        }
+        Runtime.getRuntime().addShutdownHook(new Thread(() -> stop(bridge, responder), "VAL stop"));
+        System.out.println("VAL service is up");
+        return 0;
+    }
+
+    private static int register(ConnectorNativeDiagARA bridge, Responder responder, int logLevel) {
+        try {
+            var result = bridge.register(responder, logLevel);
+            if (result != 0) {
+                log("the bridge refused to start, result " + result + "; its log tells why");
+            }
+            return result;
+        } catch (Exception refused) {
+            log("the bridge refused to start: " + refused.getMessage());
+            return EXIT_BRIDGE_FAILED;
+        }
+    }
+
+    /** Ends within a second even if the bridge does not: a service that cannot be stopped is worse than a hard end. */
+    private static void stop(ConnectorNativeDiagARA bridge, Responder responder) {
+        var stopped = new CountDownLatch(1);
+        var worker = new Thread(() -> {
+            responder.close();
+            if (bridge.unregister() == 0) {
+                stopped.countDown();
+            }
+        }, "VAL unregister");
+        worker.start();
+        try {
+            worker.join(LONGEST_STOP_MS);
+            if (stopped.getCount() == 0) {
+                return;
+            }
+        } catch (InterruptedException hurried) {
+            // ends the hard way, too
+        }
+        log("the bridge did not stop");
+        Runtime.getRuntime().halt(EXIT_BRIDGE_FAILED);
+    }
+
+    private static void log(String text) {
+        System.err.println("VAL service: " + text);
+    }
+}
