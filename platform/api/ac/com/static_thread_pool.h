@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -16,16 +17,16 @@ namespace ac::com {
 /// A fixed set of worker threads that run posted tasks in order of arrival.
 ///
 /// The runtime owns the pools and ends them only after every dispatcher has gone. A task that throws is
-/// logged and ended; it takes neither its thread nor the process with it. Post may be called from any
-/// thread, a pool thread too; the definition of post stands in binding/task.
+/// logged and ended; it takes neither its thread nor the process with it. Any thread may post, a worker
+/// too; the definition of post stands in binding/task.
 ///
-/// State machine (m_poolState): 0 running -> 2 stopped. Outstanding work counts tasks that were posted
-/// and have not ended, plus posts under way.
+/// State machine (m_poolState): 0 running -> 2 stopped.
 class ARA_API static_thread_pool {
 public:
     /// Starts `threads` workers (at least one).
     explicit static_thread_pool(std::size_t threads);
-    /// Refuses further tasks, drops those that have not begun, joins the workers.
+    /// Refuses further tasks, drops those that have not begun, joins the workers and lets posts under way
+    /// end.
     ~static_thread_pool();
     static_thread_pool(static_thread_pool const&) = delete;
     static_thread_pool& operator=(static_thread_pool const&) = delete;
@@ -42,13 +43,14 @@ public:
 
 private:
     void work();
+    void stop() noexcept;
 
     std::deque<std::function<void()>> m_queue;  // guarded by m_mutex
     std::mutex m_mutex;
-    std::condition_variable m_wake;
-    std::atomic<std::uint8_t> m_poolState{0};
-    std::atomic<std::int64_t> m_outstanding{0};
-    std::vector<std::thread> m_threads;  // written by the constructor and the destructor only
+    std::condition_variable m_wake;              // told of tasks, of the stop, and of no work left
+    std::atomic<std::uint8_t> m_poolState{0};    // written with m_mutex held, read without
+    std::atomic<std::int64_t> m_outstanding{0};  // tasks posted and not yet ended, and posts under way
+    std::vector<std::thread> m_threads;          // written by the constructor and the destructor only
 };
 
 }  // namespace ac::com

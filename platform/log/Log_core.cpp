@@ -1,0 +1,93 @@
+#include "platform/log/Log_core.h"
+
+#include <array>
+#include <cstdlib>
+#include <optional>
+#include <system_error>
+
+#include "platform/log/Console_target.h"
+#include "platform/log/File_target.h"
+#include "platform/log/Memory_target.h"
+
+namespace ara::log {
+namespace {
+
+constexpr std::array<char const*, 7> LEVELS = {"off", "fatal", "error", "warn", "info", "debug", "verbose"};
+constexpr char const* FILE_PREFIX = "file:";
+
+class No_target : public Target {
+    void write(LogLevel, std::string_view, std::string_view) override {}
+};
+
+struct Choice {
+    Target* target;
+    LogLevel threshold;
+    std::string complaint;  // what was wrong with the settings, in words
+};
+
+Choice choose(std::string const& target, std::string const& level) {
+    Choice choice{nullptr, LogLevel::kWarn, {}};
+    if (!level.empty()) {
+        std::size_t number = 0;
+        while (number < LEVELS.size() && level != LEVELS[number]) ++number;
+        if (number < LEVELS.size())
+            choice.threshold = static_cast<LogLevel>(number);
+        else
+            choice.complaint = "ARA_LOG_LEVEL: '" + level +
+                               "' is none of off, fatal, error, warn, info, debug, verbose; taking warn";
+    }
+    if (target.rfind(FILE_PREFIX, 0) == 0) {
+        try {
+            choice.target = new File_target(target.substr(std::string(FILE_PREFIX).size()));
+        } catch (std::system_error const& error) {
+            choice.complaint = std::string("ARA_LOG_TARGET: ") + error.what() + "; taking console";
+        }
+    } else if (target == "memory") {
+        choice.target = &Memory_target::instance();
+    } else if (target == "none") {
+        choice.target = new No_target;
+        choice.threshold = LogLevel::kOff;
+    } else if (!target.empty() && target != "console") {
+        choice.complaint =
+            "ARA_LOG_TARGET: '" + target + "' is none of console, file:PATH, memory, none; taking console";
+    }
+    if (choice.target == nullptr) choice.target = &Console_target::standardError();
+    return choice;
+}
+
+std::string environment(char const* variable) {
+    char const* value = std::getenv(variable);
+    return value == nullptr ? "" : value;
+}
+
+/// Gives what is still on its way a last chance when the process ends in an orderly way.
+struct Flush_at_exit {
+    ~Flush_at_exit() { Log_core::instance().flush(); }
+};
+
+}  // namespace
+
+Log_core& Log_core::instance() {
+    static Log_core& core = *new Log_core;
+    static Flush_at_exit const flushAtExit;
+    return core;
+}
+
+Log_core::Log_core() {
+    Choice const choice = choose(environment("ARA_LOG_TARGET"), environment("ARA_LOG_LEVEL"));
+    m_target = choice.target;
+    m_threshold = choice.threshold;
+    if (!choice.complaint.empty()) choice.target->write(LogLevel::kError, "LOG", choice.complaint);
+}
+
+void Log_core::use(Target& target, LogLevel threshold) {
+    m_target.store(&target, std::memory_order_release);
+    m_threshold.store(threshold);
+}
+
+char const* name(LogLevel level) noexcept {
+    auto const number = static_cast<std::size_t>(level);
+    return number < LEVELS.size() ? LEVELS[number] : "?";
+}
+
+}  // namespace ara::log
