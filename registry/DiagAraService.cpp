@@ -1,0 +1,76 @@
+#include "registry/DiagAraService.h"
+
+#include <exception>
+#include <string>
+
+#include "registry/Diag_Ara_Components.h"
+#include "registry/Diag_Ara_Components_Services.h"
+
+namespace zvg::val::diag_ara {
+
+using services::Diag_Ara_Components;
+using services::Diag_Ara_Components_Services;
+
+// The objects that live as long as the library stand together in this file, as what is made first is
+// destroyed last: the bridge with its components goes before the communication runtime that carries them.
+
+std::string Diag_Ara_Components::m_runtime_error;
+
+std::unique_ptr<ac::com::runtime::Component_singleton> Diag_Ara_Components::m_runtime_object = [] {
+    std::unique_ptr<ac::com::runtime::Component_singleton> runtime;
+    try {
+        runtime = std::make_unique<ac::com::runtime::Component_singleton>(false, "");
+    } catch (std::exception const& e) {  // out of a library's load it would end the JVM: `register` tells it
+        m_runtime_error = e.what();
+    } catch (...) {
+        m_runtime_error = "not a standard exception";
+    }
+    return runtime;
+}();
+
+std::once_flag DiagAraService::initInstanceFlag;
+std::unique_ptr<DiagAraService> DiagAraService::pInstance;
+
+DiagAraService* DiagAraService::getInstance() {
+    std::call_once(initInstanceFlag, [] { pInstance = std::make_unique<DiagAraService>(); });
+    return pInstance.get();
+}
+
+DiagAraService::DiagAraService()
+    : Service(std::make_unique<Diag_Ara_Components>(Diag_Ara_Components_Services::getServices(),
+                                                    Diag_Ara_Components_Services::getValMsgIds()),
+              "DiagAraService::") {}
+
+DiagAraService::~DiagAraService() {
+    if (close()) return;
+    // A thread of the ended JVM sits inside a component for ever. Leave what it stands on.
+    abandonComponents();
+    static_cast<void>(Diag_Ara_Components::m_runtime_object.release());
+}
+
+eValStatus DiagAraService::setServiceAvailability(tVALNetworkServicesDiagAra service, bool available) {
+    auto const bits = static_cast<std::uint32_t>(service);
+    if (available) {
+        if ((m_availability.fetch_or(bits) & bits) == bits) return eValNotReady;
+    } else {
+        if ((m_availability.fetch_and(~bits) & bits) == 0) return eValNotReady;
+    }
+    eValStatus const result = sendServiceAvailability();
+    if (result != eValOk) {
+        out(level::DETAIL, TRACE_HERE, "Failed to send VAL_NETWORK_SERVICE_DIAG_ARA_STATUS_IND.");
+    }
+    return result;
+}
+
+eValStatus DiagAraService::sendServiceAvailability() {
+    tValNetworkServiceDiagStatusIndds record{};
+    record.serviceStateDiag = static_cast<tVALNetworkServicesDiagAra>(m_availability.load());
+    return sendMsg(PackedSizeOfVALNetworkServiceStatusDiag_t(nullptr, nullptr), &record,
+                   PackValNetworkServiceDiagStatusInd, true);
+}
+
+void DiagAraService::resetServiceAvailability() {
+    m_availability = 0;
+}
+
+}  // namespace zvg::val::diag_ara
