@@ -1,0 +1,59 @@
+"""Generates the VAL codec from its schemas.
+
+    python3 tools/valgen --cpp OUT [--include-prefix codec] SCHEMA...
+    python3 tools/valgen --java OUT SCHEMA...
+    python3 tools/valgen --list-java SCHEMA...
+
+Nothing is written unless every schema is sound. A refused schema ends the run with status 1 and one
+line for each fault: file, line, what is wrong.
+"""
+
+import argparse
+import pathlib
+import sys
+
+import cpp_header
+import cpp_source
+import java_files
+from model import SchemaError, build
+from schema import parse_file
+
+
+def write(folder, files):
+    folder.mkdir(parents=True, exist_ok=True)
+    for name, text in files.items():
+        (folder / name).write_text(text, encoding="utf-8")
+
+
+def cpp_files(model, prefix):
+    files = {"codec.h": cpp_header.umbrella(model, prefix)}
+    for family in model.families:
+        files[f"{family.name}.h"] = cpp_header.header(model, family, prefix)
+        files[f"{family.name}.cpp"] = cpp_source.source(family, prefix)
+    return files
+
+
+def main():
+    arguments = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    arguments.add_argument("schemas", nargs="+", type=pathlib.Path, metavar="SCHEMA")
+    arguments.add_argument("--cpp", type=pathlib.Path, metavar="OUT", help="write C++ into this folder")
+    arguments.add_argument("--include-prefix", default="codec", help="how the C++ files include one another")
+    arguments.add_argument("--java", type=pathlib.Path, metavar="OUT", help="write Java into this folder")
+    arguments.add_argument("--list-java", action="store_true", help="print the names of the Java files")
+    chosen = arguments.parse_args()
+
+    try:
+        model = build([parse_file(path) for path in chosen.schemas])
+    except SchemaError as refused:
+        print(refused, file=sys.stderr)
+        return 1
+    if chosen.cpp:
+        write(chosen.cpp, cpp_files(model, chosen.include_prefix))
+    if chosen.java:
+        write(chosen.java, java_files.files(model))
+    if chosen.list_java:
+        print("\n".join(java_files.files(model)))
+    return 0
+
+
+sys.exit(main())

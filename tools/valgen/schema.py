@@ -1,0 +1,189 @@
+"""Reads a schema file into statements: what each line says, before anybody asks whether it is true.
+
+A line that starts at the margin opens a declaration, indented lines below it are its body; `#` starts
+a comment.
+"""
+
+import re
+from dataclasses import dataclass, field
+from pathlib import Path
+
+
+class SchemaError(Exception):
+    """One or more faults, a line each: `file:line: what is wrong`."""
+
+
+@dataclass(frozen=True)
+class Place:
+    file: str
+    line: int
+
+    def refuse(self, what):
+        raise SchemaError(f"{self.file}:{self.line}: {what}")
+
+
+@dataclass
+class EnumStatement:
+    place: Place
+    name: str
+    bits: int
+    stored_bits: int
+    assumed: bool
+    kind: str  # "ranges", "mask" or "any"
+    ranges: list = field(default_factory=list)  # (first, last, place)
+    mask: int = 0
+    names: list = field(default_factory=list)  # (name, value, place)
+
+
+@dataclass
+class FieldStatement:
+    place: Place
+    name: str
+    type_word: str  # "u8" .. "i64", "bool", "enum" or "record"
+    type_name: str  # of an enumeration or a record
+    stored: str
+    size: str  # what stands between the brackets: a number, the name of a count, or ""
+    maximum: int
+
+
+@dataclass
+class RecordStatement:
+    place: Place
+    name: str
+    text: bool
+    assumed: bool
+    fields: list = field(default_factory=list)
+
+
+@dataclass
+class ForwardStatement:
+    place: Place
+    name: str
+    target: str
+
+
+@dataclass
+class MessageStatement:
+    place: Place
+    id: int
+    name: str
+    record: str
+
+
+@dataclass
+class Schema:
+    family: str
+    file: str
+    statements: list
+
+
+NAME = r"[A-Za-z_][A-Za-z0-9_]*"
+NUMBER = r"(?:0x[0-9a-fA-F]+|[0-9]+)"
+ENUM = re.compile(
+    rf"enum (?P<name>{NAME}) : (?P<bits>\d+)(?: stored (?P<stored>\d+))?(?P<assumed> assumed)?"
+    rf"(?: (?P<any>any)| mask (?P<mask>{NUMBER})| = (?P<ranges>.+))?$"
+)
+RANGE = re.compile(rf"({NUMBER})(?:\.\.({NUMBER}))?$")
+ENUMERATOR = re.compile(rf"({NAME}) = ({NUMBER})$")
+RECORD = re.compile(rf"record (?P<name>{NAME})(?P<text> text)?(?P<assumed> assumed)?$")
+FIELD = re.compile(
+    rf"(?P<name>{NAME}) (?P<type>[ui](?:8|16|32|64)|bool|enum (?P<enum>{NAME})|record (?P<record>{NAME}))"
+    rf"(?:\[(?P<size>{NAME}|\d+)\])?(?: stored (?P<stored>[ui](?:8|16|32|64)))?(?: max (?P<max>\d+))?$"
+)
+FORWARD = re.compile(rf"forward ({NAME}) to ({NAME})$")
+MESSAGE = re.compile(rf"message (\d+) ({NAME}) carries ({NAME})$")
+
+
+def parse_file(path):
+    path = Path(path)
+    return parse(path.read_text(encoding="utf-8"), path.name)
+
+
+def parse(text, file):
+    statements = []
+    for number, line in enumerate(text.splitlines(), 1):
+        place = Place(file, number)
+        words = " ".join(line.partition("#")[0].split())
+        if not words:
+            continue
+        if not line[0].isspace():
+            statements.append(_opening(place, words))
+        elif not statements:
+            place.refuse("an indented line belongs to a declaration, and none stands above it")
+        else:
+            _body_line(place, words, statements[-1])
+    return Schema(family=file.removesuffix(".val"), file=file, statements=statements)
+
+
+def _opening(place, words):
+    keyword = words.split()[0]
+    readers = {"enum": _enum, "record": _record, "forward": _forward, "message": _message}
+    if keyword not in readers:
+        place.refuse(f"'{keyword}' is none of: enum, record, forward, message")
+    return readers[keyword](place, words)
+
+
+def _enum(place, words):
+    match = ENUM.match(words)
+    if not match:
+        place.refuse("an enumeration reads: enum NAME : BITS [stored BITS] [assumed] [= VALUES | mask VALUE | any]")
+    bits = int(match["bits"])
+    statement = EnumStatement(
+        place, match["name"], bits, int(match["stored"] or bits), bool(match["assumed"]), kind="ranges"
+    )
+    if match["any"]:
+        statement.kind = "any"
+    elif match["mask"]:
+        statement.kind, statement.mask = "mask", int(match["mask"], 0)
+    elif match["ranges"]:
+        for words_of_range in match["ranges"].split(","):
+            found = RANGE.match(words_of_range.strip())
+            if not found:
+                place.refuse(f"'{words_of_range.strip()}' is neither a value nor a range such as 3..7")
+            first = int(found[1], 0)
+            statement.ranges.append((first, int(found[2], 0) if found[2] else first, place))
+    return statement
+
+
+def _record(place, words):
+    match = RECORD.match(words)
+    if not match:
+        place.refuse("a record reads: record NAME [text] [assumed]")
+    return RecordStatement(place, match["name"], bool(match["text"]), bool(match["assumed"]))
+
+
+def _forward(place, words):
+    match = FORWARD.match(words)
+    if not match:
+        place.refuse("a forwarder reads: forward NAME to RECORD")
+    return ForwardStatement(place, match[1], match[2])
+
+
+def _message(place, words):
+    match = MESSAGE.match(words)
+    if not match:
+        place.refuse("a message reads: message ID NAME carries RECORD")
+    return MessageStatement(place, int(match[1]), match[2], match[3])
+
+
+def _body_line(place, words, owner):
+    if isinstance(owner, EnumStatement):
+        match = ENUMERATOR.match(words)
+        if not match:
+            place.refuse("a named value reads: NAME = VALUE")
+        owner.names.append((match[1], int(match[2], 0), place))
+    elif isinstance(owner, RecordStatement):
+        match = FIELD.match(words)
+        if not match:
+            place.refuse(
+                "a field reads: NAME TYPE [stored TYPE], NAME TYPE[SIZE] or NAME TYPE[COUNT] max N, where TYPE is "
+                "u8..u64, i8..i64, bool, enum NAME or record NAME"
+            )
+        owner.fields.append(
+            FieldStatement(
+                place, match["name"], match["type"].split()[0], match["enum"] or match["record"] or "",
+                match["stored"] or "", match["size"] or "", int(match["max"] or 0),
+            )
+        )
+    else:
+        place.refuse("only enumerations and records have lines below them")
