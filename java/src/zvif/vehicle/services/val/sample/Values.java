@@ -19,7 +19,7 @@ import java.util.function.Consumer;
  * away, the last good values stay and every request says so. Used by one thread at a time.
  */
 final class Values {
-    private static final String BUILT_IN = "values.val";
+    private static final String BUILT_IN = "values.txt";
 
     private final Path m_file; // null: the values that came with the program, which do not change
     private final Consumer<String> m_log;
