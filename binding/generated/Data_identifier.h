@@ -1,0 +1,80 @@
+// What the interfaces of all data identifiers have in common.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include "binding/future/Future.h"
+#include "binding/generated/Uds_service_failed.h"
+#include "binding/skeleton/Method.h"
+#include "binding/skeleton/Skeleton.h"
+
+/// Gives a record the list of its fields in the order of the wire, to read and to write.
+#define BINDING_FIELDS(...)           \
+    auto fields() {                   \
+        return std::tie(__VA_ARGS__); \
+    }                                 \
+    auto fields() const {             \
+        return std::tie(__VA_ARGS__); \
+    }
+
+namespace zvg::services::diag {
+
+/// What a diagnostic request tells about itself, beside what it asks for.
+using Meta = std::map<std::string, std::string>;
+
+/// Bytes of a fixed number.
+template <std::size_t N>
+using Bytes = std::array<std::uint8_t, N>;
+
+/// What stands behind the last "::" of a name.
+constexpr std::string_view last_name(std::string_view name) noexcept {
+    return name.substr(name.rfind(':') + 1);
+}
+
+/// Base of an interface's description: the number of its data identifier, its version, and its methods. The
+/// methods' numbers on the wire count from 0 in this order.
+template <std::uint16_t Number, class Cancel, class Read>
+struct Data_identifier {
+    static constexpr std::uint16_t DATA_IDENTIFIER = Number;
+    static constexpr std::uint32_t DESCRIPTION = 0x20000;  ///< version 2.0
+    using CancelMethod = Cancel;
+    using ReadMethod = Read;
+};
+
+/// Ends a read that is under way. Succeeds always, and gives nothing.
+struct Cancel_method : Unfailing_method {
+    using Output = void;
+    using Signature = void(Meta const&);
+};
+
+/// The skeleton of a data identifier's interface. Whoever implements it derives from it and calls
+/// StopOfferService before it goes.
+template <class Interface>
+class Data_identifier_skeleton : public ara::com::internal::skeleton::Skeleton<Interface> {
+public:
+    using CancelMethod = typename Interface::CancelMethod;
+    using ReadMethod = typename Interface::ReadMethod;
+
+    Data_identifier_skeleton(std::string instanceId, unsigned char processingMode)
+        : ara::com::internal::skeleton::Skeleton<Interface>(std::move(instanceId), processingMode),
+          m_cancel(
+              0, [this](Meta const& meta) { return Cancel(meta); }, this->binding().dispatcher()),
+          m_read(
+              1, [this](Meta const& meta) { return Read(meta); }, this->binding().dispatcher()) {}
+
+    virtual eb::com::Future<void> Cancel(Meta const& meta) = 0;
+    virtual eb::com::Future<typename ReadMethod::Output> Read(Meta const& meta) = 0;
+
+private:
+    ara::com::internal::skeleton::Method<CancelMethod> m_cancel;
+    ara::com::internal::skeleton::Method<ReadMethod> m_read;
+};
+
+}  // namespace zvg::services::diag

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "binding/generated/Data_identifier.h"
+
+namespace zvg::services::diag::d_017d {
+
+struct Cancel;
+struct Read;
+
+struct DataIdentifier_FunctionOnDemandVersionInfo : Data_identifier<0x017D, Cancel, Read> {
+    static constexpr std::string_view NAME =
+        "zvg::services::diag::d_017d::DataIdentifier_FunctionOnDemandVersionInfo";
+    static constexpr std::string_view SHORT_NAME = last_name(NAME);
+};
+
+using UDSServiceFailed = Uds_service_failed<DataIdentifier_FunctionOnDemandVersionInfo>;
+
+struct Cancel : Cancel_method {};
+
+struct Read : Failing_method<UDSServiceFailed> {
+    struct Output {
+        std::uint8_t field1 = 0;
+        std::uint8_t field2 = 0;
+        std::uint8_t field3 = 0;
+        std::uint16_t field4 = 0;
+        std::uint8_t field5 = 0;
+        std::uint16_t field6 = 0;
+        BINDING_FIELDS(field1, field2, field3, field4, field5, field6)
+        bool operator==(Output const&) const = default;
+    };
+    using Signature = Output(Meta const&);
+};
+
+namespace skeleton {
+
+class DataIdentifier_FunctionOnDemandVersionInfoSkeleton
+    : public Data_identifier_skeleton<DataIdentifier_FunctionOnDemandVersionInfo> {
+public:
+    using Data_identifier_skeleton::Data_identifier_skeleton;
+};
+
+}  // namespace skeleton
+}  // namespace zvg::services::diag::d_017d

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "binding/generated/Data_identifier.h"
+
+namespace zvg::services::diag::d_117d {
+
+struct Cancel;
+struct Read;
+
+struct DataIdentifier_FoDSomeipDataBusServiceErrorValueReceived : Data_identifier<0x117D, Cancel, Read> {
+    static constexpr std::string_view NAME =
+        "zvg::services::diag::d_117d::DataIdentifier_FoDSomeipDataBusServiceErrorValueReceived";
+    static constexpr std::string_view SHORT_NAME = last_name(NAME);
+};
+
+using UDSServiceFailed = Uds_service_failed<DataIdentifier_FoDSomeipDataBusServiceErrorValueReceived>;
+
+struct Cancel : Cancel_method {};
+
+struct Read : Failing_method<UDSServiceFailed> {
+    struct Output {
+        Bytes<1> field1{};
+        std::vector<std::uint8_t> field2;
+        BINDING_FIELDS(field1, field2)
+        bool operator==(Output const&) const = default;
+    };
+    using Signature = Output(Meta const&);
+};
+
+namespace skeleton {
+
+class DataIdentifier_FoDSomeipDataBusServiceErrorValueReceivedSkeleton
+    : public Data_identifier_skeleton<DataIdentifier_FoDSomeipDataBusServiceErrorValueReceived> {
+public:
+    using Data_identifier_skeleton::Data_identifier_skeleton;
+};
+
+}  // namespace skeleton
+}  // namespace zvg::services::diag::d_117d

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include <ara/log/Logger.h>
+
+#include "binding/incident/Additional_args.h"
+
+namespace ac::com::log::target {
+
+/// Sends incidents to a logging context, each as one line of JSON. Refers to the logger, which lives as long
+/// as the process. Any thread.
+///
+///     binding_log().trace(incidents::Offer_service{{service, instance}});
+class Dlt {
+public:
+    explicit Dlt(ara::log::Logger& logger) noexcept : m_logger(logger) {}
+
+    bool is_log_enabled(ara::log::LogLevel level) const noexcept { return m_logger.IsLogEnabled(level); }
+
+    /// Writes an incident at its own level. At a disabled level nothing is built.
+    template <class Incident, class... Args>
+    void trace(Incident const& incident, Args const&... args) const {
+        trace_at(Incident::LEVEL, incident, args...);
+    }
+
+    /// The same at another level.
+    template <class Incident, class... Args>
+    void trace_at(ara::log::LogLevel level, Incident const& incident, Args const&... args) const {
+        if (!is_log_enabled(level)) {
+            return;
+        }
+        nlohmann::json line;
+        line["1_incident"] = incident;
+        json::serialization::detail::Serialization_helper::serialize_additional_args(line, args...);
+        trace_impl(json::serialization::detail::get_json_dump(line), level);
+    }
+
+    /// Writes a text; an empty one is not sent. Levels other than fatal, error, warn, info and verbose go out
+    /// as debug.
+    void trace_impl(std::string const& text, ara::log::LogLevel level) const;
+
+private:
+    ara::log::Logger& m_logger;
+};
+
+}  // namespace ac::com::log::target
+
+namespace ac::com::cpp_binding::log {
+
+/// The target of the language binding's incidents.
+ac::com::log::target::Dlt binding_log();
+
+}  // namespace ac::com::cpp_binding::log
+
+namespace ara::com::log {
+
+/// The target of the incidents that a service's owner is to see.
+ac::com::log::target::Dlt service_log();
+
+}  // namespace ara::com::log
