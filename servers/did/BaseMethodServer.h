@@ -10,9 +10,10 @@
 #include <ac/com/Exceptions.h>
 
 #include "binding/future/Promise.h"
+#include "binding/incident/Dlt.h"
+#include "binding/incident/incidents.h"
 #include "core/Trace.h"
 #include "registry/Runnable.h"
-#include "servers/did/ReadRequest.h"
 
 namespace zvg::val::diag_ara::services {
 
@@ -55,7 +56,9 @@ public:
         try {
             m_skeleton = std::make_unique<SkeletonImpl>(m_instanceId);
         } catch (ac::com::Invalid_argument_exception const& error) {
-            traceInstantiationError(m_instanceId, error);
+            ara::com::log::service_log().trace(
+                ara::com::log::incidents::Service_instantiation_error{{{m_instanceId}}},
+                ac::com::cpp_binding::log::Failure_text{error.what()});
             throw;
         }
         m_skeleton->m_server = this;

@@ -1,0 +1,135 @@
+#include "servers/did/test/Vehicle.h"
+
+#include <chrono>
+#include <cstdlib>
+#include <map>
+#include <regex>
+#include <thread>
+
+#include <unistd.h>
+
+#include "registry/Diag_Ara_Components_Services.h"
+
+namespace did_test {
+
+namespace services = zvg::val::diag_ara::services;
+
+namespace {
+
+constexpr std::chrono::seconds PATIENCE{20};
+
+// Test processes run side by side: each offers at an address of its own. Before the communication runtime is
+// made, which happens as the program is loaded.
+[[gnu::constructor(101)]] void chooseAddress() {
+    auto const pid = static_cast<unsigned>(getpid());
+    std::string const address = "127." + std::to_string(100U + (pid >> 16U) % 100U) + "." +
+                                std::to_string((pid >> 8U) & 255U) + "." + std::to_string(1U + pid % 254U);
+    setenv("ARA_COM_ADDRESS", address.c_str(), 0);
+}
+
+// The components of the present registration, by their keys. Filled on the registering thread.
+std::map<std::string, services::Runnable*>& live() {
+    static std::map<std::string, services::Runnable*> components;
+    return components;
+}
+
+// Has the product's factories tell what they make. Before the first bridge copies the table.
+void watchFactories() {
+    static bool const once = [] {
+        for (auto& [key, factory] : services::Diag_Ara_Components_Services::getServices()) {
+            factory = [key = key, make = factory] {
+                auto made = make();
+                live()[key] = made.get();
+                return made;
+            };
+        }
+        return true;
+    }();
+    static_cast<void>(once);
+}
+
+}  // namespace
+
+void Call::answer(eb::com::runtime::Call_result const& result) {
+    std::lock_guard const lock(m_mutex);
+    ++m_answers;
+    m_result = result;
+    m_changed.notify_all();
+}
+
+bool Call::answered() const {
+    return answers() != 0;
+}
+
+int Call::answers() const {
+    std::lock_guard const lock(m_mutex);
+    return m_answers;
+}
+
+bool Call::await() const {
+    std::unique_lock lock(m_mutex);
+    return m_changed.wait_for(lock, PATIENCE, [this] { return m_answers != 0; });
+}
+
+int Call::returnCode() const {
+    std::lock_guard const lock(m_mutex);
+    bool const carried = m_answers != 0 && m_result.outcome == eb::com::runtime::Call_outcome::answered;
+    return carried ? m_result.return_code : -1;
+}
+
+Bytes Call::payload() const {
+    std::lock_guard const lock(m_mutex);
+    return m_result.payload.bytes();
+}
+
+void Vehicle::SetUp() {
+    watchFactories();
+    registerJava();
+}
+
+void Vehicle::TearDown() {
+    java.unregister();
+    live().clear();
+    m_ports.clear();
+    EXPECT_THAT(jvm.violations(), testing::IsEmpty());
+}
+
+services::Runnable& Vehicle::component(Identifier const& id) {
+    return *live().at(id.component);
+}
+
+std::shared_ptr<Call> Vehicle::call(Identifier const& id, unsigned short method, Bytes request,
+                                    std::function<void()> onAnswer) {
+    using namespace eb::com::runtime;
+    auto call = std::make_shared<Call>();
+    std::shared_ptr<Client_port> port;
+    {
+        std::lock_guard const lock(m_mutex);
+        auto& end = m_ports[id.interface];
+        if (!end) {
+            end = std::make_unique<ac::com::cpp_binding::proxy::Rport>(
+                Service_handle{{id.interface}, {"1"}}, Service_interface_description{0x00020000});
+        }
+        port = end->client_port();
+    }
+    port->call(method, Serialized_payload(std::make_shared<Bytes const>(std::move(request))),
+               [call, onAnswer = std::move(onAnswer)](Call_result const& result) {
+                   call->answer(result);
+                   if (onAnswer) onAnswer();
+               });
+    return call;
+}
+
+std::vector<Vehicle::Line> Vehicle::linesOf(std::string const& source) {
+    static std::regex const form(R"(\d\d:\d\d:\d\d\|\d+\|([^|]*?)(\d+)::([~\w]+)\(\) ([^\n]*)\n)");
+    std::vector<Line> lines;
+    for (ara::log::Message const& message : log.messages("DIAG")) {
+        std::smatch parts;
+        if (!std::regex_match(message.text, parts, form) || parts[1].str().rfind(source, 0) != 0) continue;
+        lines.push_back({message.level, parts[3], parts[4]});
+    }
+    log.clear();
+    return lines;
+}
+
+}  // namespace did_test
