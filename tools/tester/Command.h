@@ -1,0 +1,31 @@
+// The subcommands. A new one is a class and a line in `commands`.
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "tools/tester/Session.h"
+
+namespace CLI {
+class App;
+}
+
+namespace tester {
+
+class Command {
+public:
+    virtual ~Command() = default;
+
+    /// Adds itself with its arguments to the command line; the pointer stays with `app`.
+    virtual CLI::App* declare(CLI::App& app) = 0;
+    virtual ExitCode run(Session& session) = 0;
+};
+
+std::unique_ptr<Command> readCommand();
+std::unique_ptr<Command> cancelCommand();
+std::unique_ptr<Command> listCommand();
+
+/// All of them, in the order of the help text.
+std::vector<std::unique_ptr<Command>> commands();
+
+}  // namespace tester

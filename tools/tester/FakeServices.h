@@ -1,0 +1,89 @@
+// Services that answer as a test tells them to, time-outs included.
+#pragma once
+
+#include <deque>
+#include <map>
+#include <optional>
+#include <thread>
+#include <vector>
+
+#include "tools/tester/Services.h"
+
+namespace tester {
+
+/// Answers each call with the next line of its script, on a thread of its own as the runtime does. Without a
+/// line left, and for a line that holds nothing, a call stays unanswered until it is cancelled.
+class FakePort final : public eb::com::runtime::Client_port {
+public:
+    using Result = eb::com::runtime::Call_result;
+
+    static Result answered(unsigned char returnCode, std::vector<unsigned char> payload = {}) {
+        return {eb::com::runtime::Call_outcome::answered, returnCode, bytes(std::move(payload)), {}};
+    }
+    static Result failed(eb::com::runtime::Call_outcome outcome, std::string detail) {
+        return {outcome, 0, {}, std::move(detail)};
+    }
+    static eb::com::runtime::Serialized_payload bytes(std::vector<unsigned char> content) {
+        return eb::com::runtime::Serialized_payload(
+            std::make_shared<std::vector<unsigned char> const>(std::move(content)));
+    }
+
+    std::shared_ptr<eb::com::runtime::Method_call> call(unsigned short method,
+                                                        eb::com::runtime::Serialized_payload request,
+                                                        Answer answer) override {
+        methods.push_back(method);
+        requests.push_back(request.bytes());
+        std::optional<Result> next;
+        if (!script.empty()) {
+            next = script.front();
+            script.pop_front();
+        }
+        if (onCall) onCall();
+        if (next) m_threads.emplace_back([answer, next] { answer(*next); });
+        return std::make_shared<Open>(*this, next ? Answer{} : answer);
+    }
+
+    std::string endpoint() const override { return endpointText; }
+
+    std::deque<std::optional<Result>> script;
+    std::string endpointText = "tcp 127.0.0.1:1";
+    std::function<void()> onCall;
+    std::vector<unsigned short> methods;               // of the calls that came
+    std::vector<std::vector<unsigned char>> requests;  // of the calls that came
+    unsigned cancelled = 0;
+
+private:
+    class Open final : public eb::com::runtime::Method_call {
+    public:
+        Open(FakePort& port, Answer answer) : m_port(port), m_answer(std::move(answer)) {}
+        void cancel() override {
+            ++m_port.cancelled;
+            if (m_answer) m_answer(failed(eb::com::runtime::Call_outcome::cancelled, "cancelled"));
+        }
+
+    private:
+        FakePort& m_port;
+        Answer m_answer;
+    };
+
+    std::vector<std::jthread> m_threads;
+};
+
+/// Reaches the ports that a test has put in, and no others.
+class FakeServices final : public Services {
+public:
+    using Ports = std::map<std::string, std::shared_ptr<FakePort>>;
+
+    explicit FakeServices(Ports const& ports) : m_ports(ports) {}
+
+    Reached reach(std::string const& service, std::uint32_t, milliseconds, std::stop_token const&) override {
+        auto const found = m_ports.find(service);
+        if (found == m_ports.end()) return {{}, "no instance 1 of the service was found"};
+        return {found->second, {}};
+    }
+
+private:
+    Ports const& m_ports;  // of the test
+};
+
+}  // namespace tester

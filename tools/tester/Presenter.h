@@ -1,0 +1,33 @@
+// The three forms that the results of calls are told in.
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "tools/tester/Report.h"
+#include "tools/tester/Session.h"
+
+namespace tester {
+
+/// Is shown each report as soon as it is there. Made for one run of a subcommand.
+class Presenter {
+public:
+    virtual ~Presenter() = default;
+    virtual void begin() {}
+    virtual void show(Report const& report) = 0;
+    virtual void end(ExitCode) {}
+};
+
+using Selection = std::vector<DataIdentifier const*>;
+
+/// A row for each data identifier. `done` is the word of the last line: "14/14 data identifiers read".
+std::unique_ptr<Presenter> tablePresenter(Session& session, Selection const& selection, std::string done);
+/// Everything about one reply: the whole payload as a hex dump, then each field.
+std::unique_ptr<Presenter> detailPresenter(Session& session);
+/// One document at the end.
+std::unique_ptr<Presenter> jsonPresenter(Session& session, std::string command);
+/// One line of hex digits for each data identifier, empty for a failed one, which is told on the error
+/// stream.
+std::unique_ptr<Presenter> rawPresenter(Session& session);
+
+}  // namespace tester

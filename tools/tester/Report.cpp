@@ -1,0 +1,165 @@
+#include "tools/tester/Report.h"
+
+#include <algorithm>
+
+#include "binding/generated/Uds_service_failed.h"
+#include "tools/tester/Codes.h"
+#include "tools/tester/Services.h"
+
+namespace tester {
+
+namespace {
+
+// The interfaces' own error carries its UDS code as payload. Its number is also SOME/IP's for an unknown
+// service, which comes without a payload.
+constexpr unsigned char UDS_SERVICE_FAILED = zvg::services::diag::Uds_error::ERROR;
+
+std::string udsCode(unsigned char code) {
+    return hexByte(code) + ' ' + negativeResponseName(code);
+}
+
+std::string meaning(Report const& report) {
+    if (report.outcome == Outcome::serviceError) return "the interface's own error UDSServiceFailed";
+    return returnCodeMeaning(report.exchange.returnCode);
+}
+
+std::string join(std::vector<std::string> const& texts, std::string const& separator) {
+    std::string all;
+    for (auto const& text : texts) all += (all.empty() ? "" : separator) + text;
+    return all;
+}
+
+/// What was tried: "attempt 1: no answer within 2000 ms; attempt 2: ...".
+std::string failedAttempts(Exchange const& exchange) {
+    std::vector<std::string> texts;
+    for (auto const& failure : exchange.failures) {
+        texts.push_back("attempt " + std::to_string(texts.size() + 1) + ": " + failure);
+    }
+    return join(texts, "; ");
+}
+
+std::string whyUnanswered(Report const& report) {
+    Exchange const& exchange = report.exchange;
+    return failedAttempts(exchange) + " (" + exchange.endpoint + ", service " + report.identifier->service +
+           ')';
+}
+
+void judgeAnswer(Report& report, unsigned short method) {
+    Exchange const& exchange = report.exchange;
+    auto const& payload = exchange.payload;
+    if (exchange.returnCode == UDS_SERVICE_FAILED && !payload.empty()) {
+        report.outcome = Outcome::serviceError;
+        report.detail = "UDSServiceFailed with UDS code " + udsCode(payload[0]);
+    } else if (exchange.returnCode != 0) {
+        report.outcome = Outcome::returnCode;
+        report.detail =
+            "return code " + hexByte(exchange.returnCode) + ' ' + returnCodeMeaning(exchange.returnCode);
+    } else if (method == METHOD_READ) {
+        report.decoded = report.identifier->decode(payload);
+        report.detail = report.decoded.problem;
+    } else if (!payload.empty()) {
+        report.detail = "an empty payload expected, received " + counted(payload.size(), "byte");
+    }
+    if (exchange.returnCode == 0 && !report.detail.empty()) report.outcome = Outcome::undecodable;
+}
+
+}  // namespace
+
+Report judge(DataIdentifier const& identifier, unsigned short method, Exchange exchange,
+             Patience const& patience) {
+    Report report{&identifier, std::move(exchange), Outcome::ok, {}, {}};
+    report.outcome = report.exchange.outcome;
+    if (report.outcome != Outcome::ok) {
+        report.detail = whyUnanswered(report);
+        return report;
+    }
+    judgeAnswer(report, method);
+    if (!report.exchange.failures.empty()) {
+        if (!report.detail.empty()) report.detail += "; ";
+        report.detail += "answered at attempt " + std::to_string(report.exchange.attempts) + " (" +
+                         failedAttempts(report.exchange) + "; repeated after " +
+                         std::to_string(patience.retryPause.count()) + " ms)";
+    }
+    return report;
+}
+
+Report notFound(DataIdentifier const& identifier, std::string reason) {
+    Report report{&identifier, {}, Outcome::notFound, {}, std::move(reason)};
+    report.exchange.outcome = Outcome::notFound;
+    return report;
+}
+
+std::vector<Bytes> entries(std::vector<Field> const& fields) {
+    if (fields.size() < 2 || fields.back().kind != Field::Kind::bytes) return {};
+    Field const& count = fields[fields.size() - 2];
+    Bytes const bytes = fields.back().value;
+    if (count.kind != Field::Kind::array || count.value.size() > 2) return {};
+    std::size_t const number = count.number();
+    if (number == 0 || bytes.empty() || bytes.size() % number != 0) return {};
+    std::vector<Bytes> list;
+    std::size_t const size = bytes.size() / number;
+    for (std::size_t index = 0; index < number; ++index) list.push_back(bytes.subspan(index * size, size));
+    return list;
+}
+
+std::string fieldText(Field const& field, std::size_t bytesAtMost) {
+    if (field.kind == Field::Kind::number) return std::to_string(field.number());
+    if (field.value.empty()) return "empty";
+    if (auto const text = printable(field.value)) return '"' + *text + '"';
+    bool const zeros =
+        std::all_of(field.value.begin(), field.value.end(), [](auto byte) { return byte == 0; });
+    if (zeros && field.value.size() >= 4) return std::to_string(field.value.size()) + " x 00";
+    return hex(field.value, bytesAtMost);
+}
+
+std::string valueText(std::vector<Field> const& fields) {
+    std::vector<std::string> texts;
+    for (auto const& field : fields) texts.push_back(fieldText(field, 6));
+    auto const list = entries(fields);
+    if (!list.empty()) {
+        texts.pop_back();
+        texts.back() = std::to_string(list.size()) + (list.size() == 1 ? " entry of " : " entries of ") +
+                       std::to_string(list.front().size()) + " B";
+    }
+    return join(texts, " | ");
+}
+
+nlohmann::ordered_json toJson(Report const& report) {
+    using Json = nlohmann::ordered_json;
+    Exchange const& exchange = report.exchange;
+    bool const answered = exchange.outcome == Outcome::ok;
+    Json fields = Json::array();
+    auto const list = entries(report.decoded.fields);
+    for (std::size_t index = 0; index < report.decoded.fields.size(); ++index) {
+        Field const& field = report.decoded.fields[index];
+        auto const text = printable(field.value);
+        bool const isNumber = field.kind == Field::Kind::number;
+        bool const isList = !list.empty() && index + 1 == report.decoded.fields.size();
+        fields.push_back({{"position", index + 1},
+                          {"type", field.type},
+                          {"length", field.value.size()},
+                          {"raw", hexPlain(field.value)},
+                          {"number", isNumber ? Json(field.number()) : Json()},
+                          {"text", text && !isNumber ? Json(*text) : Json()},
+                          {"entries", isList ? Json(list.size()) : Json()}});
+    }
+    bool const udsError = report.outcome == Outcome::serviceError;
+    return {{"id", hexNumber(report.identifier->number)},
+            {"interface", report.identifier->interface},
+            {"service", report.identifier->service},
+            {"instance", INSTANCE},
+            {"endpoint", exchange.endpoint.empty() ? Json() : Json(exchange.endpoint)},
+            {"outcome", name(report.outcome)},
+            {"return_code", answered ? Json(exchange.returnCode) : Json()},
+            {"return_code_meaning", answered ? Json(meaning(report)) : Json()},
+            {"uds_code", udsError ? Json(exchange.payload[0]) : Json()},
+            {"uds_code_name", udsError ? Json(negativeResponseName(exchange.payload[0])) : Json()},
+            {"length", answered ? Json(exchange.payload.size()) : Json()},
+            {"raw", answered ? Json(hexPlain(exchange.payload)) : Json()},
+            {"fields", std::move(fields)},
+            {"ms", answered ? Json(std::stod(millisecondsText(exchange.elapsedMs))) : Json()},
+            {"attempts", exchange.attempts},
+            {"detail", report.detail.empty() ? Json() : Json(report.detail)}};
+}
+
+}  // namespace tester

@@ -1,0 +1,56 @@
+#include "tools/tester/Session.h"
+
+#include <cstdlib>
+
+namespace tester {
+
+std::string Paint::in(char const* color, std::string const& text) const {
+    return m_on ? std::string("\033[") + color + 'm' + text + "\033[0m" : text;
+}
+
+Session::Session(Options options, Environment& environment)
+    : m_options(std::move(options)), m_environment(environment) {}
+
+Paint Session::paint() const {
+    switch (m_options.color) {
+        case Color::always:
+            return Paint(true);
+        case Color::never:
+            return Paint(false);
+        case Color::automatic:
+            break;
+    }
+    char const* const noColor = std::getenv("NO_COLOR");
+    return Paint(m_environment.outIsTerminal && (!noColor || !*noColor));
+}
+
+Services& Session::services() {
+    if (!m_services) {
+        // The runtime takes its settings from here; no other thread looks at the environment yet.
+        if (!m_options.manifest.empty()) setenv("ARA_COM_MANIFEST", m_options.manifest.c_str(), 1);
+        if (!m_options.address.empty()) setenv("ARA_COM_ADDRESS", m_options.address.c_str(), 1);
+        if (m_options.verbose) setenv("ARA_LOG_LEVEL", "debug", 0);
+        m_services = m_environment.services();
+    }
+    return *m_services;
+}
+
+void Session::progress(std::string const& text) {
+    if (!m_environment.errIsTerminal) return;
+    err() << "\r\033[K" << text << std::flush;
+    m_progressShown = true;
+}
+
+void Session::clearProgress() {
+    if (!m_progressShown) return;
+    err() << "\r\033[K" << std::flush;
+    m_progressShown = false;
+}
+
+void Session::tell(std::string const& text) {
+    if (!m_options.verbose) return;
+    clearProgress();
+    err() << "tester: " << text << std::endl;
+}
+
+}  // namespace tester

@@ -1,0 +1,101 @@
+#include "tools/tester/Text.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+
+namespace tester {
+
+namespace {
+
+template <class Number>
+std::string formatted(char const* format, Number number) {
+    std::array<char, 32> text{};
+    std::snprintf(text.data(), text.size(), format, number);
+    return text.data();
+}
+
+bool isPrintable(unsigned char byte) {
+    return byte >= 0x20 && byte < 0x7F;
+}
+
+void appendHex(std::string& text, Bytes bytes) {
+    for (unsigned char byte : bytes) {
+        if (!text.empty()) text += ' ';
+        text += formatted("%02X", byte);
+    }
+}
+
+}  // namespace
+
+std::string hexNumber(std::uint16_t number) {
+    return formatted("0x%04X", number);
+}
+
+std::string hexByte(unsigned char byte) {
+    return formatted("0x%02X", byte);
+}
+
+std::string hex(Bytes bytes, std::size_t atMost) {
+    std::string text;
+    if (bytes.size() <= atMost) {
+        appendHex(text, bytes);
+        return text;
+    }
+    appendHex(text, bytes.first(atMost - atMost / 2));
+    text += " ...";
+    appendHex(text, bytes.last(atMost / 2));
+    return text;
+}
+
+std::string hexPlain(Bytes bytes) {
+    std::string text;
+    for (unsigned char byte : bytes) text += formatted("%02X", byte);
+    return text;
+}
+
+std::string hexDump(Bytes bytes) {
+    constexpr std::size_t PER_LINE = 16;
+    std::string dump;
+    for (std::size_t at = 0; at < bytes.size(); at += PER_LINE) {
+        Bytes const line = bytes.subspan(at, std::min(PER_LINE, bytes.size() - at));
+        std::string left = hex(line.first(std::min(line.size(), PER_LINE / 2)));
+        if (line.size() > PER_LINE / 2) left += "  " + hex(line.subspan(PER_LINE / 2));
+        std::string characters;
+        for (unsigned char byte : line) characters += isPrintable(byte) ? static_cast<char>(byte) : '.';
+        dump += formatted("%04zX  ", at) + padRight(left, PER_LINE * 3) + "  |" + characters + "|\n";
+    }
+    return dump;
+}
+
+std::optional<std::string> printable(Bytes bytes) {
+    auto const end = std::find(bytes.begin(), bytes.end(), 0);
+    bool const zerosBehind = std::all_of(end, bytes.end(), [](unsigned char byte) { return byte == 0; });
+    if (end - bytes.begin() < 4 || !zerosBehind || !std::all_of(bytes.begin(), end, isPrintable)) return {};
+    return std::string(bytes.begin(), end);
+}
+
+std::string cut(std::string text, std::size_t width) {
+    if (text.size() > width) text.replace(width - 3, std::string::npos, "...");
+    return text;
+}
+
+std::string padRight(std::string text, std::size_t width) {
+    if (text.size() < width) text.append(width - text.size(), ' ');
+    return text;
+}
+
+std::string padLeft(std::string text, std::size_t width) {
+    if (text.size() < width) text.insert(0, width - text.size(), ' ');
+    return text;
+}
+
+std::string millisecondsText(double value) {
+    return formatted("%.1f", value);
+}
+
+std::string counted(std::size_t count, std::string_view noun) {
+    return std::to_string(count) + ' ' + std::string(noun) + (count == 1 ? "" : "s");
+}
+
+}  // namespace tester

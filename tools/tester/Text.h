@@ -1,0 +1,41 @@
+// Bytes and columns as text.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace tester {
+
+using Bytes = std::span<unsigned char const>;
+
+/// "0xB047".
+std::string hexNumber(std::uint16_t number);
+/// "0x04".
+std::string hexByte(unsigned char byte);
+
+/// "00 00 00 14", with the middle replaced by "..." when there are more bytes than `atMost`.
+std::string hex(Bytes bytes, std::size_t atMost = SIZE_MAX);
+/// "00000014", never cut.
+std::string hexPlain(Bytes bytes);
+/// Offset, sixteen bytes in hex and as characters on each line.
+std::string hexDump(Bytes bytes);
+
+/// The bytes as text: printable ASCII of four characters or more, with nothing but zeros behind it.
+std::optional<std::string> printable(Bytes bytes);
+
+/// One line in place of many: a text longer than `width` ends in "...".
+std::string cut(std::string text, std::size_t width);
+std::string padRight(std::string text, std::size_t width);
+std::string padLeft(std::string text, std::size_t width);
+
+/// "12.3": milliseconds with one digit behind the point.
+std::string millisecondsText(double value);
+
+/// "1 attempt", "2 attempts".
+std::string counted(std::size_t count, std::string_view noun);
+
+}  // namespace tester
