@@ -16,4 +16,6 @@ export ARA_COM_ADDRESS ARA_LOG_TARGET="file:$reports/ara.log"
 exec env ${JVM_PRELOAD:+LD_PRELOAD="$JVM_PRELOAD"} "$java" -Xcheck:jni -XX:+UseSerialGC -XX:-UseDynamicNumberOfCompilerThreads \
     -Xms64m -Xmx64m -XX:+AlwaysPreTouch -Djava.library.path="$libraries" -jar "$console" \
     -cp "$app:$tests" --scan-classpath "$tests" --disable-banner --disable-ansi-colors --details=tree \
+    --config junit.jupiter.execution.timeout.default=90s \
+    --config junit.jupiter.execution.timeout.thread.mode.default=separate_thread \
     --fail-if-no-tests --reports-dir "$reports" "$@"

@@ -25,8 +25,7 @@ public interface IValMessageCallback {
      * reaches nobody else.
      *
      * @param messageId the VAL message id, 512 to 3002
-     * @param payload the packed record. The array is made for this call and may be kept; it can be longer than the
-     *     record, the rest being zeros
+     * @param payload the packed record, in an array that is made for this call and may be kept
      */
     void handleMsg(int messageId, byte[] payload);
 }

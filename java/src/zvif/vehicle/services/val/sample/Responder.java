@@ -9,6 +9,10 @@ import java.util.function.Consumer;
 import java.util.function.Function;
 
 import zvif.vehicle.services.val.IValMessageCallback;
+import zvif.vehicle.services.val.records.MessageIds;
+import zvif.vehicle.services.val.records.RecordException;
+import zvif.vehicle.services.val.records.VALDiagnosticsResponse_t;
+import zvif.vehicle.services.val.records.VALUInt16_t;
 
 /**
  * Answers requests for the value of a data identifier (message 2349) with that value (message 2350).
@@ -18,11 +22,6 @@ import zvif.vehicle.services.val.IValMessageCallback;
  * constructor and ends in {@link #close}.
  */
 final class Responder implements IValMessageCallback, AutoCloseable {
-    static final int REQUEST = 2349;
-    static final int RESPONSE = 2350;
-    static final int REQUEST_SIZE = 2;
-    static final int RESPONSE_HEAD_SIZE = 10;
-
     /** More requests than this are waiting only if the answering thread is stuck; the bridge must not be. */
     static final int QUEUE_CAPACITY = 1024;
 
@@ -40,6 +39,7 @@ final class Responder implements IValMessageCallback, AutoCloseable {
     private final Duration m_delay;
     private final Consumer<String> m_log;
     private final BlockingQueue<Message> m_queue = new ArrayBlockingQueue<>(QUEUE_CAPACITY);
+    private volatile boolean m_closed; // beside the interrupt, which a sender may swallow
     private final Thread m_thread = new Thread(this::answerAll, "VAL answers");
 
     Responder(Function<DataIdentifier, Optional<byte[]>> values, Sender sender, Set<DataIdentifier> silent,
@@ -62,6 +62,7 @@ final class Responder implements IValMessageCallback, AutoCloseable {
     /** Ends the thread; a message that is still waiting gets no answer. Returns when the thread is gone, or this one is interrupted. */
     @Override
     public void close() {
+        m_closed = true;
         m_thread.interrupt();
         try {
             m_thread.join();
@@ -72,7 +73,7 @@ final class Responder implements IValMessageCallback, AutoCloseable {
 
     private void answerAll() {
         try {
-            while (!Thread.currentThread().isInterrupted()) {
+            while (!m_closed) {
                 answer(m_queue.take());
             }
         } catch (InterruptedException closed) {
@@ -81,14 +82,16 @@ final class Responder implements IValMessageCallback, AutoCloseable {
     }
 
     private void answer(Message message) throws InterruptedException {
-        if (message.id != REQUEST) {
+        if (message.id != MessageIds.ValDiagnosticsrequestInd) {
             return; // the bridge also tells which services of the platform are there
         }
-        if (message.payload.length < REQUEST_SIZE) {
-            m_log.accept("a request of " + message.payload.length + " bytes is too short; no answer");
+        int number;
+        try {
+            number = VALUInt16_t.decode(message.payload).value;
+        } catch (RecordException malformed) {
+            m_log.accept("a request is malformed; no answer: " + malformed.getMessage());
             return;
         }
-        var number = (message.payload[0] & 0xFF) | (message.payload[1] & 0xFF) << 8;
         var identifier = DataIdentifier.of(number);
         var value = identifier.flatMap(m_values);
         if (identifier.isPresent() && m_silent.contains(identifier.get())) {
@@ -103,20 +106,14 @@ final class Responder implements IValMessageCallback, AutoCloseable {
     }
 
     private void send(int number, byte[] value) {
-        var response = response(number, value);
-        if (m_sender.write(RESPONSE, response.length, response) != 0) {
+        var record = new VALDiagnosticsResponse_t();
+        record.requestId = number;
+        record.totalLength = value.length;
+        record.length = value.length;
+        record.data = value;
+        var response = record.encode();
+        if (m_sender.write(MessageIds.ValDiagnosticsresponseInd, response.length, response) != 0) {
             m_log.accept("the bridge did not take the answer for 0x%04X".formatted(number));
         }
-    }
-
-    static byte[] response(int number, byte[] value) {
-        var response = new byte[RESPONSE_HEAD_SIZE + value.length];
-        var head = new int[] {number, value.length, 0, value.length, value.length};
-        for (var field = 0; field < head.length; ++field) {
-            response[2 * field] = (byte) head[field];
-            response[2 * field + 1] = (byte) (head[field] >> 8);
-        }
-        System.arraycopy(value, 0, response, RESPONSE_HEAD_SIZE, value.length);
-        return response;
     }
 }
