@@ -1,0 +1,26 @@
+#include "platform/com/deployment/Deployment.h"
+
+namespace eb::com::runtime {
+
+std::string Address::text() const {
+    std::string text;
+    for (unsigned shift = 24;; shift -= 8) {
+        text += std::to_string((ip >> shift) & 0xFFU);
+        if (shift == 0) break;
+        text += '.';
+    }
+    return text + ":" + std::to_string(port);
+}
+
+std::string Endpoint::text() const {
+    return (transport == Transport::tcp ? "tcp " : "udp ") + address.text();
+}
+
+Service_deployment const* Deployment::find(Service_id const& service,
+                                           Instance_id const& instance) const noexcept {
+    for (Service_deployment const& row : services)
+        if (row.interface == service && row.instance == instance) return &row;
+    return nullptr;
+}
+
+}  // namespace eb::com::runtime

@@ -1,0 +1,73 @@
+#pragma once
+
+#include <chrono>
+#include <compare>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include <eb/com/runtime/Ids.h>
+
+namespace eb::com::runtime {
+
+/// An IPv4 address with a port, both in the machine's byte order.
+struct Address {
+    std::uint32_t ip = 0;
+    std::uint16_t port = 0;
+    auto operator<=>(Address const&) const = default;
+
+    std::string text() const;  ///< "127.0.0.1:30509"
+};
+
+enum class Transport : std::uint8_t { tcp, udp };
+
+/// Where a service is reached on the wire.
+struct Endpoint {
+    Transport transport = Transport::tcp;
+    Address address;
+    auto operator<=>(Endpoint const&) const = default;
+
+    std::string text() const;  ///< "tcp 127.0.0.1:30509"
+};
+
+/// A method under its name and its id on the wire.
+struct Method_deployment {
+    std::string name;
+    std::uint16_t id = 0;
+};
+
+/// One instance of a service: its names in the program and its numbers on the wire.
+struct Service_deployment {
+    Service_id interface;
+    Instance_id instance;
+    std::uint16_t serviceId = 0;
+    std::uint16_t instanceId = 0;
+    std::uint8_t major = 1;  ///< the interface version in every header
+    std::uint32_t minor = 0;
+    std::vector<Method_deployment>
+        methods;  ///< by name, so that an index counts as skeletons and proxies count
+    Endpoint endpoint;
+};
+
+/// What the runtime bounds, so that no peer can make it grow or wait.
+struct Limits {
+    std::size_t messageBytes = 1U << 20U;    ///< of a message's payload
+    std::size_t sendQueueBytes = 4U << 20U;  ///< waiting on one connection; more ends it
+    std::size_t outstandingCalls = 256;      ///< taken from one connection; its socket isn't read above it
+    std::size_t connections = 512;           ///< accepted at one endpoint; more are closed at once
+    std::chrono::milliseconds callLimit{30'000};  ///< from call to answer
+    std::chrono::milliseconds connectLimit{3'000};
+};
+
+/// The whole table. Never changed after it was read, so any thread may read it.
+struct Deployment {
+    std::string origin;  ///< file name of the manifest, or "built-in manifest"
+    Limits limits;
+    std::vector<Service_deployment> services;
+
+    /// Null if the table has no such row.
+    Service_deployment const* find(Service_id const& service, Instance_id const& instance) const noexcept;
+};
+
+}  // namespace eb::com::runtime

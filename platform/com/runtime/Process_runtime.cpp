@@ -1,0 +1,196 @@
+#include "platform/com/runtime/Process_runtime.h"
+
+#include <string>
+#include <system_error>
+#include <thread>
+
+#include <ac/com/Exceptions.h>
+
+#include "platform/com/discovery/Static_directory.h"
+#include "platform/com/runtime/Log.h"
+#include "platform/com/someip/Asio_network.h"
+
+namespace eb::com::runtime {
+namespace {
+
+constexpr std::size_t POOL_THREADS = 4;
+
+/// For users' functions that are running when the runtime ends. A thread may be inside one for good, such as
+/// a pool thread that a Java VM holds back at its exit.
+constexpr std::chrono::milliseconds END_LIMIT{2000};
+
+/// Ends the pools, and leaves behind those whose tasks don't return in time.
+void endPools(std::map<unsigned int, std::unique_ptr<ac::com::static_thread_pool>> pools) {
+    if (pools.empty()) return;
+    Answers ender;
+    ender.post([&pools, owned = std::make_shared<decltype(pools)>(std::move(pools))] { owned->clear(); });
+    ender.end(END_LIMIT);
+}
+
+}  // namespace
+
+/// The client's side of one instance. Its calls end with it. Any thread.
+class Process_runtime::Port : public Client_port {
+public:
+    Port(std::shared_ptr<Process_runtime> runtime, Service_deployment const& service)
+        : m_runtime(std::move(runtime)), m_service(service) {}
+    ~Port() override { m_runtime->m_calls->endAll(this, "the port has gone"); }
+    Port(Port const&) = delete;
+    Port& operator=(Port const&) = delete;
+
+    std::shared_ptr<Method_call> call(unsigned short method, Serialized_payload request,
+                                      Answer answer) override {
+        auto call = m_runtime->m_calls->add(this, std::move(answer));
+        if (!call) throw ac::com::Infrastructure_exception("the communication runtime has ended");
+        m_runtime->m_loop->post(
+            [runtime = m_runtime, &service = m_service, call, method, request = std::move(request)] {
+                runtime->send(call, service, method, request);
+            });
+        return call;
+    }
+
+    std::string endpoint() const override {
+        bool local = false;
+        std::optional<Endpoint> endpoint;
+        m_runtime->m_loop->run([&] {
+            local = m_runtime->m_offers.contains({m_service.interface, m_service.instance});
+            endpoint = m_runtime->m_directory->locate(m_service);
+        });
+        if (local) return "local";
+        return endpoint ? endpoint->text() : "nowhere";
+    }
+
+private:
+    std::shared_ptr<Process_runtime> const m_runtime;
+    Service_deployment const& m_service;  // the runtime's
+};
+
+Process_runtime::Process_runtime(Deployment deployment)
+    : m_deployment(std::move(deployment)),
+      m_loop(std::make_shared<Loop>()),
+      m_answers(std::make_shared<Answers>()),
+      m_clock(std::make_unique<Loop_clock>(*m_loop)),
+      m_network(std::make_unique<someip::Asio_network>(m_loop, m_deployment.limits.sendQueueBytes)),
+      m_directory(std::make_unique<Static_directory>(m_deployment, m_answers)),
+      m_calls(std::make_shared<Call_registry>(m_loop, m_answers)),
+      m_local(std::make_shared<Local_carrier>(m_loop, m_deployment.limits)) {}
+
+Process_runtime::~Process_runtime() {
+    end();
+}
+
+void Process_runtime::end() {
+    decltype(m_pools) pools;
+    {
+        std::lock_guard lock(m_mutex);
+        if (std::exchange(m_ended, true)) return;
+        pools.swap(m_pools);
+    }
+    m_calls->endAll(nullptr, "the communication runtime has ended");
+    decltype(m_offers) offers;
+    m_loop->end([this, &offers] {
+        offers.swap(m_offers);
+        m_endpoints.clear();
+        for (auto const& [endpoint, link] : std::exchange(m_links, {})) link->close();
+    });
+    m_answers->end(END_LIMIT);
+    endPools(std::move(pools));
+}
+
+Service_deployment const& Process_runtime::deploymentOf(Service_id const& service,
+                                                        Instance_id const& instance) const {
+    if (Service_deployment const* row = m_deployment.find(service, instance)) return *row;
+    throw ac::com::Invalid_argument_exception(m_deployment.origin + ": services: has no interface " +
+                                              service.value + " with instance " + instance.value);
+}
+
+ac::com::static_thread_pool& Process_runtime::pool(unsigned int poolClass) {
+    std::lock_guard lock(m_mutex);
+    if (m_ended) throw ac::com::Infrastructure_exception("the communication runtime has ended");
+    auto& pool = m_pools[poolClass];
+    if (!pool) pool = std::make_unique<ac::com::static_thread_pool>(POOL_THREADS);
+    return *pool;
+}
+
+void Process_runtime::offer(std::shared_ptr<Provided_service> const& service) {
+    Service_deployment const& deployment = service->deployment();
+    auto const task = [&] {
+        auto& endpoint = m_endpoints[deployment.endpoint];
+        if (!endpoint)
+            endpoint = std::make_unique<someip::Server_endpoint>(m_loop, *m_clock, *m_network,
+                                                                 m_deployment.limits, deployment.endpoint);
+        endpoint->offer(service);
+        m_offers[{deployment.interface, deployment.instance}] = service;
+        m_directory->offered(deployment);
+    };
+    try {
+        if (m_loop->run(task)) return;
+    } catch (std::system_error const& error) {
+        throw ac::com::Invalid_argument_exception(deployment.interface.value + " can't be offered at " +
+                                                  deployment.endpoint.text() + ": " + error.code().message());
+    }
+    throw ac::com::Infrastructure_exception("the communication runtime has ended");
+}
+
+void Process_runtime::withdraw(std::shared_ptr<Provided_service> const& service) {
+    m_loop->run([&] {
+        Service_deployment const& deployment = service->deployment();
+        auto const offer = m_offers.find({deployment.interface, deployment.instance});
+        if (offer == m_offers.end() || offer->second != service) return;
+        m_offers.erase(offer);
+        m_endpoints.at(deployment.endpoint)->withdraw(*service);
+        m_directory->withdrawn(deployment);
+    });
+}
+
+std::shared_ptr<Client_port> Process_runtime::connect(Service_deployment const& service) {
+    return std::make_shared<Port>(shared_from_this(), service);
+}
+
+void Process_runtime::send(std::shared_ptr<Open_call> const& call, Service_deployment const& service,
+                           unsigned short method, Serialized_payload const& request) {
+    if (call->ended()) return;
+    if (method >= service.methods.size())
+        return call->finish({Call_outcome::transport,
+                             0,
+                             {},
+                             m_deployment.origin + ": " + service.interface.value + " has no method " +
+                                 std::to_string(method)});
+    auto const offer = m_offers.find({service.interface, service.instance});
+    bool const local = offer != m_offers.end();
+    auto const endpoint = m_directory->locate(service);
+    if (!local && !endpoint)
+        return call->finish({Call_outcome::not_available, 0, {}, "nobody offers " + service.interface.value});
+
+    std::string const where = local ? "local" : endpoint->text();
+    auto const limit = m_deployment.limits.callLimit;
+    call->timer = m_clock->after(limit, [weak = std::weak_ptr(call), where, limit] {
+        if (auto const late = weak.lock())
+            late->finish({Call_outcome::cancelled,
+                          0,
+                          {},
+                          where + ": no answer within " + std::to_string(limit.count()) + " ms"});
+    });
+    if (local) return m_local->send(call, offer->second, method, request);
+    if (auto const link = linkTo(*endpoint))
+        return link->send(call, service, service.methods[method].id, request);
+    call->finish({Call_outcome::transport, 0, {}, where + ": no socket to be had"});
+}
+
+std::shared_ptr<someip::Client_link> Process_runtime::linkTo(Endpoint const& remote) {
+    auto const found = m_links.find(remote);
+    if (found != m_links.end()) return found->second;
+    try {
+        auto link = std::make_shared<someip::Client_link>(m_network->connect(remote), *m_clock, remote,
+                                                          m_deployment.limits,
+                                                          [this, remote] { m_links.erase(remote); });
+        m_links.emplace(remote, link);
+        link->start();
+        return link;
+    } catch (std::system_error const& error) {
+        log(ara::log::LogLevel::kError, remote.text() + ": " + error.what());
+        return nullptr;
+    }
+}
+
+}  // namespace eb::com::runtime

@@ -1,0 +1,87 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <utility>
+
+#include <ac/com/static_thread_pool.h>
+#include <eb/com/runtime/Client_port.h>
+
+#include "platform/com/deployment/Deployment.h"
+#include "platform/com/discovery/Directory.h"
+#include "platform/com/local/Local_carrier.h"
+#include "platform/com/runtime/Answers.h"
+#include "platform/com/runtime/Loop.h"
+#include "platform/com/runtime/Open_call.h"
+#include "platform/com/runtime/Provided_service.h"
+#include "platform/com/someip/Client_link.h"
+#include "platform/com/someip/Network.h"
+#include "platform/com/someip/Server_endpoint.h"
+
+namespace eb::com::runtime {
+
+/// One communication runtime: threads, tables, carriers. A process has one, made by its first
+/// Component_singleton and ended by its last; tests make several, which meet on the wire only.
+///
+/// Threads: "ara_com_io" has the network and all tables (Loop); "ara_com_answer" runs what clients and
+/// searches gave (Answers); the pools run what skeletons take. After `end` every operation is refused or does
+/// nothing, so that ports may outlive it; they share the ownership of this object.
+class Process_runtime : public std::enable_shared_from_this<Process_runtime> {
+public:
+    explicit Process_runtime(Deployment deployment);
+    ~Process_runtime();
+
+    /// Ends all calls, sockets and threads, in the limits that stand in the .cpp file. Idempotent. Any thread
+    /// but the io thread.
+    void end();
+
+    Deployment const& deployment() const noexcept { return m_deployment; }
+    Directory& directory() noexcept { return *m_directory; }
+
+    /// Throws Invalid_argument_exception if the deployment doesn't know the instance.
+    Service_deployment const& deploymentOf(Service_id const& service, Instance_id const& instance) const;
+
+    /// The pool of a class, made on first use. Throws Infrastructure_exception after `end`. Any thread.
+    ac::com::static_thread_pool& pool(unsigned int poolClass);
+
+    /// Returns when the service is reachable. Throws Invalid_argument_exception if its endpoint can't be
+    /// bound. Any thread but the io thread.
+    void offer(std::shared_ptr<Provided_service> const& service);
+    /// Returns when no carrier takes calls for it any more. Any thread but the io thread.
+    void withdraw(std::shared_ptr<Provided_service> const& service);
+
+    std::shared_ptr<Client_port> connect(Service_deployment const& service);
+
+private:
+    class Port;
+    using Name = std::pair<Service_id, Instance_id>;
+
+    void send(std::shared_ptr<Open_call> const& call, Service_deployment const& service,
+              unsigned short method, Serialized_payload const& request);
+    std::shared_ptr<someip::Client_link> linkTo(Endpoint const& remote);
+
+    Deployment const m_deployment;
+    std::shared_ptr<Loop> const m_loop;
+    std::shared_ptr<Answers> const m_answers;
+    std::unique_ptr<Clock> const m_clock;
+    std::unique_ptr<someip::Network> const m_network;
+    std::unique_ptr<Directory> const m_directory;
+    std::shared_ptr<Call_registry> const m_calls;
+    std::shared_ptr<Local_carrier> const m_local;
+
+    // io thread:
+    std::map<Name, std::shared_ptr<Provided_service>> m_offers;
+    std::map<Endpoint, std::unique_ptr<someip::Server_endpoint>> m_endpoints;
+    std::map<Endpoint, std::shared_ptr<someip::Client_link>> m_links;
+
+    std::mutex m_mutex;
+    bool m_ended = false;                                                          // guarded by m_mutex
+    std::map<unsigned int, std::unique_ptr<ac::com::static_thread_pool>> m_pools;  // guarded by m_mutex
+};
+
+/// The runtime of this process; throws Infrastructure_exception if no Component_singleton exists. Any thread.
+std::shared_ptr<Process_runtime> currentRuntime();
+
+}  // namespace eb::com::runtime

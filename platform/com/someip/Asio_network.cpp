@@ -1,0 +1,123 @@
+#include "platform/com/someip/Asio_network.h"
+
+#include <fcntl.h>
+
+#include <asio/ip/tcp.hpp>
+#include <asio/ip/udp.hpp>
+#include <utility>
+
+#include "platform/com/runtime/Log.h"
+#include "platform/com/someip/Tcp_link.h"
+#include "platform/com/someip/Udp_link.h"
+
+namespace eb::com::runtime::someip {
+namespace {
+
+/// A child process of the application must not keep the port open.
+template <class Socket>
+void closeOnExec(Socket& socket) {
+    ::fcntl(socket.native_handle(), F_SETFD, FD_CLOEXEC);
+}
+
+template <class Protocol>
+typename Protocol::endpoint toEndpoint(Address const& address) {
+    return {asio::ip::address_v4(address.ip), address.port};
+}
+
+constexpr std::chrono::milliseconds RETRY{100};
+
+class Tcp_listener : public std::enable_shared_from_this<Tcp_listener> {
+public:
+    Tcp_listener(std::shared_ptr<Loop> loop, Address const& local, std::size_t sendQueueBytes,
+                 Network::Accepted accepted)
+        : m_loop(std::move(loop)),
+          m_acceptor(m_loop->context()),
+          m_clock(*m_loop),
+          m_sendQueueBytes(sendQueueBytes),
+          m_accepted(std::move(accepted)) {
+        m_acceptor.open(asio::ip::tcp::v4());
+        closeOnExec(m_acceptor);
+        // A restarted server takes its port back at once, although connections of before still linger.
+        m_acceptor.set_option(asio::ip::tcp::acceptor::reuse_address(true));
+        m_acceptor.bind(toEndpoint<asio::ip::tcp>(local));
+        m_acceptor.listen();
+    }
+
+    void accept() {
+        m_acceptor.async_accept(
+            [self = shared_from_this()](asio::error_code const& error, asio::ip::tcp::socket socket) {
+                if (!self->m_acceptor.is_open()) return;
+                if (error) return self->retry(error);
+                closeOnExec(socket);
+                asio::error_code ignored;
+                socket.set_option(asio::ip::tcp::no_delay(true), ignored);
+                socket.set_option(asio::socket_base::keep_alive(true), ignored);
+                self->m_accepted(
+                    std::make_shared<Tcp_link>(self->m_loop, std::move(socket), self->m_sendQueueBytes));
+                self->accept();
+            });
+    }
+
+    void close() {
+        asio::error_code ignored;
+        m_acceptor.close(ignored);
+        m_timer.reset();
+    }
+
+private:
+    /// Out of descriptors, most likely: some may be free again soon.
+    void retry(asio::error_code const& error) {
+        log(ara::log::LogLevel::kError, "can't accept a connection: " + error.message());
+        m_timer = m_clock.after(RETRY, [weak = weak_from_this()] {
+            if (auto const self = weak.lock(); self && self->m_acceptor.is_open()) self->accept();
+        });
+    }
+
+    std::shared_ptr<Loop> m_loop;  // before the acceptor, which needs the loop's context to the end
+    asio::ip::tcp::acceptor m_acceptor;
+    Loop_clock m_clock;
+    std::size_t m_sendQueueBytes;
+    Network::Accepted m_accepted;
+    Clock::Timer m_timer;
+};
+
+class Open_listener : public Listener {
+public:
+    explicit Open_listener(std::shared_ptr<Tcp_listener> listener) : m_listener(std::move(listener)) {
+        m_listener->accept();
+    }
+    ~Open_listener() override { m_listener->close(); }
+
+private:
+    std::shared_ptr<Tcp_listener> m_listener;
+};
+
+}  // namespace
+
+std::unique_ptr<Listener> Asio_network::listen(Address const& local, Accepted accepted) {
+    return std::make_unique<Open_listener>(
+        std::make_shared<Tcp_listener>(m_loop, local, m_sendQueueBytes, std::move(accepted)));
+}
+
+std::shared_ptr<Link> Asio_network::bindDatagrams(Address const& local) {
+    asio::ip::udp::socket socket(m_loop->context(), asio::ip::udp::v4());
+    closeOnExec(socket);
+    socket.bind(toEndpoint<asio::ip::udp>(local));
+    return std::make_shared<Udp_link>(m_loop, std::move(socket), true);
+}
+
+std::shared_ptr<Link> Asio_network::connect(Endpoint const& remote) {
+    if (remote.transport == Transport::udp) {
+        asio::ip::udp::socket socket(m_loop->context(), asio::ip::udp::v4());
+        closeOnExec(socket);
+        socket.connect(toEndpoint<asio::ip::udp>(remote.address));
+        return std::make_shared<Udp_link>(m_loop, std::move(socket), false);
+    }
+    asio::ip::tcp::socket socket(m_loop->context(), asio::ip::tcp::v4());
+    closeOnExec(socket);
+    auto link = std::make_shared<Tcp_link>(m_loop, std::move(socket), m_sendQueueBytes);
+    link->connectTo(toEndpoint<asio::ip::tcp>(remote.address));
+    return link;
+}
+
+}  // namespace eb::com::runtime::someip

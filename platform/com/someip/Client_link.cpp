@@ -1,0 +1,129 @@
+#include "platform/com/someip/Client_link.h"
+
+#include <unistd.h>
+
+#include <utility>
+
+#include "platform/com/runtime/Log.h"
+
+namespace eb::com::runtime::someip {
+namespace {
+
+/// The most that IPv4 lets a UDP datagram carry.
+constexpr std::size_t DATAGRAM_BYTES = 65'507;
+constexpr std::size_t SESSIONS = 0xFFFF;
+
+/// Tells the clients of one machine apart.
+std::uint16_t clientOfThisProcess() {
+    auto const id = static_cast<std::uint16_t>(::getpid() & 0xFFFF);
+    return id == 0 ? std::uint16_t{1} : id;
+}
+
+}  // namespace
+
+Client_link::Client_link(std::shared_ptr<Link> link, Clock& clock, Endpoint remote, Limits const& limits,
+                         std::function<void()> gone)
+    : m_link(std::move(link)),
+      m_clock(clock),
+      m_remote(remote),
+      m_limits(limits),
+      m_gone(std::move(gone)),
+      m_reader(limits.messageBytes),
+      m_client(clientOfThisProcess()),
+      m_connected(remote.transport == Transport::udp) {}
+
+Client_link::~Client_link() {
+    m_link->close();
+}
+
+void Client_link::start() {
+    m_link->start(weak_from_this());
+    if (m_connected) return;
+    m_connectTimer = m_clock.after(m_limits.connectLimit, [weak = weak_from_this()] {
+        if (auto const self = weak.lock())
+            self->end(Call_outcome::not_available,
+                      "no connection within " + std::to_string(self->m_limits.connectLimit.count()) + " ms");
+    });
+}
+
+void Client_link::connected() {
+    m_connected = true;
+    m_connectTimer.reset();
+}
+
+void Client_link::send(std::shared_ptr<Open_call> const& call, Service_deployment const& service,
+                       std::uint16_t method, Serialized_payload const& request) {
+    auto const refuse = [&](std::string const& reason) {
+        call->finish({Call_outcome::transport, 0, {}, m_remote.text() + ": " + reason});
+    };
+    std::size_t const most =
+        m_remote.transport == Transport::udp ? DATAGRAM_BYTES - HEADER_BYTES : m_limits.messageBytes;
+    if (request.bytes().size() > most)
+        return refuse("a request of " + std::to_string(request.bytes().size()) + " bytes is longer than " +
+                      std::to_string(most));
+    if (m_pending.size() == SESSIONS) return refuse("too many open calls");
+    do ++m_lastSession;
+    while (m_lastSession == 0 || m_pending.contains(m_lastSession));
+
+    Header header;
+    header.service = service.serviceId;
+    header.method = method;
+    header.client = m_client;
+    header.session = m_lastSession;
+    header.interfaceVersion = service.major;
+    m_pending.emplace(m_lastSession, Pending{service.serviceId, method, call});
+    call->onEnd = [weak = weak_from_this(), session = m_lastSession] {
+        if (auto const self = weak.lock()) self->m_pending.erase(session);
+    };
+    m_link->send(encode(header, request.bytes()));
+}
+
+void Client_link::received(std::uint8_t const* bytes, std::size_t size, Address const& /*from*/) {
+    if (m_remote.transport == Transport::udp) m_reader = Frame_reader(m_limits.messageBytes);
+    m_reader.feed(bytes, size);
+    Frame frame;
+    auto found = Frame_reader::Found::nothing;
+    while ((found = m_reader.next(frame)) == Frame_reader::Found::frame) handle(frame);
+    if (found != Frame_reader::Found::nothing && m_remote.transport == Transport::tcp)
+        end(Call_outcome::transport, "the peer sent a message of an impossible length");
+}
+
+void Client_link::handle(Frame const& frame) {
+    Header const& header = frame.header;
+    bool const answer = header.type == static_cast<std::uint8_t>(Message_type::response) ||
+                        header.type == static_cast<std::uint8_t>(Message_type::error);
+    auto const pending = m_pending.find(header.session);
+    if (!answer || header.protocolVersion != PROTOCOL_VERSION || header.client != m_client ||
+        pending == m_pending.end() || pending->second.service != header.service ||
+        pending->second.method != header.method) {
+        if (!header.isMagicCookie())
+            log(ara::log::LogLevel::kDebug,
+                m_remote.text() + ": a message that answers no open call is dropped");
+        return;
+    }
+    auto const call = std::move(pending->second.call);
+    m_pending.erase(pending);
+    call->onEnd = nullptr;
+    call->finish({Call_outcome::answered, header.code, frame.payload, {}});
+}
+
+void Client_link::peerEnded() {
+    end(Call_outcome::transport, "the peer closed the connection");
+}
+
+void Client_link::broken(std::error_code const& reason) {
+    bool const nobody = !m_connected || reason == std::errc::connection_refused;
+    end(nobody ? Call_outcome::not_available : Call_outcome::transport, reason.message());
+}
+
+void Client_link::end(Call_outcome outcome, std::string const& reason) {
+    m_link->close();
+    m_connectTimer.reset();
+    for (auto const& [session, pending] : std::exchange(m_pending, {})) {
+        pending.call->onEnd = nullptr;
+        pending.call->finish({outcome, 0, {}, m_remote.text() + ": " + reason});
+    }
+    if (auto const gone = std::exchange(m_gone, nullptr)) gone();
+}
+
+}  // namespace eb::com::runtime::someip

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <unordered_map>
+
+#include "platform/com/deployment/Deployment.h"
+#include "platform/com/runtime/Open_call.h"
+#include "platform/com/someip/Frame.h"
+#include "platform/com/someip/Network.h"
+
+namespace eb::com::runtime::someip {
+
+/// The client's end of the way to one endpoint, shared by all ports whose services are there. It pairs
+/// answers with calls by session id; an id isn't given out again while its call is open.
+///
+///     connecting --connected--> open --broken, peer ended--> gone (its calls end; the next call makes a new
+///     one)
+///         \---error, or connect limit---------------------> gone
+///
+/// Owned by the runtime's table of links until it is gone. io thread.
+class Client_link : public Link_user, public std::enable_shared_from_this<Client_link> {
+public:
+    /// `gone` is called once.
+    Client_link(std::shared_ptr<Link> link, Clock& clock, Endpoint remote, Limits const& limits,
+                std::function<void()> gone);
+    ~Client_link() override;
+
+    void start();
+
+    /// Sends the request under a free session id.
+    void send(std::shared_ptr<Open_call> const& call, Service_deployment const& service, std::uint16_t method,
+              Serialized_payload const& request);
+    /// Ends without a word; for the end of the runtime, when no call is open any more.
+    void close() { m_link->close(); }
+
+    void connected() override;
+    void received(std::uint8_t const* bytes, std::size_t size, Address const& from) override;
+    void peerEnded() override;
+    void broken(std::error_code const& reason) override;
+    void drained() override {}
+
+private:
+    struct Pending {
+        std::uint16_t service;
+        std::uint16_t method;
+        std::shared_ptr<Open_call> call;
+    };
+    void handle(Frame const& frame);
+    void end(Call_outcome outcome, std::string const& reason);
+
+    std::shared_ptr<Link> const m_link;
+    Clock& m_clock;
+    Endpoint const m_remote;
+    Limits const& m_limits;
+    std::function<void()> m_gone;
+    Frame_reader m_reader;
+    std::uint16_t const m_client;
+    std::uint16_t m_lastSession = 0;
+    std::unordered_map<std::uint16_t, Pending> m_pending;  // by session id
+    bool m_connected;
+    Clock::Timer m_connectTimer;
+    Counted m_counted{counters().links};
+};
+
+}  // namespace eb::com::runtime::someip

@@ -1,0 +1,215 @@
+#include "platform/com/someip/Server_connection.h"
+
+#include <algorithm>
+#include <atomic>
+#include <optional>
+#include <utility>
+
+#include "platform/com/runtime/Log.h"
+
+namespace eb::com::runtime::someip {
+namespace {
+
+/// How long a connection that has said everything waits for its peer to end too. Closed at once, with bytes
+/// of the peer unread, it would take the last answer away from the peer.
+constexpr std::chrono::milliseconds LINGER{1000};
+
+/// The most that IPv4 lets a UDP datagram carry.
+constexpr std::size_t DATAGRAM_BYTES = 65'507;
+
+/// One call taken from a connection. Its reply function owns it, so that it is forgotten with the last copy,
+/// whether it was answered or not. Any thread.
+class Session {
+public:
+    Session(std::shared_ptr<Loop> loop, std::weak_ptr<Server_connection> connection, Frame const& frame,
+            Address from)
+        : m_loop(std::move(loop)),
+          m_connection(std::move(connection)),
+          m_request(frame.header),
+          m_from(from),
+          m_bytes(frame.payload.bytes().size()) {}
+
+    ~Session() {
+        try {
+            m_loop->post([weak = m_connection, bytes = m_bytes] {
+                if (auto const connection = weak.lock()) connection->sessionEnded(bytes);
+            });
+        } catch (...) {
+            log(ara::log::LogLevel::kError, "no memory to end a call");
+        }
+    }
+    Session(Session const&) = delete;
+    Session& operator=(Session const&) = delete;
+
+    void reply(std::uint8_t code, Serialized_payload payload) {
+        if (m_answered.exchange(true)) return;
+        m_loop->post(
+            [weak = m_connection, request = m_request, from = m_from, code, payload = std::move(payload)] {
+                if (auto const connection = weak.lock()) connection->reply(request, from, code, payload);
+            });
+    }
+
+private:
+    std::shared_ptr<Loop> const m_loop;
+    std::weak_ptr<Server_connection> const m_connection;
+    Header const m_request;
+    Address const m_from;
+    std::size_t const m_bytes;
+    std::atomic<bool> m_answered{false};
+    Counted m_counted{counters().sessions};
+};
+
+std::optional<unsigned short> indexOf(Service_deployment const& service, std::uint16_t wireId) {
+    auto const found = std::find_if(service.methods.begin(), service.methods.end(),
+                                    [&](Method_deployment const& method) { return method.id == wireId; });
+    if (found == service.methods.end()) return {};
+    return static_cast<unsigned short>(found - service.methods.begin());
+}
+
+bool isType(Header const& header, Message_type type) {
+    return header.type == static_cast<std::uint8_t>(type);
+}
+
+/// What is wrong with a request to those services, by the order of the protocol's own table.
+std::uint8_t check(Header const& header, Offers const& offers) {
+    if (header.protocolVersion != PROTOCOL_VERSION) return E_WRONG_PROTOCOL_VERSION;
+    auto const service = offers.find(header.service);
+    if (service == offers.end()) return E_UNKNOWN_SERVICE;
+    Service_deployment const& deployment = service->second->deployment();
+    if (header.interfaceVersion != deployment.major) return E_WRONG_INTERFACE_VERSION;
+    if (!indexOf(deployment, header.method)) return E_UNKNOWN_METHOD;
+    if (!isType(header, Message_type::request) && !isType(header, Message_type::requestNoReturn))
+        return E_WRONG_MESSAGE_TYPE;
+    return E_OK;
+}
+
+/// Answering an answer could go on for ever between two servers, and who wants no answer gets none.
+bool wantsAnswer(Header const& header) {
+    return !isType(header, Message_type::requestNoReturn) && !isType(header, Message_type::notification) &&
+           (header.type & 0x80U) == 0;
+}
+
+}  // namespace
+
+Server_connection::Server_connection(std::shared_ptr<Server_context> context, std::shared_ptr<Link> link,
+                                     std::function<void()> closed)
+    : m_context(std::move(context)),
+      m_link(std::move(link)),
+      m_closed(std::move(closed)),
+      m_reader(m_context->limits.messageBytes) {}
+
+Server_connection::~Server_connection() {
+    m_link->close();
+}
+
+bool Server_connection::isFull() const noexcept {
+    return m_calls >= m_context->limits.outstandingCalls || m_callBytes > 2 * m_context->limits.messageBytes;
+}
+
+void Server_connection::received(std::uint8_t const* bytes, std::size_t size, Address const& from) {
+    if (m_ending) return;  // read only to hear the peer's end
+    if (isDatagram()) {
+        Frame_reader reader(m_context->limits.messageBytes);
+        reader.feed(bytes, size);
+        readFrames(reader, from);
+        return;
+    }
+    m_reader.feed(bytes, size);
+    readFrames(m_reader, from);
+}
+
+void Server_connection::readFrames(Frame_reader& reader, Address const& from) {
+    Frame frame;
+    auto found = Frame_reader::Found::frame;
+    while (!m_ending && !isFull() && (found = reader.next(frame)) == Frame_reader::Found::frame)
+        handle(frame, from);
+    if (isFull()) {
+        m_link->pause();
+        return;
+    }
+    if (found == Frame_reader::Found::tooLong) refuse(frame.header, from, E_MALFORMED_MESSAGE);
+    bool const nonsense = found == Frame_reader::Found::tooLong || found == Frame_reader::Found::tooShort;
+    if (nonsense && !isDatagram()) {
+        // Nobody knows where the next message begins.
+        log(ara::log::LogLevel::kWarn,
+            "a connection is ended: its peer sent a message of an impossible length");
+        ++counters().dropped;
+        m_ending = true;
+        proceed();
+    }
+}
+
+void Server_connection::handle(Frame const& frame, Address const& from) {
+    Header const& header = frame.header;
+    if (header.isMagicCookie()) return;
+    std::uint8_t const error = check(header, m_context->offers);
+    if (error != E_OK) return refuse(header, from, error);
+
+    std::shared_ptr<Provided_service> const service = m_context->offers.at(header.service);
+    auto const session = std::make_shared<Session>(m_context->loop, weak_from_this(), frame, from);
+    ++m_calls;
+    m_callBytes += frame.payload.bytes().size();
+    ac::com::cpp_binding::skeleton::Reply_function reply;
+    if (wantsAnswer(header))
+        reply = [session](std::uint8_t code, Serialized_payload payload) {
+            session->reply(code, std::move(payload));
+        };
+    service->deliver(*indexOf(service->deployment(), header.method), reply, frame.payload, session);
+}
+
+void Server_connection::refuse(Header const& request, Address const& to, std::uint8_t code) {
+    if (wantsAnswer(request)) reply(request, to, code, {});
+}
+
+void Server_connection::reply(Header const& request, Address const& to, std::uint8_t code,
+                              Serialized_payload const& payload) {
+    std::size_t const most = isDatagram() ? DATAGRAM_BYTES - HEADER_BYTES : m_context->limits.messageBytes;
+    if (payload.bytes().size() > most) {
+        log(ara::log::LogLevel::kError,
+            "a reply of " + std::to_string(payload.bytes().size()) + " bytes is too long for its carrier");
+        return reply(request, to, E_NOT_OK, {});
+    }
+    m_link->send(encode(answerTo(request, code), payload.bytes()), to);
+}
+
+void Server_connection::sessionEnded(std::size_t bytes) {
+    bool const wasFull = isFull();
+    --m_calls;
+    m_callBytes -= bytes;
+    if (wasFull && !isFull() && !m_ending) {
+        if (!isDatagram()) readFrames(m_reader, {});
+        if (!isFull()) m_link->resume();
+    }
+    proceed();
+}
+
+void Server_connection::proceed() {
+    if (m_calls != 0 || !m_link->idle() || m_linger) return;
+    if (!m_ending && m_context->open) return;
+    m_ending = true;
+    if (m_peerEnded || isDatagram()) return close();
+    m_link->endSending();
+    m_linger = m_context->clock.after(LINGER, [weak = weak_from_this()] {
+        if (auto const self = weak.lock()) self->close();
+    });
+}
+
+void Server_connection::peerEnded() {
+    m_peerEnded = true;
+    m_ending = true;
+    if (m_linger) return close();
+    proceed();
+}
+
+void Server_connection::broken(std::error_code const& reason) {
+    log(ara::log::LogLevel::kDebug, "a connection is broken: " + reason.message());
+    if (reason == std::errc::no_buffer_space) ++counters().dropped;
+    close();
+}
+
+void Server_connection::close() {
+    m_link->close();
+    if (auto const closed = std::exchange(m_closed, nullptr)) closed();
+}
+
+}  // namespace eb::com::runtime::someip

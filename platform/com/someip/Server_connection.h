@@ -1,0 +1,81 @@
+#pragma once
+
+#include <map>
+#include <memory>
+
+#include "platform/com/deployment/Deployment.h"
+#include "platform/com/runtime/Counters.h"
+#include "platform/com/runtime/Loop.h"
+#include "platform/com/runtime/Provided_service.h"
+#include "platform/com/someip/Frame.h"
+#include "platform/com/someip/Network.h"
+
+namespace eb::com::runtime::someip {
+
+/// The services offered at one endpoint, by their id on the wire. io thread.
+using Offers = std::map<std::uint16_t, std::shared_ptr<Provided_service>>;
+
+/// What connections share with the endpoint that accepted them. io thread.
+struct Server_context {
+    std::shared_ptr<Loop> loop;
+    Clock& clock;
+    Limits const& limits;
+    Transport transport;
+    Offers offers;
+    bool open =
+        true;  ///< whether anything is offered: a closed endpoint's connections end with their last call
+};
+
+/// The server's end of one TCP connection, or of an endpoint's UDP socket with all its peers: takes messages
+/// apart, refuses bad ones, hands calls to the services, sends replies.
+///
+///     open --limit of outstanding calls reached--> full (not read) --a call ended--> open
+///     open --peer ended, or sent nonsense--> ending (reads no more messages)
+///     ending, or open at a closed endpoint --no call outstanding, all sent--> lingering
+///     lingering --peer ended, or 1 s--> closed
+///
+/// An endpoint that opens again while a call is outstanding finds its connections as they were.
+/// Owned by its endpoint until it is closed; sessions know it weakly. io thread.
+class Server_connection : public Link_user, public std::enable_shared_from_this<Server_connection> {
+public:
+    /// `closed` is called once, when the connection is of no more use.
+    Server_connection(std::shared_ptr<Server_context> context, std::shared_ptr<Link> link,
+                      std::function<void()> closed);
+    ~Server_connection() override;
+
+    void start() { m_link->start(weak_from_this()); }
+
+    /// Ends the connection if it has no more reason to stay: tells that the endpoint has closed.
+    void proceed();
+    /// Ends the connection now.
+    void close();
+
+    void reply(Header const& request, Address const& to, std::uint8_t code,
+               Serialized_payload const& payload);
+    void sessionEnded(std::size_t bytes);
+
+    void received(std::uint8_t const* bytes, std::size_t size, Address const& from) override;
+    void peerEnded() override;
+    void broken(std::error_code const& reason) override;
+    void drained() override { proceed(); }
+
+private:
+    bool isDatagram() const noexcept { return m_context->transport == Transport::udp; }
+    bool isFull() const noexcept;
+    void readFrames(Frame_reader& reader, Address const& from);
+    void handle(Frame const& frame, Address const& from);
+    void refuse(Header const& request, Address const& to, std::uint8_t code);
+
+    std::shared_ptr<Server_context> const m_context;
+    std::shared_ptr<Link> const m_link;
+    std::function<void()> m_closed;
+    Frame_reader m_reader;  // of the stream
+    std::size_t m_calls = 0;
+    std::size_t m_callBytes = 0;
+    bool m_ending = false;
+    bool m_peerEnded = false;
+    Clock::Timer m_linger;
+    Counted m_counted{counters().connections};
+};
+
+}  // namespace eb::com::runtime::someip

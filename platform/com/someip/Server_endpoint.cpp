@@ -1,0 +1,63 @@
+#include "platform/com/someip/Server_endpoint.h"
+
+#include <utility>
+
+#include "platform/com/runtime/Log.h"
+
+namespace eb::com::runtime::someip {
+
+Server_endpoint::Server_endpoint(std::shared_ptr<Loop> loop, Clock& clock, Network& network,
+                                 Limits const& limits, Endpoint local)
+    : m_network(network),
+      m_local(local),
+      m_context(new Server_context{std::move(loop), clock, limits, local.transport, {}, false}) {}
+
+Server_endpoint::~Server_endpoint() {
+    m_listener.reset();
+    for (auto const& connection : std::exchange(m_connections, {})) connection->close();
+}
+
+void Server_endpoint::offer(std::shared_ptr<Provided_service> const& service) {
+    if (!m_context->open) open();
+    m_context->offers[service->deployment().serviceId] = service;
+}
+
+void Server_endpoint::open() {
+    m_context->open = true;
+    try {
+        if (m_local.transport == Transport::tcp)
+            m_listener = m_network.listen(m_local.address,
+                                          [this](std::shared_ptr<Link> link) { add(std::move(link)); });
+        else if (m_connections.empty())
+            add(m_network.bindDatagrams(m_local.address));
+    } catch (...) {
+        m_context->open = false;
+        throw;
+    }
+}
+
+void Server_endpoint::add(std::shared_ptr<Link> link) {
+    if (m_connections.size() >= m_context->limits.connections) {
+        log(ara::log::LogLevel::kWarn, m_local.text() + ": too many connections; another one is closed");
+        ++counters().dropped;
+        link->close();
+        return;
+    }
+    auto const holder = std::make_shared<std::weak_ptr<Server_connection>>();
+    auto const connection = std::make_shared<Server_connection>(
+        m_context, std::move(link), [this, holder] { m_connections.erase(holder->lock()); });
+    *holder = connection;
+    m_connections.insert(connection);
+    connection->start();
+}
+
+void Server_endpoint::withdraw(Provided_service const& service) {
+    m_context->offers.erase(service.deployment().serviceId);
+    if (!m_context->offers.empty()) return;
+    m_context->open = false;
+    m_listener.reset();
+    auto const connections = m_connections;
+    for (auto const& connection : connections) connection->proceed();
+}
+
+}  // namespace eb::com::runtime::someip

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <memory>
+#include <set>
+
+#include "platform/com/someip/Server_connection.h"
+
+namespace eb::com::runtime::someip {
+
+/// Everything that this process offers at one address and port: one listener or one UDP socket, opened with
+/// the first offer and closed with the last. Calls that were taken before may still be answered on
+/// connections that stay for it. Owned by the runtime. io thread.
+class Server_endpoint {
+public:
+    Server_endpoint(std::shared_ptr<Loop> loop, Clock& clock, Network& network, Limits const& limits,
+                    Endpoint local);
+    ~Server_endpoint();
+    Server_endpoint(Server_endpoint const&) = delete;
+    Server_endpoint& operator=(Server_endpoint const&) = delete;
+
+    /// Throws std::system_error if the endpoint can't be bound.
+    void offer(std::shared_ptr<Provided_service> const& service);
+    void withdraw(Provided_service const& service);
+
+private:
+    void open();
+    void add(std::shared_ptr<Link> link);
+
+    Network& m_network;
+    Endpoint const m_local;
+    std::shared_ptr<Server_context> const m_context;
+    std::unique_ptr<Listener> m_listener;  // tcp
+    std::set<std::shared_ptr<Server_connection>> m_connections;
+};
+
+}  // namespace eb::com::runtime::someip

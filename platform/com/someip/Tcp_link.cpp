@@ -1,0 +1,114 @@
+#include "platform/com/someip/Tcp_link.h"
+
+#include <asio/buffer.hpp>
+#include <asio/write.hpp>
+#include <utility>
+
+namespace eb::com::runtime::someip {
+namespace {
+
+constexpr std::size_t READ_BYTES = 16'384;
+
+}  // namespace
+
+Tcp_link::Tcp_link(std::shared_ptr<Loop> loop, asio::ip::tcp::socket socket, std::size_t sendQueueBytes)
+    : m_loop(std::move(loop)),
+      m_socket(std::move(socket)),
+      m_sendQueueBytes(sendQueueBytes),
+      m_buffer(READ_BYTES) {}
+
+void Tcp_link::start(std::weak_ptr<Link_user> user) {
+    m_user = std::move(user);
+    if (!m_connecting) {
+        read();
+        return;
+    }
+    m_socket.async_connect(m_remote, [self = shared_from_this()](asio::error_code const& error) {
+        if (!self->m_closed) self->connected(error);
+    });
+}
+
+void Tcp_link::connected(asio::error_code const& error) {
+    if (error) return fail(error);
+    asio::error_code ignored;
+    // The kernel may give the connecting socket the very port it connects to, and so connect it to itself.
+    if (m_socket.local_endpoint(ignored) == m_remote) return fail(asio::error::connection_refused);
+    m_socket.set_option(asio::ip::tcp::no_delay(true), ignored);
+    m_connecting = false;
+    if (auto const user = m_user.lock()) user->connected();
+    if (m_closed) return;
+    read();
+    if (!m_queue.empty()) write();
+}
+
+void Tcp_link::read() {
+    if (m_reading || m_paused || m_ended || m_closed) return;
+    m_reading = true;
+    m_socket.async_read_some(asio::buffer(m_buffer),
+                             [self = shared_from_this()](asio::error_code const& error, std::size_t size) {
+                                 self->m_reading = false;
+                                 if (self->m_closed) return;
+                                 if (error && error != asio::error::eof) return self->fail(error);
+                                 self->m_ended = error == asio::error::eof;
+                                 if (auto const user = self->m_user.lock()) {
+                                     if (self->m_ended)
+                                         user->peerEnded();
+                                     else
+                                         user->received(self->m_buffer.data(), size, {});
+                                 }
+                                 self->read();
+                             });
+}
+
+void Tcp_link::resume() {
+    m_paused = false;
+    if (!m_connecting) read();
+}
+
+void Tcp_link::send(std::vector<std::uint8_t> bytes, Address const& /*to*/) {
+    if (m_closed || m_endSending) return;
+    if (m_queued + bytes.size() > m_sendQueueBytes) {
+        m_loop->post([self = shared_from_this()] {
+            if (!self->m_closed) self->fail(asio::error::no_buffer_space);
+        });
+        return;
+    }
+    m_queued += bytes.size();
+    m_queue.push_back(std::move(bytes));
+    if (m_queue.size() == 1 && !m_connecting) write();
+}
+
+void Tcp_link::write() {
+    asio::async_write(m_socket, asio::buffer(m_queue.front()),
+                      [self = shared_from_this()](asio::error_code const& error, std::size_t) {
+                          if (self->m_closed) return;
+                          if (error) return self->fail(error);
+                          self->m_queued -= self->m_queue.front().size();
+                          self->m_queue.pop_front();
+                          if (!self->m_queue.empty()) return self->write();
+                          if (self->m_endSending) self->endSending();
+                          if (auto const user = self->m_user.lock()) user->drained();
+                      });
+}
+
+void Tcp_link::endSending() {
+    m_endSending = true;
+    asio::error_code ignored;
+    if (m_queue.empty() && !m_closed) m_socket.shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
+}
+
+void Tcp_link::close() {
+    if (m_closed) return;
+    m_closed = true;
+    m_queue.clear();
+    asio::error_code ignored;
+    m_socket.shutdown(asio::ip::tcp::socket::shutdown_both, ignored);
+    m_socket.close(ignored);
+}
+
+void Tcp_link::fail(asio::error_code const& error) {
+    close();
+    if (auto const user = m_user.lock()) user->broken(error);
+}
+
+}  // namespace eb::com::runtime::someip
