@@ -1,0 +1,181 @@
+#include "registry/Diag_Ara_Components.h"
+
+#include <stdexcept>
+
+#include "tests/support/BridgeTest.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::IsNull;
+using testing::NotNull;
+using testing::SizeIs;
+using zvg::val::Service;
+using zvg::val::diag_ara::services::Diag_Ara_Components;
+using zvg::val::diag_ara::services::Factory;
+using zvg::val::diag_ara::services::RoutingTable;
+using zvg::val::diag_ara::services::ServiceTable;
+
+class RegistryTest : public testing::Test {
+protected:
+    RegistryTest() { seen.reset(); }
+
+    static Factory makes(std::string const& identifier) {
+        return [identifier] { return test::Components::make(identifier); };
+    }
+
+    test::DiagLog log;
+    test::Components& seen = test::Components::instance();
+    // Neither table lists its rows in the order of the identifiers.
+    ServiceTable services{{"Z", makes("Z")}, {"A", makes("A")}, {"M", makes("M")}};
+    RoutingTable msgIds{{"Z", 10}, {"M", 20}, {"A", 10}, {"A", 30}, {"Absent", 40}, {"M", 0xFFFF}};
+    Diag_Ara_Components registry{services, msgIds};
+};
+
+TEST_F(RegistryTest, StartsEachComponentBeforeTheNextIsInitialised) {
+    EXPECT_EQ(registry.init(), 0);
+    EXPECT_THAT(seen.events(),
+                ElementsAre("A::init(0)", "A::start", "M::init(0)", "M::start", "Z::init(0)", "Z::start"));
+    registry.destroy();
+}
+
+TEST_F(RegistryTest, SaysWhatItMakes) {
+    registry.init();
+    EXPECT_THAT(log.infos(), ElementsAre("Instantiate all components", "Cache initialized", "A", "M", "Z"));
+    auto const first = log.lines().at(0);
+    EXPECT_EQ(first.prefix, "Components::");
+    EXPECT_EQ(first.function, "init");
+    registry.destroy();
+}
+
+TEST_F(RegistryTest, EmptiesTheCacheAtInit) {
+    unsigned char byte = 1;
+    Service::m_Cache.addToCache(2349, 1, &byte);
+    registry.init();
+    EXPECT_FALSE(Service::m_Cache.isCached(2349, 1, &byte));
+    registry.destroy();
+}
+
+TEST_F(RegistryTest, RoutesAnIdToItsReceiversInTheOrderOfTheirIdentifiers) {
+    registry.init();
+    auto const receivers = registry.getReceivers(10);
+    ASSERT_THAT(receivers, SizeIs(2));
+    receivers[0]->handleMsg(10, 0, nullptr);
+    receivers[1]->handleMsg(10, 0, nullptr);
+    EXPECT_EQ(seen.events()[6], "A::handleMsg(10, 0)");
+    EXPECT_EQ(seen.events()[7], "Z::handleMsg(10, 0)");
+    EXPECT_THAT(registry.getReceivers(20), SizeIs(1));
+    EXPECT_THAT(registry.getReceivers(30), ElementsAre(receivers[0]));
+    EXPECT_EQ(registry.get(10), receivers[0]);
+    registry.destroy();
+}
+
+TEST_F(RegistryTest, HasNoReceiverForAnIdThatIsNotRouted) {
+    registry.init();
+    EXPECT_THAT(registry.getReceivers(11), IsEmpty());
+    EXPECT_THAT(registry.get(11), IsNull());
+    registry.destroy();
+}
+
+TEST_F(RegistryTest, HasNoReceiverForARowWithoutComponent) {
+    registry.init();
+    EXPECT_THAT(registry.getReceivers(40), IsEmpty());
+    EXPECT_THAT(registry.get(40), IsNull());
+    registry.destroy();
+}
+
+TEST_F(RegistryTest, ComparesTheWholeIdForReceiversAndCutsItForGet) {
+    registry.init();
+    EXPECT_THAT(registry.getReceivers(-1), IsEmpty()) << "although 65535 is routed";
+    EXPECT_THAT(registry.getReceivers(65536 + 10), IsEmpty());
+    EXPECT_THAT(registry.getReceivers(0xFFFF), SizeIs(1));
+    EXPECT_EQ(registry.get(-1), registry.get(0xFFFF));
+    EXPECT_EQ(registry.get(65536 + 10), registry.get(10));
+    registry.destroy();
+}
+
+TEST_F(RegistryTest, CannotMakeAComponentThatIsNotInTheTable) {
+    EXPECT_THAT(registry.create("Nobody"), IsNull());
+    EXPECT_THAT(log.infos(), ElementsAre("Nobody"));
+    EXPECT_THAT(log.errors(), ElementsAre("No valid identifier found for Nobody"));
+    EXPECT_THAT(registry.create("A"), NotNull());
+}
+
+TEST_F(RegistryTest, LetsTheErrorOfAnEmptyFactoryOut) {
+    services["E"] = nullptr;
+    Diag_Ara_Components withEmpty(services, msgIds);
+    EXPECT_THROW(withEmpty.create("E"), std::bad_function_call);
+    EXPECT_THROW(withEmpty.init(), std::bad_function_call);
+    withEmpty.destroy();
+}
+
+TEST_F(RegistryTest, StopsEveryComponentBeforeItDestroysTheFirst) {
+    registry.init();
+    auto* const a = registry.get(30);
+    auto* const z = registry.getReceivers(10)[1];
+    bool stopped = false;
+    seen.behave("M", {.destroyed = [&] { stopped = a->stop() && z->stop(); }});
+    // M goes last of its ids' order only if the others are still there: 10 -> A, Z come before 20 -> M.
+    seen.behave("A", {.destroyed = [&] { stopped = z->stop(); }});
+    seen.behave("M", {});
+    seen.forgetEvents();
+    log.clear();
+    registry.destroy();
+    EXPECT_TRUE(stopped);
+    EXPECT_THAT(seen.events(), testing::UnorderedElementsAre("~A", "~M", "~Z"));
+    EXPECT_THAT(log.infos(), ElementsAre("A", "M", "Z", "Shutdown finalized"));
+    EXPECT_THAT(registry.getReceivers(10), IsEmpty());
+    EXPECT_THAT(registry.get(10), IsNull());
+}
+
+TEST_F(RegistryTest, MakesNewObjectsWithTheNextGenerationAfterDestroy) {
+    registry.init();
+    auto const* const first = registry.get(10);
+    auto const second = [&] {
+        auto keep = test::Components::make("place holder");  // so that the address isn't simply used again
+        registry.destroy();
+        seen.forgetEvents();
+        registry.init();
+        return registry.get(10);
+    }();
+    static_cast<void>(first);
+    EXPECT_THAT(second, NotNull());
+    EXPECT_FALSE(second->stop()) << "a new object, not the stopped one";
+    EXPECT_THAT(seen.events(),
+                ElementsAre("A::init(1)", "A::start", "M::init(1)", "M::start", "Z::init(1)", "Z::start"));
+    registry.destroy();
+}
+
+TEST_F(RegistryTest, FailedInitDoesNotCountAsAGeneration) {
+    seen.behave("M", {.start = [] { throw std::runtime_error("no"); }});
+    EXPECT_THROW(registry.init(), std::runtime_error);
+    registry.destroy();
+    seen.reset();
+    registry.init();
+    EXPECT_EQ(seen.events()[0], "A::init(0)");
+    registry.destroy();
+}
+
+TEST_F(RegistryTest, CopiesTheTables) {
+    services.clear();
+    msgIds.clear();
+    registry.init();
+    EXPECT_THAT(registry.getReceivers(10), SizeIs(2));
+    registry.destroy();
+}
+
+TEST_F(RegistryTest, AsksItsComponentsToStopWhenItGoesWithoutDestroy) {
+    {
+        Diag_Ara_Components brief(services, msgIds);
+        brief.init();
+        auto* const z = brief.getReceivers(10)[1];
+        seen.behave("Z", {.start = {}, .destroyed = [z] { EXPECT_TRUE(z->stop()); }});
+        z->startThread([z] {
+            while (!z->stop()) std::this_thread::yield();
+        });
+    }
+    EXPECT_THAT(seen.events(), testing::Contains("~Z"));
+}
+
+}  // namespace
