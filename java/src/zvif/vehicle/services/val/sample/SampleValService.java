@@ -2,8 +2,10 @@ package zvif.vehicle.services.val.sample;
 
 import java.util.Arrays;
 import java.util.List;
-import java.util.concurrent.CountDownLatch;
+import java.util.concurrent.ExecutionException;
+import java.util.concurrent.FutureTask;
 import java.util.concurrent.TimeUnit;
+import java.util.concurrent.TimeoutException;
 
 import zvif.vehicle.services.val.diagara.ConnectorNativeDiagARA;
 
@@ -84,21 +86,18 @@ public final class SampleValService {
 
     /** Ends within a second even if the bridge does not: a service that cannot be stopped is worse than a hard end. */
     private static void stop(ConnectorNativeDiagARA bridge, Responder responder) {
-        var stopped = new CountDownLatch(1);
-        var worker = new Thread(() -> {
+        var unregister = new FutureTask<>(() -> {
             responder.close();
-            if (bridge.unregister() == 0) {
-                stopped.countDown();
-            }
-        }, "VAL unregister");
-        worker.start();
+            return bridge.unregister();
+        });
+        new Thread(unregister, "VAL unregister").start();
         try {
-            worker.join(LONGEST_STOP_MS);
-            if (stopped.getCount() == 0) {
+            if (unregister.get(LONGEST_STOP_MS, TimeUnit.MILLISECONDS) == 0) {
+                log("stopped");
                 return;
             }
-        } catch (InterruptedException hurried) {
-            // ends the hard way, too
+        } catch (InterruptedException | ExecutionException | TimeoutException failed) {
+            // told below, like a refusal
         }
         log("the bridge did not stop");
         Runtime.getRuntime().halt(EXIT_BRIDGE_FAILED);

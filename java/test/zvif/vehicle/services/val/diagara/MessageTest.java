@@ -205,7 +205,7 @@ class MessageTest {
         var data = response((byte) 1);
         var refused = Stream.generate(() -> 0).limit(8).parallel().mapToInt(ignored -> {
             var count = 0;
-            for (var write = 0; write < 1000; ++write) {
+            for (var write = 0; write < 200; ++write) {
                 count += m_sut.write(RESPONSE, data.length, data) == 0 ? 0 : 1;
             }
             return count;

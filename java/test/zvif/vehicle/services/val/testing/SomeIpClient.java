@@ -68,9 +68,9 @@ public final class SomeIpClient implements AutoCloseable {
 
     /** Reads as a tester does: a request that comes on the heels of a reply may be lost, so it asks again. */
     public Reply read(int identifier) throws IOException {
-        for (var attempt = 0; attempt < 10; ++attempt) {
+        for (var attempt = 0; attempt < 20; ++attempt) {
             request(identifier);
-            var reply = reply(1000);
+            var reply = reply(250);
             if (reply.isPresent()) {
                 return reply.get();
             }
