@@ -12,10 +12,10 @@ namespace test {
 
 /// What a component of a test does. Empty functions do nothing; a message is answered with eValOk.
 struct Behaviour {
-    std::function<void()> init;
-    std::function<void()> start;
-    std::function<zvg::val::eValStatus(int, unsigned short, unsigned char*)> handleMsg;
-    std::function<void()> destroyed;
+    std::function<void()> init = {};
+    std::function<void()> start = {};
+    std::function<zvg::val::eValStatus(int, unsigned short, unsigned char*)> handleMsg = {};
+    std::function<void()> destroyed = {};
 };
 
 /// The rows of the tables: "A" and "B" receive 2350, "C" receives 2937, "D" nothing. The tables are copied by
