@@ -36,6 +36,7 @@ void addMilliseconds(CLI::App& app, char const* option, milliseconds& value, int
            option, [&value](int number) { value = milliseconds(number); }, description)
         ->type_name("MS")
         ->check(CLI::Range(least, 30000))
+        ->take_last()
         ->default_str(std::to_string(value.count()));
 }
 

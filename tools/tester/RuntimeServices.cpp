@@ -25,7 +25,7 @@ using eb::com::runtime::Service_interface_description;
 struct Findings {
     std::mutex mutex;
     std::condition_variable_any changed;
-    std::vector<Service_handle> handles;  // guarded by mutex
+    bool any = false;  // guarded by mutex
 };
 
 class RuntimeServices final : public Services {
@@ -33,37 +33,35 @@ public:
     Reached reach(std::string const& service, std::uint32_t version, milliseconds limit,
                   std::stop_token const& stop) override {
         try {
-            auto const known = m_ports.find(service);
-            if (known != m_ports.end()) return {known->second->client_port(), {}};
-            auto const findings = find(service, limit, stop);
-            std::lock_guard const lock(findings->mutex);
-            if (findings->handles.empty()) {
-                return {{},
-                        "no instance " + std::string(INSTANCE) + " of the service was found within " +
-                            std::to_string(limit.count()) + " ms"};
+            auto port = m_ports.find(service);
+            if (port == m_ports.end()) {
+                // The port knows at once whether the service is deployed at all, which a search can't tell.
+                Service_handle const handle{Service_id{service}, Instance_id{INSTANCE}};
+                auto made = std::make_unique<Rport>(handle, Service_interface_description{version});
+                if (!found(handle, limit, stop)) {
+                    return {{},
+                            "no instance " + handle.instance.value + " of the service was found within " +
+                                std::to_string(limit.count()) + " ms"};
+                }
+                port = m_ports.emplace(service, std::move(made)).first;
             }
-            auto port =
-                std::make_unique<Rport>(findings->handles.front(), Service_interface_description{version});
-            return {m_ports.emplace(service, std::move(port)).first->second->client_port(), {}};
+            return {port->second->client_port(), {}};
         } catch (ac::com::Invalid_argument_exception const& unknown) {
             return {{}, unknown.what()};
         }
     }
 
 private:
-    static std::shared_ptr<Findings> find(std::string const& service, milliseconds limit,
-                                          std::stop_token const& stop) {
+    static bool found(Service_handle const& wanted, milliseconds limit, std::stop_token const& stop) {
         auto const findings = std::make_shared<Findings>();
         auto const search = Component_singleton::get_service_finder().subscribe(
-            Service_id{service}, Instance_id{INSTANCE},
-            [findings](std::vector<Service_handle> const& handles) {
+            wanted.service, wanted.instance, [findings](std::vector<Service_handle> const& handles) {
                 std::lock_guard const lock(findings->mutex);
-                findings->handles = handles;
+                findings->any = !handles.empty();
                 findings->changed.notify_all();
             });
         std::unique_lock lock(findings->mutex);
-        findings->changed.wait_for(lock, stop, limit, [&] { return !findings->handles.empty(); });
-        return findings;
+        return findings->changed.wait_for(lock, stop, limit, [&] { return findings->any; });
     }
 
     Component_singleton m_runtime{false, "tester"};

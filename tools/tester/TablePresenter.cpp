@@ -50,7 +50,8 @@ public:
     }
 
     void begin() override {
-        m_session.out() << m_paint.bold(line("id", "interface", "raw", "length", "value", "ms")) << '\n';
+        m_session.out() << m_paint.bold(line("id", "interface", "raw", "length", "value", "ms", "outcome"))
+                        << '\n';
     }
 
     void show(Report const& report) override {
@@ -63,7 +64,7 @@ public:
                  answered ? hex(exchange.payload, RAW_BYTES) : "-",
                  answered ? std::to_string(exchange.payload.size()) + " B" : "-",
                  good ? valueText(report.decoded.fields) : failureText(report),
-                 answered ? millisecondsText(exchange.elapsedMs) : "-");
+                 answered ? millisecondsText(exchange.elapsedMs) : "-", name(report.outcome));
         m_session.out() << (good ? row : m_paint.red(row)) << '\n';
         if (!report.detail.empty()) {
             m_session.out() << std::string(ID_WIDTH + 2, ' ') << m_paint.yellow(report.detail) << '\n';
@@ -79,10 +80,12 @@ public:
 
 private:
     std::string line(std::string const& id, std::string const& interface, std::string const& raw,
-                     std::string const& length, std::string const& value, std::string const& time) const {
+                     std::string const& length, std::string const& value, std::string const& time,
+                     std::string const& outcome) const {
         return padRight(id, ID_WIDTH) + "  " + padRight(interface, m_nameWidth) + "  " +
                padRight(raw, RAW_WIDTH) + "  " + padLeft(length, LENGTH_WIDTH) + "  " +
-               padRight(cut(value, VALUE_WIDTH), VALUE_WIDTH) + "  " + padLeft(time, TIME_WIDTH);
+               padRight(cut(value, VALUE_WIDTH), VALUE_WIDTH) + "  " + padLeft(time, TIME_WIDTH) + "  " +
+               outcome;
     }
 
     Session& m_session;

@@ -50,7 +50,7 @@ std::string hex(Bytes bytes, std::size_t atMost) {
 
 std::string hexPlain(Bytes bytes) {
     std::string text;
-    for (unsigned char byte : bytes) text += formatted("%02X", byte);
+    for (unsigned char byte : bytes) text += formatted("%02x", byte);
     return text;
 }
 

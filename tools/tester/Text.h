@@ -19,7 +19,7 @@ std::string hexByte(unsigned char byte);
 
 /// "00 00 00 14", with the middle replaced by "..." when there are more bytes than `atMost`.
 std::string hex(Bytes bytes, std::size_t atMost = SIZE_MAX);
-/// "00000014", never cut.
+/// "0000001a", never cut: for programs.
 std::string hexPlain(Bytes bytes);
 /// Offset, sixteen bytes in hex and as characters on each line.
 std::string hexDump(Bytes bytes);
