@@ -42,7 +42,7 @@ class Vehicle:
         self.arguments = list(arguments)
         if values is not None:
             (self.path / "values.txt").write_text(
-                "".join(f"0x{i:04X} = {data.hex(' ')}\n" for i, data in values.items()))
+                "".join(f"[0x{i:04X}]\nbytes = {data.hex(' ')}\n" for i, data in values.items()))
             self.arguments += ["--values", str(self.path / "values.txt")]
         self.start()
 
