@@ -1,6 +1,8 @@
 """Writes a family's header and the umbrella header."""
 
-from cpp_types import BANNER, integer, scalar
+from cpp_types import (
+    BANNER, PACK_MESSAGE_SIGNATURE, PACK_SIGNATURE, TO_STRING_SIGNATURE, UNPACK_MESSAGE_SIGNATURE, UNPACK_SIGNATURE,
+    integer, scalar)
 
 HEADER = """\
 {banner}#pragma once
@@ -24,36 +26,24 @@ struct {name} {{
 {members}}};
 static_assert(sizeof({name}) < 65536);
 
-tPackErrorCode Pack{name}(const sQlet1Mod4MessageHdr* header, unsigned char* buffer, unsigned int* cursor,
-    const {name}* record);
-tUnpackErrorCode Unpack{name}(const sQlet1Mod4MessageHdr* header, const unsigned char* buffer,
-    unsigned int* cursor, {name}* record);
-std::uint64_t PackedSizeOf{name}({size_arguments});
-"""
-
-TEXT = """\
-void ToString{name}(const {name}* record, char* text, std::size_t size);
-void appendText(TextForm& text, const {name}& record);
+{functions}{append_text}
 """
 
 FORWARD = """\
 using {name} = {target};
-
-tPackErrorCode Pack{name}(const sQlet1Mod4MessageHdr* header, unsigned char* buffer, unsigned int* cursor,
-    const {name}* record);
-tUnpackErrorCode Unpack{name}(const sQlet1Mod4MessageHdr* header, const unsigned char* buffer,
-    unsigned int* cursor, {name}* record);
-std::uint64_t PackedSizeOf{name}({size_arguments});
-void ToString{name}(const {name}* record, char* text, std::size_t size);
-
+{functions}
 """
 
-MESSAGE = """\
-inline constexpr std::uint16_t {name}Id = {id};
-tPackErrorCode Pack{name}(sQlet1Mod4MessageHdr* header, unsigned char* buffer, unsigned int size,
-    const {record}* record);
-tUnpackErrorCode Unpack{name}(const sQlet1Mod4MessageHdr* header, const unsigned char* buffer,
-    {record}* record);
+FUNCTIONS = f"""\
+{PACK_SIGNATURE};
+{UNPACK_SIGNATURE};
+std::uint64_t PackedSizeOf{{name}}({{size_arguments}});
+"""
+
+MESSAGE = f"""\
+inline constexpr std::uint16_t {{name}}Id = {{id}};
+{PACK_MESSAGE_SIGNATURE};
+{UNPACK_MESSAGE_SIGNATURE};
 
 """
 
@@ -100,11 +90,20 @@ def _record(record):
     size = f"{record.fixed_size} byte{'s' if record.fixed_size != 1 else ''}"
     if not record.is_fixed:
         size = f"{record.fixed_size} to {record.largest_size} bytes"
-    text = TEXT.format(name=record.name) if record.text else ""
     return RECORD.format(
         name=record.name, size=size, members="".join(map(_member, record.fields)),
-        assumed=ASSUMED if record.assumed else "", size_arguments=_size_arguments(record, record.name),
-    ) + text + "\n"
+        assumed=ASSUMED if record.assumed else "", functions=_functions(record.name, record),
+        append_text=f"void appendText(TextForm& text, const {record.name}& record);\n" if record.text else "")
+
+
+def _functions(name, record):
+    """What `record` can do, under its own name or a forwarder's."""
+    # A record of fixed size needs neither argument, so that a caller may leave both away.
+    arguments = f"const void* context, const {name}* record"
+    if record.is_fixed:
+        arguments = f"const void* context = nullptr,\n    const {name}* record = nullptr"
+    text = TO_STRING_SIGNATURE.format(name=name) + ";\n" if record.text else ""
+    return FUNCTIONS.format(name=name, size_arguments=arguments) + text
 
 
 def _member(field):
@@ -117,16 +116,9 @@ def _member(field):
     return f"    {scalar(field)} {field.name};\n"
 
 
-def _size_arguments(record, name):
-    """A record of fixed size needs neither argument, so that a caller may leave both away."""
-    if record.is_fixed:
-        return f"const void* context = nullptr, const {name}* record = nullptr"
-    return f"const void* context, const {name}* record"
-
-
 def _forward(forward):
     return FORWARD.format(
-        name=forward.name, target=forward.target.name, size_arguments=_size_arguments(forward.target, forward.name))
+        name=forward.name, target=forward.target.name, functions=_functions(forward.name, forward.target))
 
 
 def _message(message):

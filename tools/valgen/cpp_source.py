@@ -1,7 +1,11 @@
 """Writes a family's functions: straight-line C++, one line for each field and rule."""
 
-from cpp_types import BANNER, cast, integer
+from cpp_types import (
+    BANNER, PACK_MESSAGE_SIGNATURE, PACK_SIGNATURE, TO_STRING_SIGNATURE, UNPACK_MESSAGE_SIGNATURE, UNPACK_SIGNATURE,
+    cast, integer)
 from model import element_bytes, scalar_bits
+
+MOST_COLUMNS = 110  # a call that is longer takes another line
 
 SOURCE = """\
 {banner}#include "{prefix}/{family}.h"
@@ -29,25 +33,23 @@ ENUM_TEST = """\
     return false;
 """
 
-PACK = """\
-tPackErrorCode Pack{name}(const sQlet1Mod4MessageHdr* header, unsigned char* buffer, unsigned int* cursor,
-    const {name}* record) {{
+PACK = f"""\
+{PACK_SIGNATURE} {{{{
     if (header == nullptr) return ePackNoHeader;
     if (buffer == nullptr) return ePackNoBuffer;
     if (cursor == nullptr) return ePackNoCursor;
     if (record == nullptr) return ePackNoRecord;
-{fields}}}
+{{body}}}}}}
 
 """
 
-UNPACK = """\
-tUnpackErrorCode Unpack{name}(const sQlet1Mod4MessageHdr* header, const unsigned char* buffer,
-    unsigned int* cursor, {name}* record) {{
+UNPACK = f"""\
+{UNPACK_SIGNATURE} {{{{
     if (header == nullptr) return eUnpackNoHeader;
     if (buffer == nullptr) return eUnpackNoBuffer;
     if (cursor == nullptr) return eUnpackNoCursor;
     if (record == nullptr) return eUnpackNoRecord;
-{fields}}}
+{{body}}}}}}
 
 """
 
@@ -64,81 +66,63 @@ std::uint64_t PackedSizeOf{name}(const void*{context}, const {name}* record) {{
 
 """
 
-# Elements of varying size stand in memory up to the array's end; whatever a bad count names beyond it
-# would be empty elements.
+# A bad count names elements beyond the array: they count as empty ones and are not read.
 SIZE_OF_ELEMENTS = """\
-    for (std::uint64_t i = 0; i < record->{count}; ++i) {{
-        size += i < {maximum} ? PackedSizeOf{element}(context, &record->{name}[i]) : {empty};
+    for (std::uint64_t i = 0; i < record->{count} && i < {maximum}; ++i) {{
+        size += PackedSizeOf{element}(context, &record->{name}[i]);
     }}
+    if (const std::uint64_t count = record->{count}; count > {maximum}) size += (count - {maximum}) * {empty};
 """
 
-TEXT = """\
-void ToString{name}(const {name}* record, char* text, std::size_t size) {{
+TEXT = f"""\
+{TO_STRING_SIGNATURE} {{{{
     TextForm form(text, size);
     if (record != nullptr) appendText(form, *record);
-}}
+}}}}
 
-void appendText(TextForm& text, const {name}& record) {{
-{fields}}}
-
-"""
-
-FORWARD = """\
-tPackErrorCode Pack{name}(const sQlet1Mod4MessageHdr* header, unsigned char* buffer, unsigned int* cursor,
-    const {name}* record) {{
-    if (header == nullptr) return ePackNoHeader;
-    if (buffer == nullptr) return ePackNoBuffer;
-    if (cursor == nullptr) return ePackNoCursor;
-    if (record == nullptr) return ePackNoRecord;
-    return Pack{target}(header, buffer, cursor, record);
-}}
-
-tUnpackErrorCode Unpack{name}(const sQlet1Mod4MessageHdr* header, const unsigned char* buffer,
-    unsigned int* cursor, {name}* record) {{
-    if (header == nullptr) return eUnpackNoHeader;
-    if (buffer == nullptr) return eUnpackNoBuffer;
-    if (cursor == nullptr) return eUnpackNoCursor;
-    if (record == nullptr) return eUnpackNoRecord;
-    return Unpack{target}(header, buffer, cursor, record);
-}}
-
-std::uint64_t PackedSizeOf{name}(const void* context, const {name}* record) {{
-    return PackedSizeOf{target}(context, record);
-}}
-
-void ToString{name}(const {name}* record, char* text, std::size_t size) {{ ToString{target}(record, text, size); }}
+void appendText(TextForm& text, const {{name}}& record) {{{{
+{{fields}}}}}}
 
 """
 
-MESSAGE = """\
-tPackErrorCode Pack{name}(sQlet1Mod4MessageHdr* header, unsigned char* buffer, unsigned int size,
-    const {record}* record) {{
+FORWARD = f"""\
+std::uint64_t PackedSizeOf{{name}}(const void* context, const {{name}}* record) {{{{
+    return PackedSizeOf{{target}}(context, record);
+}}}}
+
+{TO_STRING_SIGNATURE} {{{{
+    ToString{{target}}(record, text, size);
+}}}}
+
+"""
+
+MESSAGE = f"""\
+{PACK_MESSAGE_SIGNATURE} {{{{
     if (header == nullptr) return ePackNoHeader;
     if (buffer == nullptr) return ePackNoBuffer;
     header->length = size;
-    header->messageId = {name}Id;
+    header->messageId = {{name}}Id;
     unsigned int cursor = 0;
-    const tPackErrorCode code = Pack{record}(header, buffer, &cursor, record);
+    const tPackErrorCode code = Pack{{record}}(header, buffer, &cursor, record);
     header->length = code == ePackOk ? cursor : 0;
     return code;
-}}
+}}}}
 
-tUnpackErrorCode Unpack{name}(const sQlet1Mod4MessageHdr* header, const unsigned char* buffer,
-    {record}* record) {{
+{UNPACK_MESSAGE_SIGNATURE} {{{{
     if (header == nullptr) return eUnpackNoHeader;
-    if (header->messageId != {name}Id) return eUnpackWrongMessageId;
+    if (header->messageId != {{name}}Id) return eUnpackWrongMessageId;
     unsigned int cursor = 0;
-    const tUnpackErrorCode code = Unpack{record}(header, buffer, &cursor, record);
+    const tUnpackErrorCode code = Unpack{{record}}(header, buffer, &cursor, record);
     if (code != eUnpackOk) return code;
     return header->length > cursor ? eUnpackTrailingBytes : eUnpackOk;
-}}
+}}}}
 
 """
 
 
 def source(family, prefix):
     body = "".join(map(_enum, family.enums)) + "".join(map(_record, family.records))
-    body += "".join(FORWARD.format(name=each.name, target=each.target.name) for each in family.forwards)
+    body += "".join(map(_forward, family.forwards))
     body += "".join(MESSAGE.format(name=each.name, record=each.record.name) for each in family.messages)
     return SOURCE.format(
         banner=BANNER.format(file=family.file), prefix=prefix, family=family.name, body=body.rstrip("\n") + "\n")
@@ -164,8 +148,8 @@ def _enum(enum):
 
 def _record(record):
     name = record.name
-    text = PACK.format(name=name, fields="".join(map(_pack, record.fields)) + "    return ePackOk;\n")
-    text += UNPACK.format(name=name, fields="".join(map(_unpack, record.fields)) + "    return eUnpackOk;\n")
+    text = PACK.format(name=name, body="".join(map(_pack, record.fields)) + "    return ePackOk;\n")
+    text += UNPACK.format(name=name, body="".join(map(_unpack, record.fields)) + "    return eUnpackOk;\n")
     if record.is_fixed:
         text += FIXED_SIZE.format(name=name, size=record.fixed_size)
     else:
@@ -179,19 +163,29 @@ def _record(record):
     return text
 
 
+def _forward(forward):
+    name, target = forward.name, forward.target.name
+    text = PACK.format(name=name, body=f"    return Pack{target}(header, buffer, cursor, record);\n")
+    text += UNPACK.format(name=name, body=f"    return Unpack{target}(header, buffer, cursor, record);\n")
+    return text + FORWARD.format(name=name, target=target)
+
+
 def _call(function, *arguments, indent="    "):
-    """A call of a codec function whose failure ends the caller."""
-    line = f"{function}(header->length, buffer, cursor, {', '.join(arguments)})"
-    return _checked(line, indent, "ePackOk" if function.startswith("Pack") else "eUnpackOk")
+    """A call of a primitive whose failure ends the caller."""
+    return _checked(f"{function}(header->length, buffer, cursor, {', '.join(arguments)})", indent)
 
 
 def _nested_call(function, member, indent="    "):
-    return _checked(f"{function}(header, buffer, cursor, &{member})", indent,
-                    "ePackOk" if function.startswith("Pack") else "eUnpackOk")
+    return _checked(f"{function}(header, buffer, cursor, &{member})", indent)
 
 
-def _checked(call, indent, good):
-    return f"{indent}if (const auto code = {call}; code != {good}) return code;\n"
+def _checked(call, indent):
+    test = f"{indent}if (const auto failure = {call})"
+    if len(test) + len(" return failure;") <= MOST_COLUMNS:
+        return f"{test} return failure;\n"
+    if len(test) > MOST_COLUMNS:
+        test = test.replace("cursor, ", f"cursor,\n{indent}        ")
+    return f"{test}\n{indent}    return failure;\n"
 
 
 def _pack(field):
@@ -217,10 +211,10 @@ def _pack(field):
 
 
 def _pack_enum(field, member, indent):
-    bits = field.enum.bits
-    value = cast(bits, member)
-    return (f"{indent}if (!PackUnpackEnum{field.enum.name}HasValue({value})) return ePackBadEnum;\n"
-            + _call(f"PackUint{bits}", value, indent=indent))
+    enum = field.enum
+    value = member if enum.stored_bits == enum.bits else cast(enum.bits, member)
+    test = f"{indent}if (!PackUnpackEnum{enum.name}HasValue({value})) return ePackBadEnum;\n"
+    return test + _call(f"PackUint{enum.bits}", value, indent=indent)
 
 
 def _unpack(field):
@@ -248,14 +242,10 @@ def _unpack_integer(field, member):
     if field.stored_bits != field.bits:
         # Widened: with zeros, or with the sign.
         inner = "        "
-        value = cast_signed(field) if field.signed else "value"
+        value = f"static_cast<{integer(field.bits, True)}>(value)" if field.signed else "value"
         return (f"    {{\n{inner}{wire} value = 0;\n" + _call(function, "&value", indent=inner)
                 + f"{inner}{member} = {value};\n    }}\n")
     return _call(function, f"reinterpret_cast<{wire}*>(&{member})" if field.signed else f"&{member}")
-
-
-def cast_signed(field):
-    return f"static_cast<{integer(field.bits, True)}>(value)"
 
 
 def _unpack_enum(field, member):
@@ -290,8 +280,8 @@ def _size(field):
         return SIZE_OF_ELEMENTS.format(name=field.name, count=field.count.name, maximum=field.maximum,
                                        element=field.record.name, empty=field.record.fixed_size)
     each = element_bytes(field)
-    times = f" * {each}" if each > 1 else ""
-    return f"    size += {cast(64, f'record->{field.count.name}')}{times};\n"
+    count = f"record->{field.count.name}"
+    return f"    size += {count};\n" if each == 1 else f"    size += {cast(64, count)} * {each};\n"
 
 
 def _text(field):
@@ -299,15 +289,14 @@ def _text(field):
     if field.kind == "bool":
         return f'    text.addBool("{name}", {member});\n'
     if field.kind == "integer":
-        if field.bits == 64:
-            return f'    text.addLong("{name}", {cast_text(64, member)});\n'
-        if field.signed:
-            return f'    text.addSigned("{name}", {cast_text(32, member)});\n'
-        value = cast(field.bits, member) if field.stored_bits != field.bits else member
-        return f'    text.addUnsigned("{name}", {value});\n'
+        # Printed is what goes on the wire.
+        if field.stored_bits != field.bits or (field.bits == 64 and not field.signed):
+            member = f"static_cast<{integer(field.bits, field.signed or field.bits == 64)}>({member})"
+        kind = "Long" if field.bits == 64 else "Signed" if field.signed else "Unsigned"
+        return f'    text.add{kind}("{name}", {member});\n'
     if field.kind == "enum":
         if field.enum.bits == 32:
-            return f'    text.addSigned("{name}", {cast_text(32, member)});\n'
+            return f'    text.addSigned("{name}", static_cast<std::int32_t>({member}));\n'
         return f'    text.addUnsigned("{name}", {cast(field.enum.bits, member)});\n'
     if field.kind == "record":
         return f"    text.addRecord({member});\n"
@@ -317,7 +306,3 @@ def _text(field):
     if field.element == "record":
         return f'    text.addRecords("{name}", {member}, {bounds});\n'
     return f'    text.addArray<{integer(scalar_bits(field))}>("{name}", {member}, {bounds});\n'
-
-
-def cast_text(bits, member):
-    return f"static_cast<{integer(bits, True)}>({member})"

@@ -21,3 +21,23 @@ def scalar(field):
 
 def cast(bits, expression):
     return f"static_cast<{integer(bits)}>({expression})"
+
+
+# The four functions that a record and a forwarder have alike, without the end of their declarations.
+PACK_SIGNATURE = """\
+tPackErrorCode Pack{name}(const sQlet1Mod4MessageHdr* header, unsigned char* buffer,
+    unsigned int* cursor, const {name}* record)"""
+
+UNPACK_SIGNATURE = """\
+tUnpackErrorCode Unpack{name}(const sQlet1Mod4MessageHdr* header, const unsigned char* buffer,
+    unsigned int* cursor, {name}* record)"""
+
+TO_STRING_SIGNATURE = "void ToString{name}(const {name}* record, char* text, std::size_t size)"
+
+PACK_MESSAGE_SIGNATURE = """\
+tPackErrorCode Pack{name}(sQlet1Mod4MessageHdr* header, unsigned char* buffer, unsigned int size,
+    const {record}* record)"""
+
+UNPACK_MESSAGE_SIGNATURE = """\
+tUnpackErrorCode Unpack{name}(const sQlet1Mod4MessageHdr* header, const unsigned char* buffer,
+    {record}* record)"""

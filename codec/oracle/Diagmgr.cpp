@@ -1,0 +1,116 @@
+#include "codec/codec.h"
+#include "codec/oracle/Subjects.h"
+#include "codec/oracle/Tables.h"
+
+namespace oracle {
+
+namespace {
+
+const EnumSet ADAPTATION{"tDiagMgrAdaptationID",
+                         32,
+                         {{105, 106},
+                          {112, 120},
+                          {122, 147},
+                          {149, 171},
+                          {174, 179},
+                          {199, 199},
+                          {202, 202},
+                          {209, 210},
+                          {231, 241},
+                          {244, 255},
+                          {270, 271},
+                          {277, 278},
+                          {283, 283},
+                          {294, 294},
+                          {296, 306},
+                          {312, 318}}};
+const EnumSet DATASET{"tDiagMgrDatasetID", 32, {{190, 198}, {211, 229}, {284, 285}, {293, 293}, {320, 320}}};
+const EnumSet ROUTINE{"tDiagMgrRoutineId", 32, {{0, 0}, {180, 189}, {200, 201}, {273, 276}, {308, 311}}};
+const EnumSet CONTROL{"tControlParameter", 8, {{1, 4}}};
+const EnumSet ROUTINE_STATUS{"tRoutineStatus", 8, {{0, 5}, {16, 19}}};
+const EnumSet ROUTINE_RESULT{"tRoutineResult", 32, {{0, 2}}};
+const EnumSet CODING_STATUS{"tCodingRespStatus", 32, {{0, 2}}};
+
+// One row of a table each; R is the record in question.
+#define U(member, bytes) unsignedField(MEMBER(R, member), bytes)
+#define B(member) boolField(MEMBER(R, member))
+#define E(member, set) enumField(MEMBER(R, member), set)
+#define FIXED(member) fixedBytes(MEMBER(R, member))
+#define BYTES(member, count, maximum) counted(U(member, 1), count, maximum)
+#define TABLE(record, ...)                                            \
+    const Record& table_##record() {                                  \
+        using R = record;                                             \
+        static const Record table{#record, sizeof(R), {__VA_ARGS__}}; \
+        return table;                                                 \
+    }
+
+TABLE(tDiagmgrSetEventds, FIXED(event))
+TABLE(tDiagmgrGetAdaptationReqds, E(adaptationId, ADAPTATION), U(transactionId, 4))
+TABLE(tDiagmgrGetAdaptationRespds, E(adaptationId, ADAPTATION), U(transactionId, 4), U(length, 2),
+      BYTES(data, "length", 4032))
+TABLE(tDiagmgrAdaptationIndds, E(adaptationId, ADAPTATION), U(indicationValue, 1))
+TABLE(tDiagmgrGetAdaptationsetReqds, U(length, 2), U(transactionId, 4),
+      counted(E(adaptationIds, ADAPTATION), "length", 64))
+TABLE(tDiagmgrGetAdaptationsetRespds, U(length, 2), U(transactionId, 4), BYTES(data, "length", 4032))
+TABLE(tDiagmgrGetDatasetVersionReqds, E(datasetId, DATASET), U(transactionId, 4))
+TABLE(tDiagmgrGetDatasetVersionRespds, E(datasetId, DATASET), U(transactionId, 4), B(versionFlagA),
+      FIXED(version), B(versionFlagB))
+TABLE(tDiagmgrGetDatasetReqds, E(datasetId, DATASET), U(transactionId, 4), U(segmentId, 1))
+TABLE(tDiagmgrGetDatasetRespds, E(datasetId, DATASET), U(transactionId, 4), U(segmentId, 1), B(datasetFlag),
+      U(length, 2), BYTES(data, "length", 834))
+TABLE(tDiagmgrDatasetCheckIndds, E(datasetId, DATASET), B(checkFlagA), B(checkFlagB))
+TABLE(tDiagmgrPutDatasetReqds, E(datasetId, DATASET), U(transactionId, 4), U(valueA, 2), U(valueB, 2))
+TABLE(tDiagmgrPutDatasetRespds, E(datasetId, DATASET), U(transactionId, 4), U(valueA, 2), B(datasetFlag),
+      U(length, 2), FIXED(data))
+TABLE(tDiagmgrPutDatasetTransferexitIndds, E(datasetId, DATASET))
+TABLE(tDiagmgrJavaGetCodingRespds, E(status, CODING_STATUS), recordField(MEMBER(R, coding), codingTable()))
+TABLE(tDiagmgrJavaControlMonitorPathIndds, U(componentId, 4), FIXED(pathBytes))
+TABLE(tDiagmgrJavaControlMonitorPathReqds, U(componentId, 4), U(transactionId, 4))
+TABLE(tDiagmgrJavaControlMonitorPathRespds, U(resultValue, 4), U(transactionId, 4), FIXED(pathBytes))
+TABLE(tDiagmgrJavaRoutineReqds, E(routineId, ROUTINE), U(transactionId, 4), U(length, 4),
+      E(controlParameter, CONTROL), BYTES(controlData, "length", 4083))
+TABLE(tDiagmgrJavaRoutineRespds, E(routineId, ROUTINE), U(transactionId, 4), U(length, 4),
+      E(controlParameter, CONTROL), E(routineStatus, ROUTINE_STATUS), E(routineResult, ROUTINE_RESULT),
+      BYTES(resultData, "length", 4083))
+
+#undef U
+#undef B
+#undef E
+#undef FIXED
+#undef BYTES
+#undef TABLE
+
+}  // namespace
+
+#define SUBJECT_OF(name, id) FAMILY_MESSAGE(name, id, table_t##name##ds())
+
+const std::vector<Subject>& diagmgrSubjects() {
+    static const std::vector<Subject> all = {
+        SUBJECT(tDiagCoding, codingTable()),
+        SUBJECT_OF(DiagmgrSetEvent, 545),
+        SUBJECT_OF(DiagmgrGetAdaptationReq, 546),
+        SUBJECT_OF(DiagmgrGetAdaptationResp, 547),
+        SUBJECT_OF(DiagmgrAdaptationInd, 548),
+        SUBJECT_OF(DiagmgrGetAdaptationsetReq, 549),
+        SUBJECT_OF(DiagmgrGetAdaptationsetResp, 550),
+        SUBJECT_OF(DiagmgrGetDatasetVersionReq, 586),
+        SUBJECT_OF(DiagmgrGetDatasetVersionResp, 587),
+        SUBJECT_OF(DiagmgrGetDatasetReq, 588),
+        SUBJECT_OF(DiagmgrGetDatasetResp, 589),
+        SUBJECT_OF(DiagmgrDatasetCheckInd, 590),
+        SUBJECT_OF(DiagmgrPutDatasetReq, 592),
+        SUBJECT_OF(DiagmgrPutDatasetResp, 593),
+        SUBJECT_OF(DiagmgrJavaGetCodingResp, 601),
+        SUBJECT_OF(DiagmgrPutDatasetTransferexitInd, 603),
+        SUBJECT_OF(DiagmgrJavaControlMonitorPathInd, 646),
+        SUBJECT_OF(DiagmgrJavaControlMonitorPathReq, 647),
+        SUBJECT_OF(DiagmgrJavaControlMonitorPathResp, 648),
+        SUBJECT_OF(DiagmgrJavaRoutineReq, 665),
+        SUBJECT_OF(DiagmgrJavaRoutineResp, 666),
+    };
+    return all;
+}
+
+#undef SUBJECT_OF
+
+}  // namespace oracle
