@@ -76,7 +76,7 @@ class ReadAllFourteen(unittest.TestCase):
 
             code, document = vehicle.read_json("read", "all")
             self.assertEqual(code, 0, document)
-            rows = {int(row["id"], 16): row for row in document["reads"]}
+            rows = {int(row["id"], 16): row for row in document["results"]}
             self.assertEqual(set(rows), set(IDENTIFIERS))
             for identifier, row in rows.items():
                 with self.subTest(identifier=hex(identifier)):
@@ -87,8 +87,8 @@ class ReadAllFourteen(unittest.TestCase):
         with Vehicle() as vehicle:
             code, document = vehicle.read_json("read", "all")
             self.assertEqual(code, 0, document)
-            self.assertEqual(len(document["reads"]), 14)
-            self.assertTrue(all(row["outcome"] == "answered" for row in document["reads"]), document)
+            self.assertEqual(len(document["results"]), 14)
+            self.assertTrue(all(row["outcome"] == "ok" for row in document["results"]), document)
 
 
 def retried(call):
@@ -140,8 +140,8 @@ class WhatTheTesterSays(unittest.TestCase):
                 self.assertIn(piece, told)
             code, document = vehicle.read_json("--timeout", "300", "read", "all")
             self.assertEqual(code, 1)
-            outcomes = [row["outcome"] for row in document["reads"]]
-            self.assertEqual(outcomes.count("answered"), 1)
+            outcomes = [row["outcome"] for row in document["results"]]
+            self.assertEqual(outcomes.count("ok"), 1)
 
     def test_nobody_there(self):
         with Vehicle({}) as vehicle:

@@ -89,9 +89,10 @@ TEST_F(CommandLineTest, OneIdentifierIsToldInFull) {
                          "field     type         length  value\n"
                          "1         array<1>        1 B  02\n"
                          "2         bytes          40 B  2 entries of 20 B\n"
-                         "  [0]     entry          20 B  \"aaaaaaaaaaaaaaaaaaaa\"\n"
+                         "  [0]     entry          20 B  61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 61 "
+                         "61 61 61 61  |aaaaaaaaaaaaaaaaaaaa|\n"
                          "  [1]     entry          20 B  01 01 01 01 01 01 01 01 01 01 01 01 01 01 01 01 "
-                         "01 01 01 01\n"));
+                         "01 01 01 01  |....................|\n"));
 }
 
 TEST_F(CommandLineTest, JsonIsOneDocument) {
@@ -135,10 +136,12 @@ TEST_F(CommandLineTest, TimeOutIsToldWithWhatWasTried) {
     port("54df");
     EXPECT_EQ(run({"read", "54df", "54df"}), 1);
     EXPECT_THAT(out.str(), ContainsRegex("TIME-OUT after 2 attempts +-  time_out\n"));
-    EXPECT_THAT(out.str(),
-                HasSubstr("\n        attempt 1: no answer within 20 ms; attempt 2: no answer within 20 ms "
-                          "(tcp 127.0.0.1:1, service zvg::services::diag::d_54df::"
-                          "DataIdentifier_ParameterList)\n"));
+    EXPECT_THAT(
+        out.str(),
+        HasSubstr(
+            "\n        attempt 1: no answer within 20 ms; attempt 2, 250 ms later: no answer within 20 ms "
+            "(tcp 127.0.0.1:1, service zvg::services::diag::d_54df::"
+            "DataIdentifier_ParameterList)\n"));
 }
 
 TEST_F(CommandLineTest, SecondAttemptThatIsAnsweredIsGoodAndTold) {

@@ -53,9 +53,8 @@ private:
             showLine(std::to_string(index + 1), fields[index].type, fields[index].value.size(), value);
         }
         for (std::size_t index = 0; index < list.size(); ++index) {
-            Field const entry{Field::Kind::bytes, "entry", {list[index].begin(), list[index].end()}};
-            showLine("  [" + std::to_string(index) + ']', entry.type, entry.value.size(),
-                     fieldText(entry, VALUE_BYTES));
+            std::string const value = hex(list[index]) + "  |" + characters(list[index]) + '|';
+            showLine("  [" + std::to_string(index) + ']', "entry", list[index].size(), value);
         }
     }
 

@@ -119,7 +119,7 @@ TEST_F(RealServiceTest, ReadThatIsNeverAnsweredTimesOutTwice) {
     std::vector<eb::com::Promise<d_b047::Read::Output>> open;
     TimeService service([&] { return open.emplace_back().get_future(); });
     EXPECT_EQ(run({"read", "b047", "--timeout", "50"}), 1);
-    EXPECT_THAT(out.str(), HasSubstr("attempt 2: no answer within 50 ms"));
+    EXPECT_THAT(out.str(), HasSubstr("attempt 2, 250 ms later: no answer within 50 ms"));
     EXPECT_EQ(service.reads, 2U);
 }
 

@@ -29,19 +29,21 @@ std::string join(std::vector<std::string> const& texts, std::string const& separ
     return all;
 }
 
-/// What was tried: "attempt 1: no answer within 2000 ms; attempt 2: ...".
-std::string failedAttempts(Exchange const& exchange) {
+/// What was tried: "attempt 1: no answer within 2000 ms; attempt 2, 250 ms later: ...".
+std::string failedAttempts(Exchange const& exchange, Patience const& patience) {
     std::vector<std::string> texts;
     for (auto const& failure : exchange.failures) {
-        texts.push_back("attempt " + std::to_string(texts.size() + 1) + ": " + failure);
+        std::string const later = ", " + std::to_string(patience.retryPause.count()) + " ms later";
+        texts.push_back("attempt " + std::to_string(texts.size() + 1) + (texts.empty() ? "" : later) + ": " +
+                        failure);
     }
     return join(texts, "; ");
 }
 
-std::string whyUnanswered(Report const& report) {
+std::string whyUnanswered(Report const& report, Patience const& patience) {
     Exchange const& exchange = report.exchange;
-    return failedAttempts(exchange) + " (" + exchange.endpoint + ", service " + report.identifier->service +
-           ')';
+    return failedAttempts(exchange, patience) + " (" + exchange.endpoint + ", service " +
+           report.identifier->service + ')';
 }
 
 void judgeAnswer(Report& report, unsigned short method) {
@@ -70,14 +72,14 @@ Report judge(DataIdentifier const& identifier, unsigned short method, Exchange e
     Report report{&identifier, std::move(exchange), Outcome::ok, {}, {}};
     report.outcome = report.exchange.outcome;
     if (report.outcome != Outcome::ok) {
-        report.detail = whyUnanswered(report);
+        report.detail = whyUnanswered(report, patience);
         return report;
     }
     judgeAnswer(report, method);
     if (!report.exchange.failures.empty()) {
         if (!report.detail.empty()) report.detail += "; ";
         report.detail += "answered at attempt " + std::to_string(report.exchange.attempts) + " (" +
-                         failedAttempts(report.exchange) + "; repeated after " +
+                         failedAttempts(report.exchange, patience) + "; repeated after " +
                          std::to_string(patience.retryPause.count()) + " ms)";
     }
     return report;
@@ -114,7 +116,8 @@ std::string fieldText(Field const& field, std::size_t bytesAtMost) {
 
 std::string valueText(std::vector<Field> const& fields) {
     std::vector<std::string> texts;
-    for (auto const& field : fields) texts.push_back(fieldText(field, 6));
+    std::size_t const bytesAtMost = fields.size() == 1 ? 14 : 6;  // a single field has the line for itself
+    for (auto const& field : fields) texts.push_back(fieldText(field, bytesAtMost));
     auto const list = entries(fields);
     if (!list.empty()) {
         texts.pop_back();

@@ -104,10 +104,10 @@ TEST(Report, TimeOutTellsWhatWasTried) {
     exchange.failures = {"no answer within 2000 ms", "no answer within 2000 ms"};
     Report const report = read("54df", exchange);
     EXPECT_EQ(report.outcome, Outcome::timeOut);
-    EXPECT_EQ(
-        report.detail,
-        "attempt 1: no answer within 2000 ms; attempt 2: no answer within 2000 ms (tcp 127.0.0.1:30509, "
-        "service zvg::services::diag::d_54df::DataIdentifier_ParameterList)");
+    EXPECT_EQ(report.detail,
+              "attempt 1: no answer within 2000 ms; attempt 2, 250 ms later: no answer within 2000 ms (tcp "
+              "127.0.0.1:30509, "
+              "service zvg::services::diag::d_54df::DataIdentifier_ParameterList)");
 }
 
 TEST(Report, AnswerAtTheSecondAttemptSaysSo) {

@@ -61,7 +61,7 @@ public:
         if (good) ++m_good;
         std::string const row =
             line(hexNumber(report.identifier->number), std::string(report.identifier->shortName()),
-                 answered ? hex(exchange.payload, RAW_BYTES) : "-",
+                 exchange.payload.empty() ? "-" : hex(exchange.payload, RAW_BYTES),
                  answered ? std::to_string(exchange.payload.size()) + " B" : "-",
                  good ? valueText(report.decoded.fields) : failureText(report),
                  answered ? millisecondsText(exchange.elapsedMs) : "-", name(report.outcome));

@@ -54,6 +54,12 @@ std::string hexPlain(Bytes bytes) {
     return text;
 }
 
+std::string characters(Bytes bytes) {
+    std::string text;
+    for (unsigned char byte : bytes) text += isPrintable(byte) ? static_cast<char>(byte) : '.';
+    return text;
+}
+
 std::string hexDump(Bytes bytes) {
     constexpr std::size_t PER_LINE = 16;
     std::string dump;
@@ -61,9 +67,7 @@ std::string hexDump(Bytes bytes) {
         Bytes const line = bytes.subspan(at, std::min(PER_LINE, bytes.size() - at));
         std::string left = hex(line.first(std::min(line.size(), PER_LINE / 2)));
         if (line.size() > PER_LINE / 2) left += "  " + hex(line.subspan(PER_LINE / 2));
-        std::string characters;
-        for (unsigned char byte : line) characters += isPrintable(byte) ? static_cast<char>(byte) : '.';
-        dump += formatted("%04zX  ", at) + padRight(left, PER_LINE * 3) + "  |" + characters + "|\n";
+        dump += formatted("%04zX  ", at) + padRight(left, PER_LINE * 3) + "  |" + characters(line) + "|\n";
     }
     return dump;
 }

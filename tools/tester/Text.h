@@ -21,6 +21,8 @@ std::string hexByte(unsigned char byte);
 std::string hex(Bytes bytes, std::size_t atMost = SIZE_MAX);
 /// "0000001a", never cut: for programs.
 std::string hexPlain(Bytes bytes);
+/// The bytes as characters, with a dot for each that isn't printable ASCII.
+std::string characters(Bytes bytes);
 /// Offset, sixteen bytes in hex and as characters on each line.
 std::string hexDump(Bytes bytes);
 
