@@ -27,21 +27,19 @@ bool Answers::post(std::function<void()> task) {
     return true;
 }
 
-void Answers::end(std::chrono::milliseconds limit) {
-    if (!m_thread.joinable()) return;
+bool Answers::end(std::chrono::milliseconds limit) {
+    if (!m_thread.joinable()) return true;
     std::unique_lock lock(m_state->mutex);
     m_state->ended = true;
     m_state->changed.notify_all();
     bool const own = m_thread.get_id() == std::this_thread::get_id();
     bool const gone = !own && m_state->changed.wait_for(lock, limit, [this] { return m_state->gone; });
     lock.unlock();
-    if (gone) {
+    if (gone)
         m_thread.join();
-        return;
-    }
-    if (!own)
-        log(ara::log::LogLevel::kError, "an answer's function doesn't return; its thread is left behind");
-    m_thread.detach();
+    else
+        m_thread.detach();
+    return gone || own;
 }
 
 void Answers::work(State& state) {

@@ -23,8 +23,9 @@ public:
     bool post(std::function<void()> task);
 
     /// Runs what was posted and ends the thread. After `limit` a task that still runs is left behind with its
-    /// thread, which touches nothing of the runtime any more. Any thread, one of the tasks too.
-    void end(std::chrono::milliseconds limit);
+    /// thread, which touches nothing of the runtime any more; false tells so. Any thread, one of the tasks
+    /// too.
+    bool end(std::chrono::milliseconds limit);
 
 private:
     struct State {

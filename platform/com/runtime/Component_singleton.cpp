@@ -1,5 +1,6 @@
 #include <ac/com/runtime/Component_singleton.h>
 
+#include <cerrno>
 #include <mutex>
 #include <utility>
 

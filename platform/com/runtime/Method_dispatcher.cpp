@@ -93,7 +93,6 @@ void Method_dispatcher::start() {
 void Method_dispatcher::stop() {
     {
         std::lock_guard lock(m_core->mutex);
-        if (!m_core->running) return;
         m_core->running = false;
     }
     m_core->processor->wait();

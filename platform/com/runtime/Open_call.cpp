@@ -6,18 +6,19 @@
 namespace eb::com::runtime {
 
 void Open_call::finish(Call_result result) {
-    if (m_ended.exchange(true)) return;
     auto const self = shared_from_this();
     {
+        // One step for the others: after endAll every call that ended has its answer on the way.
         std::lock_guard lock(m_registry->m_mutex);
+        if (m_ended) return;
+        m_ended = true;
         m_registry->m_calls.erase(this);
+        m_registry->m_answers->post(
+            [answer = std::exchange(m_answer, nullptr), result = std::move(result)] { answer(result); });
     }
     m_registry->m_loop->post([self] {
         self->timer.reset();
         if (auto const tidy = std::exchange(self->onEnd, nullptr)) tidy();
-    });
-    m_registry->m_answers->post([answer = std::exchange(m_answer, nullptr), result = std::move(result)] {
-        if (answer) answer(result);
     });
 }
 

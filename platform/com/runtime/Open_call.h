@@ -23,6 +23,8 @@ class Call_registry;
 /// Owned by the registry until it ends, and by the user as long as he likes. Any thread, but for `onEnd` and
 /// `timer`.
 class Open_call : public Method_call, public std::enable_shared_from_this<Open_call> {
+    std::shared_ptr<Call_registry> const m_registry;  // first: the timer needs its loop to the end
+
 public:
     Open_call(std::shared_ptr<Call_registry> registry, void const* port, Client_port::Answer answer)
         : m_registry(std::move(registry)), m_port(port), m_answer(std::move(answer)) {}
@@ -37,10 +39,9 @@ public:
 
 private:
     friend class Call_registry;
-    std::shared_ptr<Call_registry> const m_registry;
     void const* const m_port;
-    Client_port::Answer m_answer;  // taken by whoever sets m_ended
-    std::atomic<bool> m_ended{false};
+    Client_port::Answer m_answer;      // guarded by the registry's mutex
+    std::atomic<bool> m_ended{false};  // set under the registry's mutex
     Counted m_counted{counters().calls};
 };
 

@@ -19,12 +19,17 @@ constexpr std::size_t POOL_THREADS = 4;
 /// a pool thread that a Java VM holds back at its exit.
 constexpr std::chrono::milliseconds END_LIMIT{2000};
 
-/// Ends the pools, and leaves behind those whose tasks don't return in time.
+void endWithin(Answers& thread, char const* what) {
+    if (!thread.end(END_LIMIT))
+        log(ara::log::LogLevel::kError, std::string(what) + " doesn't return and is left behind");
+}
+
+/// Ends the pools by a thread of their own, which waits for their tasks longer than the caller may.
 void endPools(std::map<unsigned int, std::unique_ptr<ac::com::static_thread_pool>> pools) {
     if (pools.empty()) return;
     Answers ender;
-    ender.post([&pools, owned = std::make_shared<decltype(pools)>(std::move(pools))] { owned->clear(); });
-    ender.end(END_LIMIT);
+    ender.post([owned = std::make_shared<decltype(pools)>(std::move(pools))] { owned->clear(); });
+    endWithin(ender, "a task of a thread pool");
 }
 
 }  // namespace
@@ -93,7 +98,7 @@ void Process_runtime::end() {
         m_endpoints.clear();
         for (auto const& [endpoint, link] : std::exchange(m_links, {})) link->close();
     });
-    m_answers->end(END_LIMIT);
+    endWithin(*m_answers, "the function for an answer");
     endPools(std::move(pools));
 }
 
@@ -115,12 +120,17 @@ ac::com::static_thread_pool& Process_runtime::pool(unsigned int poolClass) {
 void Process_runtime::offer(std::shared_ptr<Provided_service> const& service) {
     Service_deployment const& deployment = service->deployment();
     auto const task = [&] {
+        Name const name{deployment.interface, deployment.instance};
+        if (auto const offer = m_offers.find(name); offer != m_offers.end()) {
+            if (offer->second == service) return;
+            throw ac::com::Invalid_argument_exception(deployment.interface.value + " is offered already");
+        }
         auto& endpoint = m_endpoints[deployment.endpoint];
         if (!endpoint)
             endpoint = std::make_unique<someip::Server_endpoint>(m_loop, *m_clock, *m_network,
                                                                  m_deployment.limits, deployment.endpoint);
         endpoint->offer(service);
-        m_offers[{deployment.interface, deployment.instance}] = service;
+        m_offers.emplace(name, service);
         m_directory->offered(deployment);
     };
     try {

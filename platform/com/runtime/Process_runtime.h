@@ -32,6 +32,8 @@ class Process_runtime : public std::enable_shared_from_this<Process_runtime> {
 public:
     explicit Process_runtime(Deployment deployment);
     ~Process_runtime();
+    Process_runtime(Process_runtime const&) = delete;
+    Process_runtime& operator=(Process_runtime const&) = delete;
 
     /// Ends all calls, sockets and threads, in the limits that stand in the .cpp file. Idempotent. Any thread
     /// but the io thread.

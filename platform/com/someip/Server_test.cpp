@@ -1,0 +1,495 @@
+// A server on real sockets, and peers that send what no runtime would.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <chrono>
+#include <deque>
+
+#include "platform/com/runtime/Counters.h"
+#include "platform/com/testing/Await.h"
+#include "platform/com/testing/Echo_service.h"
+#include "platform/com/testing/Raw_socket.h"
+
+namespace eb::com::runtime::someip {
+namespace {
+
+using namespace testing;
+
+class Server_test : public ::testing::Test {
+protected:
+    explicit Server_test(std::string const& limits = "{}")
+        : m_runtime(makeRuntime(manifest(m_address, limits))) {}
+    ~Server_test() override {
+        EXPECT_TRUE(eventually([] { return counters().sessions == 0; })) << "a call is kept for ever";
+    }
+
+    Endpoint tcp() const { return {Transport::tcp, m_address}; }
+    Endpoint udp() const { return {Transport::udp, m_address}; }
+
+    /// Whether the next good call there is answered with its own bytes.
+    static void expectEcho(Raw_socket& peer, std::uint16_t service) {
+        static std::uint16_t session = 0x4000;
+        Bytes const payload = {0x12, 0x34, static_cast<std::uint8_t>(++session & 0xFFU)};
+        peer.send(frame(request(service, wire(ECHO), session), payload));
+        auto const answer = peer.read();
+        ASSERT_TRUE(answer);
+        EXPECT_EQ(answer->header, answerTo(request(service, wire(ECHO), session), E_OK));
+        EXPECT_EQ(answer->payload.bytes(), payload);
+    }
+
+    Address const m_address = freeAddress();
+    std::unique_ptr<ac::com::runtime::Component_singleton> m_runtime;
+    Echo_service m_tcpService{"test::Tcp"};
+    Echo_service m_udpService{"test::Udp"};
+};
+
+TEST_F(Server_test, ReplyCarriesTheServicesBytes) {
+    Raw_socket peer(tcp());
+    expectEcho(peer, TCP_SERVICE);
+}
+
+TEST_F(Server_test, DatagramIsAnsweredToItsSender) {
+    Raw_socket first(udp());
+    Raw_socket second(udp());
+    expectEcho(first, UDP_SERVICE);
+    expectEcho(second, UDP_SERVICE);
+    EXPECT_TRUE(first.isSilent());
+}
+
+TEST_F(Server_test, ErrorOfTheServiceIsAnErrorMessageWithItsPayload) {
+    Raw_socket peer(tcp());
+    peer.send(frame(request(TCP_SERVICE, wire(FAIL), 7)));
+    auto const answer = peer.read();
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(answer->header.type, 0x81);
+    EXPECT_EQ(answer->header.code, 2);
+    EXPECT_EQ(answer->header.session, 7);
+    EXPECT_EQ(answer->payload.bytes(), Bytes{0x26});
+}
+
+TEST_F(Server_test, HandlerThatThrowsGivesNoReplyAndHarmsNobody) {
+    Raw_socket peer(tcp());
+    peer.send(frame(request(TCP_SERVICE, wire(THROW))));
+    expectEcho(peer, TCP_SERVICE);
+}
+
+TEST_F(Server_test, CallThatIsNeverAnsweredIsForgotten) {
+    Raw_socket peer(tcp());
+    for (std::uint16_t session = 1; session <= 1000; ++session)
+        peer.send(frame(request(TCP_SERVICE, wire(NEVER), session)));
+    expectEcho(peer, TCP_SERVICE);
+    EXPECT_TRUE(eventually([] { return counters().sessions == 0; }));
+}
+
+TEST_F(Server_test, OnlyTheFirstReplyLeaves) {
+    Raw_socket peer(tcp());
+    peer.send(frame(request(TCP_SERVICE, wire(HOLD))));
+    ASSERT_TRUE(eventually([this] { return m_tcpService.held() == 1; }));
+    auto const reply = m_tcpService.takeHeld().front();
+
+    reply(0, {});
+    reply(1, {});
+
+    EXPECT_EQ(peer.read()->header.code, 0);
+    EXPECT_TRUE(peer.isSilent());
+}
+
+TEST_F(Server_test, CallThatWantsNoAnswerGetsNone) {
+    Header header = request(TCP_SERVICE, wire(ECHO));
+    header.type = static_cast<std::uint8_t>(Message_type::requestNoReturn);
+    Raw_socket peer(tcp());
+    peer.send(frame(header));
+    EXPECT_TRUE(peer.isSilent());
+    expectEcho(peer, TCP_SERVICE);
+}
+
+TEST_F(Server_test, RepliesOfLaterCallsMayComeFirst) {
+    Raw_socket peer(tcp());
+    peer.send(frame(request(TCP_SERVICE, wire(HOLD), 1)));
+    expectEcho(peer, TCP_SERVICE);
+    m_tcpService.takeHeld().front()(0, {});
+    EXPECT_EQ(peer.read()->header.session, 1);
+}
+
+/// A frame that is wrong in one way, what it is answered with, and whether the connection lives on.
+struct Hostile {
+    char const* name;
+    Bytes bytes;
+    std::optional<std::uint8_t> code;  // nothing: no answer
+    bool survives = true;              // on a stream
+};
+
+Bytes with(Header header, std::size_t position, std::uint8_t value) {
+    Bytes bytes = frame(header, {1, 2, 3});
+    bytes[position] = value;
+    return bytes;
+}
+
+Bytes withLength(std::uint16_t service, std::uint32_t length) {
+    Bytes bytes = frame(request(service, wire(ECHO)));
+    for (std::size_t index = 0; index < 4; ++index)
+        bytes[4 + index] = static_cast<std::uint8_t>(length >> (24 - 8 * index));
+    return bytes;
+}
+
+/// Rows that hold for both transports.
+std::vector<Hostile> hostileFrames(std::uint16_t service) {
+    Header const good = request(service, wire(ECHO));
+    std::vector<Hostile> rows = {
+        {"UnknownService", frame(request(0x4711, 1)), E_UNKNOWN_SERVICE},
+        {"ServiceOfTheOtherTransport", frame(request(service ^ 3U, wire(ECHO))), E_UNKNOWN_SERVICE},
+        {"ServiceZero", frame(request(0, 0)), E_UNKNOWN_SERVICE},
+        {"DiscoveryMessage", frame(request(0xFFFF, 0x8100)), E_UNKNOWN_SERVICE},
+        {"UnknownMethod", frame(request(service, 0x99)), E_UNKNOWN_METHOD},
+        {"MethodZero", frame(request(service, 0)), E_UNKNOWN_METHOD},
+        {"EventInsteadOfAMethod", frame(request(service, 0x8001)), E_UNKNOWN_METHOD},
+        {"MethodWithoutAHandler", frame(request(service, wire(UNHANDLED))), E_UNKNOWN_METHOD},
+        {"ProtocolVersion0", with(good, 12, 0), E_WRONG_PROTOCOL_VERSION},
+        {"ProtocolVersion2", with(good, 12, 2), E_WRONG_PROTOCOL_VERSION},
+        {"ProtocolVersion255", with(good, 12, 255), E_WRONG_PROTOCOL_VERSION},
+        {"InterfaceVersion0", with(good, 13, 0), E_WRONG_INTERFACE_VERSION},
+        {"InterfaceVersion1", with(good, 13, 1), E_WRONG_INTERFACE_VERSION},
+        {"InterfaceVersion3", with(good, 13, 3), E_WRONG_INTERFACE_VERSION},
+        {"InterfaceVersion255", with(good, 13, 255), E_WRONG_INTERFACE_VERSION},
+        {"SegmentedRequest", with(good, 14, 0x20), E_WRONG_MESSAGE_TYPE},
+        {"UndefinedType3", with(good, 14, 0x03), E_WRONG_MESSAGE_TYPE},
+        {"UndefinedType40", with(good, 14, 0x40), E_WRONG_MESSAGE_TYPE},
+        {"UndefinedType7F", with(good, 14, 0x7F), E_WRONG_MESSAGE_TYPE},
+        {"Notification", with(good, 14, 0x02), {}},
+        {"Response", with(good, 14, 0x80), {}},
+        {"Error", with(good, 14, 0x81), {}},
+        {"SegmentedResponse", with(good, 14, 0xA0), {}},
+        {"SegmentedError", with(good, 14, 0xA1), {}},
+        {"NoReturnToAnUnknownMethod", with(request(service, 0x99), 14, 0x01), {}},
+        {"ResponseOfAnUnknownService", with(request(0x4711, 1), 14, 0x80), {}},
+        {"MagicCookieOfAClient", frame({0xFFFF, 0x0000, 0xDEAD, 0xBEEF, 1, 1, 1, 0}), {}},
+        {"MagicCookieOfAServer", frame({0xFFFF, 0x8000, 0xDEAD, 0xBEEF, 1, 1, 2, 0}), {}},
+        {"LengthOneAboveTheBound", withLength(service, 8 + (1U << 20U) + 1), E_MALFORMED_MESSAGE, false},
+        {"LengthOf31Bits", withLength(service, 0x7FFFFFFFU), E_MALFORMED_MESSAGE, false},
+        {"LengthWithTheHighestBit", withLength(service, 0x80000000U), E_MALFORMED_MESSAGE, false},
+        {"LengthMaximumLess8", withLength(service, 0xFFFFFFF7U), E_MALFORMED_MESSAGE, false},
+        {"LengthMaximum", withLength(service, 0xFFFFFFFFU), E_MALFORMED_MESSAGE, false},
+    };
+    static std::deque<std::string> names;
+    for (std::uint32_t length = 0; length < 8; ++length) {
+        names.push_back("Length" + std::to_string(length));
+        rows.push_back({names.back().c_str(), withLength(service, length), {}, false});
+    }
+    names.push_back("Garbage");
+    Bytes garbage(64);
+    std::uint32_t state = 12345;
+    for (std::uint8_t& byte : garbage)
+        byte = static_cast<std::uint8_t>((state = state * 1103515245U + 12345U) >> 16U);
+    garbage[4] = 0xFF;  // no sender of garbage has a length in bounds for long
+    garbage[14] = 0xFF;
+    rows.push_back({names.back().c_str(), garbage, {}, false});
+    return rows;
+}
+
+class Server_hostile_test : public Server_test, public ::testing::WithParamInterface<std::size_t> {};
+
+class Server_hostile_tcp_test : public Server_hostile_test {};
+
+TEST_P(Server_hostile_tcp_test, IsAnsweredByTheTableAndHarmsNobody) {
+    Hostile const row = hostileFrames(TCP_SERVICE).at(GetParam());
+    SCOPED_TRACE(row.name);
+    Raw_socket other(tcp());
+    Raw_socket peer(tcp());
+
+    peer.send(row.bytes);
+
+    if (row.code) {
+        auto const answer = peer.read();
+        ASSERT_TRUE(answer);
+        EXPECT_EQ(answer->header.code, *row.code);
+        EXPECT_EQ(answer->header.type, 0x81);
+        EXPECT_EQ(answer->header.client, 0x0101);
+        EXPECT_EQ(answer->header.session, 1);
+        EXPECT_EQ(answer->header.protocolVersion, 1);
+        EXPECT_TRUE(answer->payload.bytes().empty());
+    }
+    if (row.survives)
+        expectEcho(peer, TCP_SERVICE);
+    else
+        EXPECT_TRUE(peer.isClosedByPeer());
+    expectEcho(other, TCP_SERVICE);
+    Raw_socket next(tcp());
+    expectEcho(next, TCP_SERVICE);
+}
+
+class Server_hostile_udp_test : public Server_hostile_test {};
+
+TEST_P(Server_hostile_udp_test, IsAnsweredByTheTableAndHarmsNobody) {
+    Hostile const row = hostileFrames(UDP_SERVICE).at(GetParam());
+    SCOPED_TRACE(row.name);
+    Raw_socket peer(udp());
+
+    peer.send(row.bytes);
+
+    if (row.code) {
+        auto const answer = peer.read();
+        ASSERT_TRUE(answer);
+        EXPECT_EQ(answer->header.code, *row.code);
+        EXPECT_EQ(answer->header.type, 0x81);
+    }
+    expectEcho(peer, UDP_SERVICE);
+    Raw_socket next(udp());
+    expectEcho(next, UDP_SERVICE);
+}
+
+std::string rowName(::testing::TestParamInfo<std::size_t> const& info) {
+    return hostileFrames(TCP_SERVICE).at(info.param).name;
+}
+std::size_t const ROWS = hostileFrames(TCP_SERVICE).size();
+INSTANTIATE_TEST_SUITE_P(Frames, Server_hostile_tcp_test, ::testing::Range(std::size_t{0}, ROWS), rowName);
+INSTANTIATE_TEST_SUITE_P(Frames, Server_hostile_udp_test, ::testing::Range(std::size_t{0}, ROWS), rowName);
+
+TEST_F(Server_test, TruncatedDatagramsAreDropped) {
+    Bytes const whole = frame(request(UDP_SERVICE, wire(ECHO)), {1, 2, 3});
+    Raw_socket peer(udp());
+    for (std::size_t size = 0; size < whole.size(); ++size)
+        peer.send(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)));
+    expectEcho(peer, UDP_SERVICE);
+}
+
+TEST_F(Server_test, SeveralMessagesOfOneDatagramAreAllAnswered) {
+    Bytes merged;
+    for (std::uint16_t session = 1; session <= 3; ++session) {
+        Bytes const one = frame(request(UDP_SERVICE, wire(ECHO), session), {7});
+        merged.insert(merged.end(), one.begin(), one.end());
+    }
+    Raw_socket peer(udp());
+    peer.send(merged);
+    for (std::uint16_t session = 1; session <= 3; ++session) EXPECT_EQ(peer.read()->header.session, session);
+}
+
+TEST_F(Server_test, MessageTornAfterEveryByteIsAnswered) {
+    Bytes const whole = frame(request(TCP_SERVICE, wire(ECHO)), {1, 2, 3});
+    for (std::size_t at = 1; at < whole.size(); ++at) {
+        Raw_socket peer(tcp());
+        peer.send(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(at)));
+        Raw_socket other(tcp());
+        expectEcho(other, TCP_SERVICE);  // by then the first piece has been read alone
+        peer.send(Bytes(whole.begin() + static_cast<std::ptrdiff_t>(at), whole.end()));
+        auto const answer = peer.read();
+        ASSERT_TRUE(answer) << at;
+        EXPECT_EQ(answer->payload.bytes(), (Bytes{1, 2, 3}));
+    }
+}
+
+TEST_F(Server_test, MergedMessagesAreAllAnswered) {
+    Bytes merged;
+    for (std::uint16_t session = 1; session <= 200; ++session) {
+        Bytes const one = frame(request(TCP_SERVICE, wire(ECHO), session), {1});
+        merged.insert(merged.end(), one.begin(), one.end());
+    }
+    Raw_socket peer(tcp());
+    peer.send(merged);
+    for (std::uint16_t session = 1; session <= 200; ++session)
+        EXPECT_EQ(peer.read()->header.session, session);
+}
+
+TEST_F(Server_test, ConnectionThatBreaksInAMessageHarmsNobody) {
+    Bytes const whole = frame(request(TCP_SERVICE, wire(ECHO)), {1, 2, 3});
+    for (std::size_t at = 0; at < whole.size(); ++at) {
+        Raw_socket peer(tcp());
+        peer.send(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(at)));
+    }
+    Raw_socket next(tcp());
+    expectEcho(next, TCP_SERVICE);
+    EXPECT_TRUE(eventually([] { return counters().connections <= 2; }));  // next, and the UDP socket
+}
+
+TEST_F(Server_test, PeerThatHasEndedSendingStillGetsItsAnswers) {
+    Raw_socket peer(tcp());
+    peer.send(frame(request(TCP_SERVICE, wire(HOLD))));
+    peer.endSending();
+    ASSERT_TRUE(eventually([this] { return m_tcpService.held() == 1; }));
+    m_tcpService.takeHeld().front()(0, {});
+    EXPECT_TRUE(peer.read());
+    EXPECT_TRUE(peer.isClosedByPeer());
+}
+
+TEST_F(Server_test, HalfOpenConnectionsHarmNobody) {
+    std::deque<Raw_socket> silent;
+    for (int count = 0; count < 50; ++count) {
+        silent.emplace_back(tcp());
+        silent.back().endSending();
+    }
+    Raw_socket peer(tcp());
+    expectEcho(peer, TCP_SERVICE);
+    for (Raw_socket const& half : silent) EXPECT_TRUE(half.isClosedByPeer());
+    EXPECT_TRUE(eventually([] { return counters().connections == 2; }));
+}
+
+TEST_F(Server_test, TwoHundredConnectionsAreServed) {
+    std::deque<Raw_socket> peers;
+    for (int count = 0; count < 200; ++count) peers.emplace_back(tcp());
+    for (int round = 0; round < 3; ++round)
+        for (Raw_socket& peer : peers) expectEcho(peer, TCP_SERVICE);
+    EXPECT_EQ(counters().connections, 201);
+    peers.clear();
+    EXPECT_TRUE(eventually([] { return counters().connections == 1; }));
+}
+
+TEST_F(Server_test, ReplyTooLongForADatagramIsAnError) {
+    Raw_socket peer(udp());
+    peer.send(frame(request(UDP_SERVICE, wire(BIG)), {0x00, 0x01, 0x00, 0x00}));
+    auto const answer = peer.read();
+    ASSERT_TRUE(answer);
+    EXPECT_EQ(answer->header.code, E_NOT_OK);
+    expectEcho(peer, UDP_SERVICE);
+}
+
+TEST_F(Server_test, ReplyLongerThanTheBoundIsAnError) {
+    Raw_socket peer(tcp());
+    peer.send(frame(request(TCP_SERVICE, wire(BIG)), {0x00, 0x10, 0x00, 0x01}));
+    EXPECT_EQ(peer.read()->header.code, E_NOT_OK);
+    peer.send(frame(request(TCP_SERVICE, wire(BIG)), {0x00, 0x10, 0x00, 0x00}));
+    EXPECT_EQ(peer.read()->payload.bytes().size(), 1U << 20U);
+}
+
+TEST_F(Server_test, PeerThatNeverReadsLosesItsConnectionAndNobodyWaits) {
+    auto const dropped = counters().dropped.load();
+    Raw_socket peer(tcp());
+    Raw_socket other(tcp());
+
+    for (int count = 0; count < 64 && counters().dropped == dropped; ++count)
+        peer.send(frame(request(TCP_SERVICE, wire(BIG)), {0x00, 0x10, 0x00, 0x00}));
+
+    EXPECT_TRUE(eventually([&] { return counters().dropped > dropped; }));
+    expectEcho(other, TCP_SERVICE);
+    EXPECT_TRUE(eventually([] { return counters().connections == 2; }));
+}
+
+class Server_limits_test : public Server_test {
+protected:
+    Server_limits_test()
+        : Server_test(R"({"outstanding_calls": 4, "connections": 3, "message_bytes": 1024})") {}
+};
+
+TEST_F(Server_limits_test, SocketIsNotReadAboveTheLimitOfOutstandingCalls) {
+    Raw_socket peer(tcp());
+    for (std::uint16_t session = 1; session <= 10; ++session)
+        peer.send(frame(request(TCP_SERVICE, wire(HOLD), session)));
+    ASSERT_TRUE(eventually([this] { return m_tcpService.held() == 4; }));
+    Raw_socket other(tcp());
+    expectEcho(other, TCP_SERVICE);  // another connection has a limit of its own
+    EXPECT_EQ(m_tcpService.held(), 4U);
+
+    std::size_t answered = 0;
+    while (answered < 10) {
+        ASSERT_TRUE(eventually([this] { return m_tcpService.held() != 0; }));
+        for (auto const& reply : m_tcpService.takeHeld()) {
+            reply(0, {});
+            ++answered;
+        }
+    }
+    for (std::uint16_t session = 1; session <= 10; ++session) EXPECT_EQ(peer.read()->header.session, session);
+}
+
+TEST_F(Server_limits_test, BytesOfOutstandingCallsAreLimitedToo) {
+    Raw_socket peer(tcp());
+    for (std::uint16_t session = 1; session <= 4; ++session)
+        peer.send(frame(request(TCP_SERVICE, wire(HOLD), session), Bytes(1024)));
+    ASSERT_TRUE(eventually([this] { return m_tcpService.held() == 3; }));
+    Raw_socket other(tcp());
+    expectEcho(other, TCP_SERVICE);
+    EXPECT_EQ(m_tcpService.held(), 3U);
+    m_tcpService.takeHeld().clear();
+    EXPECT_TRUE(eventually([this] { return m_tcpService.held() == 1; }));
+    m_tcpService.takeHeld();
+}
+
+TEST_F(Server_limits_test, DatagramsAboveTheLimitWaitOrAreLost) {
+    Raw_socket peer(udp());
+    for (std::uint16_t session = 1; session <= 10; ++session)
+        peer.send(frame(request(UDP_SERVICE, wire(HOLD), session)));
+    ASSERT_TRUE(eventually([this] { return m_udpService.held() == 4; }));
+    while (m_udpService.held() != 0) {
+        for (auto const& reply : m_udpService.takeHeld()) reply(0, {});
+        eventually([this] { return m_udpService.held() != 0 || counters().sessions == 0; });
+    }
+    while (!peer.isSilent()) EXPECT_TRUE(peer.read());
+    expectEcho(peer, UDP_SERVICE);
+}
+
+TEST_F(Server_limits_test, ConnectionsAboveTheLimitAreClosed) {
+    std::deque<Raw_socket> peers;
+    for (int count = 0; count < 3; ++count) {
+        peers.emplace_back(tcp());
+        expectEcho(peers.back(), TCP_SERVICE);
+    }
+    Raw_socket rejected(tcp());
+    EXPECT_TRUE(rejected.isClosedByPeer());
+    for (Raw_socket& peer : peers) expectEcho(peer, TCP_SERVICE);
+    peers.pop_back();
+    ASSERT_TRUE(eventually([] { return counters().connections == 3; }));
+    Raw_socket next(tcp());
+    expectEcho(next, TCP_SERVICE);
+}
+
+TEST_F(Server_test, ServiceThatWasWithdrawnIsUnknownAndItsPortCloses) {
+    Raw_socket peer(tcp());
+    expectEcho(peer, TCP_SERVICE);
+
+    m_tcpService.port.stop_offer();
+
+    EXPECT_TRUE(peer.isClosedByPeer());
+    EXPECT_THROW(Raw_socket next(tcp()), std::system_error);
+    m_tcpService.port.start_offer();
+    Raw_socket next(tcp());
+    expectEcho(next, TCP_SERVICE);
+}
+
+TEST_F(Server_test, CallTakenBeforeTheOfferEndedIsStillAnswered) {
+    Raw_socket peer(tcp());
+    peer.send(frame(request(TCP_SERVICE, wire(HOLD))));
+    ASSERT_TRUE(eventually([this] { return m_tcpService.held() == 1; }));
+
+    m_tcpService.port.stop_offer();
+    peer.send(frame(request(TCP_SERVICE, wire(ECHO), 2)));
+    EXPECT_EQ(peer.read()->header.code, E_UNKNOWN_SERVICE);
+    m_tcpService.takeHeld().front()(0, {});
+
+    EXPECT_EQ(peer.read()->header.code, E_OK);
+    EXPECT_TRUE(peer.isClosedByPeer());
+}
+
+TEST_F(Server_test, ConnectionThatStayedForACallServesTheNextOffer) {
+    Raw_socket peer(tcp());
+    peer.send(frame(request(TCP_SERVICE, wire(HOLD))));
+    ASSERT_TRUE(eventually([this] { return m_tcpService.held() == 1; }));
+
+    m_tcpService.port.stop_offer();
+    m_tcpService.port.start_offer();
+    m_tcpService.takeHeld().front()(0, {});
+
+    EXPECT_EQ(peer.read()->header.code, E_OK);
+    expectEcho(peer, TCP_SERVICE);
+}
+
+TEST_F(Server_test, CallsToAStoppedDispatcherAreNotReady) {
+    m_tcpService.dispatcher.stop();
+    Raw_socket peer(tcp());
+    peer.send(frame(request(TCP_SERVICE, wire(ECHO))));
+    EXPECT_EQ(peer.read()->header.code, E_NOT_READY);
+    m_tcpService.dispatcher.start();
+    expectEcho(peer, TCP_SERVICE);
+}
+
+TEST_F(Server_test, ReplyAfterTheRuntimeHasGoneIsHarmless) {
+    auto runtime = makeRuntime(manifest(m_address));  // one more owner, so that the others may go first
+    Raw_socket peer(tcp());
+    peer.send(frame(request(TCP_SERVICE, wire(HOLD))));
+    ASSERT_TRUE(eventually([this] { return m_tcpService.held() == 1; }));
+    auto replies = m_tcpService.takeHeld();
+    m_runtime.reset();
+    runtime.reset();
+    replies.front()(0, {});
+    replies.clear();
+    EXPECT_TRUE(peer.isClosedByPeer());
+}
+
+}  // namespace
+}  // namespace eb::com::runtime::someip
