@@ -13,8 +13,9 @@ mkdir -p "$reports"
 export ARA_COM_ADDRESS ARA_LOG_TARGET="file:$reports/ara.log"
 
 # A fixed set of JVM threads and a heap that is there from the start: what then grows is a leak of the library.
-exec env ${JVM_PRELOAD:+LD_PRELOAD="$JVM_PRELOAD"} "$java" -Xcheck:jni -XX:+UseSerialGC -XX:-UseDynamicNumberOfCompilerThreads \
-    -Xms64m -Xmx64m -XX:+AlwaysPreTouch -Djava.library.path="$libraries" -jar "$console" \
+exec env ${JVM_PRELOAD:+LD_PRELOAD="$JVM_PRELOAD"} "$java" -Xcheck:jni \
+    -XX:+UseSerialGC -XX:-UseDynamicNumberOfCompilerThreads -Xms64m -Xmx64m -XX:+AlwaysPreTouch \
+    -Djava.library.path="$libraries" -Dcodec.vectors="$(dirname "$0")/../../codec/vectors" -jar "$console" \
     -cp "$app:$tests" --scan-classpath "$tests" --disable-banner --disable-ansi-colors --details=tree \
     --config junit.jupiter.execution.timeout.default=90s \
     --config junit.jupiter.execution.timeout.thread.mode.default=separate_thread \

@@ -58,7 +58,8 @@ record Options(boolean help, boolean printValues, Path values, int logLevel, Set
                 case "--values" -> values = Path.of(valueOf(option, argument));
                 case "--log-level" -> logLevel = number(option, valueOf(option, argument), Integer.MAX_VALUE);
                 case "--silent" -> silent.add(identifier(option, valueOf(option, argument)));
-                case "--delay" -> delay = Duration.ofMillis(number(option, valueOf(option, argument), LONGEST_DELAY_MS));
+                case "--delay" -> delay = Duration.ofMillis(
+                        number(option, valueOf(option, argument), LONGEST_DELAY_MS));
                 default -> throw new IllegalArgumentException("unknown option '" + option + "'; --help lists them");
             }
         }

@@ -59,7 +59,10 @@ final class Responder implements IValMessageCallback, AutoCloseable {
         }
     }
 
-    /** Ends the thread; a message that is still waiting gets no answer. Returns when the thread is gone, or this one is interrupted. */
+    /**
+     * Ends the thread; a message that is still waiting gets no answer. Returns when that thread is gone, or the
+     * calling one is interrupted.
+     */
     @Override
     public void close() {
         m_closed = true;

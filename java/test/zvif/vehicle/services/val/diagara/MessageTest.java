@@ -179,18 +179,19 @@ class MessageTest {
 
     @Test
     void listenerThatThrowsLeavesNoExceptionBehind() throws Exception {
-        m_listener.m_toThrow = new IllegalStateException("thrown by the test: its trace on the error output is expected");
+        m_listener.m_toThrow = new IllegalStateException("thrown by the test: its trace is expected");
 
         startRead();
 
-        assertArrayEquals(new byte[0], value(m_tester.reply(5000)), "a read that Java did not take gives an empty value");
+        assertArrayEquals(new byte[0], value(m_tester.reply(5000)),
+                "a read that Java did not take gives an empty value");
         m_listener.m_toThrow = null;
         assertNextReadIsAnswered();
     }
 
     @Test
     void listenerThatGoesOnThrowingStopsNothing() throws Exception {
-        m_listener.m_toThrow = new IllegalStateException("thrown by the test: its trace on the error output is expected");
+        m_listener.m_toThrow = new IllegalStateException("thrown by the test: its trace is expected");
         for (var repetition = 0; repetition < 20; ++repetition) {
             m_tester.request(PARAMETER_LIST);
             m_inbox.next();

@@ -28,7 +28,8 @@ class OptionsTest {
         assertEquals(new Options(false, false, Path.of("a.txt"), 0,
                 Set.of(DataIdentifier.PARAMETER_LIST, DataIdentifier.AUTHENTIC_TIME_LAST_CLIENT_PACKAGE),
                 Duration.ofMillis(250)),
-                parse("--silent", "0xB047", "--log-level", "0", "--values", "a.txt", "--silent", "54df", "--delay", "250"));
+                parse("--silent", "0xB047", "--log-level", "0", "--values", "a.txt", "--silent", "54df",
+                        "--delay", "250"));
         assertTrue(parse("--help").help());
         assertTrue(parse("-h").help());
         assertTrue(parse("--print-values").printValues());

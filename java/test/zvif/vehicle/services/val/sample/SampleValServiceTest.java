@@ -100,7 +100,8 @@ class SampleValServiceTest {
 
             tester.read(PARAMETER_LIST);
 
-            assertEquals("VAL service: 0x54DE is to stay silent; no answer\nVAL service: 0xB047 has no value; no answer\n",
+            assertEquals("VAL service: 0x54DE is to stay silent; no answer\n"
+                    + "VAL service: 0xB047 has no value; no answer\n",
                     service.errors());
         }
     }
@@ -155,7 +156,8 @@ class SampleValServiceTest {
         var log = new ArrayList<String>();
         var printed = Values.open(m_file, log::add);
         for (var identifier : DataIdentifier.values()) {
-            assertArrayEquals(Values.open(null, log::add).of(identifier).orElseThrow(), printed.of(identifier).orElseThrow());
+            assertArrayEquals(Values.open(null, log::add).of(identifier).orElseThrow(),
+                    printed.of(identifier).orElseThrow());
         }
     }
 }

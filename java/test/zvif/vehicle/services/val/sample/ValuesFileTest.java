@@ -86,16 +86,19 @@ class ValuesFileTest {
                 arguments("count 1\ncount 1", "3: a second count in 0x54DF"),
                 arguments("count 1 = 5", "2: count takes no value: it is the number of entry lines that follow."
                         + " To send a false one, write number 1 = 5"),
-                arguments("\ncount 1\n" + "entry 1 = 07\n".repeat(256), "3: 256 entries do not fit into a count of 1 byte"),
+                arguments("\ncount 1\n" + "entry 1 = 07\n".repeat(256),
+                        "3: 256 entries do not fit into a count of 1 byte"),
                 arguments("entry 2 = 01\nentry 3 = 01", "3: an entry of 3 bytes among entries of 2"),
                 arguments("entry = 01", "2: entry needs a size in bytes, as in 'entry 2'"),
                 arguments("field 4083 =\nbytes = 01", "3: 0x54DF has become longer than 4083 bytes"),
                 arguments("= 01", "2: '= 01' is not understood; a line is a word, a size, '=' and a value"),
-                arguments("field 1 2 = 01", "2: 'field 1 2 = 01' is not understood; a line is a word, a size, '=' and a value"),
+                arguments("field 1 2 = 01",
+                        "2: 'field 1 2 = 01' is not understood; a line is a word, a size, '=' and a value"),
                 arguments("[0x54DF]", "2: a second block for 0x54DF"),
                 arguments("[0x54DF", "2: '[0x54DF' is no block; one looks like [0xB047]"),
                 arguments("[]", "2: '[]' is no block; one looks like [0xB047]"),
-                arguments("[0x0000]", "2: '0x0000' is no data identifier; known are 0x017D, 0x0234, 0x0235, 0x117C, 0x117D,"
+                arguments("[0x0000]",
+                        "2: '0x0000' is no data identifier; known are 0x017D, 0x0234, 0x0235, 0x117C, 0x117D,"
                         + " 0x117E, 0x15FD, 0x15FE, 0x488B, 0x488C, 0x54DC, 0x54DE, 0x54DF, 0xB047"));
     }
 

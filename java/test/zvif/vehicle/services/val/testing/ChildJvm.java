@@ -20,7 +20,8 @@ public final class ChildJvm implements AutoCloseable {
         m_errors = Files.createTempFile("child-jvm", ".err");
         var java = ProcessHandle.current().info().command().orElse("java");
         var command = new ArrayList<>(List.of(java, "-Xcheck:jni",
-                "-Djava.library.path=" + System.getProperty("java.library.path"), "-cp", classPath(), program.getName()));
+                "-Djava.library.path=" + System.getProperty("java.library.path"), "-cp", classPath(),
+                program.getName()));
         command.addAll(List.of(arguments));
         var builder = new ProcessBuilder(command).redirectError(m_errors.toFile());
         builder.environment().put(Addresses.VARIABLE, Addresses.CHILD);
