@@ -9,7 +9,9 @@ find_package(Python3 REQUIRED COMPONENTS Interpreter)
 find_path(ASIO_INCLUDE_DIR asio.hpp REQUIRED)
 add_library(asio INTERFACE)
 target_include_directories(asio SYSTEM INTERFACE "${ASIO_INCLUDE_DIR}")
-target_compile_definitions(asio INTERFACE ASIO_STANDALONE ASIO_NO_DEPRECATED)
+# Left to itself, this Asio allocates with malloc in one unit and with new in another, by what was included before it,
+# and frees across them.
+target_compile_definitions(asio INTERFACE ASIO_STANDALONE ASIO_NO_DEPRECATED ASIO_DISABLE_STD_ALIGNED_ALLOC)
 target_link_libraries(asio INTERFACE Threads::Threads)
 
 # FindJNI guesses wrong where two JDKs stand side by side: the JDK is the one that javac belongs to.
