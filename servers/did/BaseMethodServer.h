@@ -25,15 +25,11 @@ namespace zvg::val::diag_ara::services {
 /// that delivers Java's messages, any of them beside each other. Destruction withdraws the offer and waits
 /// for running Reads and Cancels; a pending Read is not answered.
 ///
-///                 Read sent                        response (decoded, whatever the result)
-///      .-- Idle ------------> Awaiting --------------------------------------------> Idle
-///      |    ^                  |    ^
-///      |    | Read not sent    |    | Read sent          Idle      neither flag
-///      |    '------------------'    |                    Awaiting  m_requestPending
-///      |           Cancel |         |                    Canceled  m_requestCanceled
-///      |                  v         |
-///      |               Canceled ----'                    In every other state a response and a Cancel
-///      '-----------------------------                    change nothing.
+///     state       Idle                Awaiting                       Canceled
+///     flags       neither             m_requestPending               m_requestCanceled
+///     Read        Awaiting, or Idle with a reply of zeros if it could not be sent; so in all three
+///     Cancel      stays               Canceled, the Read has zeros   stays
+///     response    stays, dropped      Idle, decoded with any result  stays, dropped
 ///
 /// Nobody waits for another here and nothing refuses a second Read: it takes the place of the first, whose
 /// caller gets no reply. So a Read that comes while a response is being decoded can lose its flag to it.

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "servers/did/Shapes.h"
 #include "servers/did/test/Vehicle.h"
 
 namespace did_test {
@@ -397,6 +398,64 @@ TEST_P(ShortShapeServer, LeavesTheReadOpenUntilTheNextReplacesIt) {
     EXPECT_TRUE(first->broken);
     EXPECT_EQ(respond(id, response(id.number, id.sample)), eValOk);
     EXPECT_EQ(hex(second->data), hex(id.sample));
+}
+
+// A server whose data can't be copied.
+template <class Failure>
+struct Failing {
+    static constexpr diag_ara::services::Row ROW{.requestId = 0x1234, .serviceName = "failing", .checks = {}};
+    struct Output {
+        std::tuple<> fields() { throw Failure("no memory"); }
+    };
+    struct Read {
+        using Output = Failing::Output;
+    };
+    struct Skeleton {
+        using Meta = std::map<std::string, std::string>;
+        Skeleton(std::string const&, unsigned char) {}
+        virtual ~Skeleton() = default;
+        void OfferService() {}
+        void StopOfferService() {}
+        virtual eb::com::Future<void> Cancel(Meta const&) = 0;
+        virtual eb::com::Future<Output> Read(Meta const&) = 0;
+    };
+    struct Server : diag_ara::services::FullShape<Server, Skeleton, Read> {
+        Server() : diag_ara::services::FullShape<Server, Skeleton, Read>(ROW) {}
+    };
+
+    Failing() {
+        server.init("0");
+        skeleton.m_server = &server;
+        future = skeleton.Read({});
+    }
+    eValStatus respond() { return deliver(server, RESPONSE, response(0x1234, {1})); }
+
+    Server server;
+    Skeleton_impl<Skeleton, Server, Output, void> skeleton{"1"};
+    eb::com::Future<Output> future;
+};
+
+struct NoStandardException {
+    explicit NoStandardException(char const*) {}
+};
+
+class FailingCopy : public Vehicle {};
+
+TEST_F(FailingCopy, OfTheDataEndsTheReadWithTheUnspecifiedCode) {
+    Failing<std::runtime_error> failing;
+    EXPECT_EQ(failing.respond(), eValException);
+    try {
+        failing.future.get();
+        FAIL() << "a value";
+    } catch (ac::dm::types::UDSResponseCodeType code) {
+        EXPECT_EQ(static_cast<int>(code), 0xFF);
+    }
+}
+
+TEST_F(FailingCopy, WithWhatIsNoStandardExceptionPassesThrough) {
+    Failing<NoStandardException> failing;
+    EXPECT_THROW(failing.respond(), NoStandardException);
+    EXPECT_EQ(failing.future.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
 }
 
 }  // namespace
