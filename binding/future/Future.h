@@ -103,7 +103,12 @@ public:
     /// continuation has. Throws std::future_error `promise_already_satisfied` for a second result.
     template <class... Value>
     void set_value(Value&&... value) {
-        complete([&] { m_promise.set_value(std::forward<Value>(value)...); });
+        if constexpr (std::is_void_v<T>) {
+            complete([&] { m_promise.set_value(); });
+        } else {
+            T result(std::forward<Value>(value)...);  // copied, and perhaps failed, before the lock
+            complete([&] { m_promise.set_value(std::move(result)); });
+        }
     }
 
     /// As set_value, with an exception for a result.

@@ -1,0 +1,142 @@
+// Name, keys and level of every incident, and that the manual's table says the same.
+#include "binding/incident/incidents.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <map>
+#include <regex>
+#include <string>
+#include <vector>
+
+namespace ac::com::cpp_binding::log {
+namespace {
+
+using Keys = std::vector<std::string>;
+
+struct Row {
+    std::string name;
+    int level;
+    Keys keys;
+    bool operator==(Row const&) const = default;
+};
+
+void PrintTo(Row const& row, std::ostream* out) {
+    *out << row.name;
+}
+
+template <class Incident>
+Row rowOf() {
+    nlohmann::json const json = Incident{};
+    Keys keys;
+    for (auto const& [key, value] : json.items()) {
+        keys.push_back(key);
+    }
+    EXPECT_EQ(keys.at(0), "1_id");
+    keys.erase(keys.begin());
+    return {json.at("1_id"), static_cast<int>(Incident::LEVEL), keys};
+}
+
+Keys const INSTANCE{"2_service_id", "3_instance_id"};
+Keys const METHOD{"2_service_id", "3_instance_id", "4_method_id"};
+Keys const METHOD_ERROR{"2_service_id", "3_instance_id", "4_method_id", "5_error_code"};
+Keys const CONSTRUCTION{"2_service_id", "3_instance_id", "4_struct4bytes", "5_utf8simple"};
+
+struct Incident_case {
+    Row expected;
+    Row actual;
+};
+
+template <class Incident>
+Incident_case check(std::string name, int level, Keys keys) {
+    return {{std::move(name), level, std::move(keys)}, rowOf<Incident>()};
+}
+
+#define CHECK_INCIDENT(Name, Level, ...) check<incidents::Name>(#Name, Level, __VA_ARGS__)
+
+std::vector<Incident_case> all() {
+    return {
+        check<ara::com::log::incidents::Service_instantiation_error>("Service_instantiation_error", 2,
+                                                                     {"2_instance_id"}),
+        CHECK_INCIDENT(Method_call_request_err, 2, METHOD_ERROR),
+        CHECK_INCIDENT(Method_call_request_process, 2,
+                       {"2_service_id", "3_instance_id", "4_method_id", "5_method_call_id"}),
+        CHECK_INCIDENT(Method_call_request_exception, 1, METHOD),
+        CHECK_INCIDENT(Method_call_response_tx, 5,
+                       {"2_service_id", "3_instance_id", "4_method_id", "5_method_call_id", "6_error_code"}),
+        CHECK_INCIDENT(Offer_service, 4, INSTANCE),
+        CHECK_INCIDENT(Stop_offer_service, 4, INSTANCE),
+        CHECK_INCIDENT(Service_skeleton_constructed, 4, CONSTRUCTION),
+        CHECK_INCIDENT(Event_update_tx, 5, {"2_Event_id"}),
+        CHECK_INCIDENT(Event_request_update_err, 2, {"2_service_id", "3_instance_id", "4_event_id"}),
+        CHECK_INCIDENT(Event_update_rx, 5, INSTANCE),
+        CHECK_INCIDENT(Event_update_when_not_subscribed, 5, INSTANCE),
+        CHECK_INCIDENT(Event_deserialize_exception, 2, INSTANCE),
+        CHECK_INCIDENT(Event_state_handler_exception, 2, INSTANCE),
+        CHECK_INCIDENT(Event_receive_handler_exception, 2, INSTANCE),
+        CHECK_INCIDENT(Event_receive_handler, 6, INSTANCE),
+        CHECK_INCIDENT(Event_cache_update, 6, INSTANCE),
+        CHECK_INCIDENT(Field_subscribe, 4, INSTANCE),
+        CHECK_INCIDENT(Field_unsubscribe, 4, INSTANCE),
+        CHECK_INCIDENT(Find_service_result, 4, INSTANCE),
+        CHECK_INCIDENT(Find_service_handler_exception, 2, INSTANCE),
+        CHECK_INCIDENT(Find_service_start, 4, INSTANCE),
+        CHECK_INCIDENT(Find_service_stop, 4, INSTANCE),
+        CHECK_INCIDENT(Event_receive_handler_performance, 3, {"2_service_id", "3_instance_id", "5_time"}),
+        CHECK_INCIDENT(Find_service_handler_performance, 3, {"2_service_id", "3_instance_id", "4_time"}),
+        CHECK_INCIDENT(Method_call_request_tx, 5, METHOD),
+        CHECK_INCIDENT(Method_call_request_cancelled, 4, METHOD),
+        CHECK_INCIDENT(Method_call_response_rx, 5, METHOD_ERROR),
+        CHECK_INCIDENT(Method_call_response_invalid_code, 2, METHOD_ERROR),
+        CHECK_INCIDENT(Method_call_deserializer_exception, 2, METHOD_ERROR),
+        CHECK_INCIDENT(Service_proxy_constructed, 4, CONSTRUCTION),
+    };
+}
+
+class Incident_of : public testing::TestWithParam<Incident_case> {};
+
+TEST_P(Incident_of, HasNameLevelAndKeys) {
+    auto const& [expected, actual] = GetParam();
+    EXPECT_EQ(actual.name, expected.name);
+    EXPECT_EQ(actual.level, expected.level);
+    EXPECT_EQ(actual.keys, expected.keys);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, Incident_of, testing::ValuesIn(all()),
+                         [](auto const& info) { return info.param.expected.name; });
+
+TEST(Incidents, ManualListsEachWithItsLevelAndKeys) {
+    std::ifstream file(DOCS_DIRECTORY "/incidents.md");
+    ASSERT_TRUE(file);
+    std::vector<Row> rows;
+    std::regex const row(R"(\| `(\w+)` \| (\d) \w+ \| (.*) \|)");
+    std::regex const key("`([^`]+)`");
+    for (std::string line; std::getline(file, line);) {
+        std::smatch match;
+        if (std::regex_match(line, match, row)) {
+            std::string const keys = match[3];
+            Row found{match[1], std::stoi(match[2]), {}};
+            for (std::sregex_iterator i(keys.begin(), keys.end(), key), end; i != end; ++i) {
+                found.keys.push_back((*i)[1]);
+            }
+            rows.push_back(found);
+        }
+    }
+    std::vector<Row> expected;
+    for (auto const& incident : all()) {
+        expected.push_back(incident.actual);
+    }
+    EXPECT_THAT(rows, testing::UnorderedElementsAreArray(expected));
+}
+
+TEST(Incidents, ConstructionTellsVersionAndText) {
+    incidents::Service_skeleton_constructed const sut{{{{"s"}, {"1"}}, {0x00020000}, "parallel"}};
+    EXPECT_EQ(nlohmann::json(sut).dump(),
+              R"({"1_id":"Service_skeleton_constructed","2_service_id":{"1_id":"Service_id","string":"s"},)"
+              R"("3_instance_id":{"1_id":"Instance_id","2_string":"1"},)"
+              R"("4_struct4bytes":{"1_major":2,"2_minor":0},"5_utf8simple":"parallel"})");
+}
+
+}  // namespace
+}  // namespace ac::com::cpp_binding::log

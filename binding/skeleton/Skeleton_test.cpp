@@ -1,0 +1,162 @@
+// The generated skeletons, offered to a client through the real runtime.
+#include "binding/skeleton/Skeleton.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <ac/com/Exceptions.h>
+#include <ac/com/cpp_binding/proxy/Rport.h>
+
+#include "binding/generated/all.h"
+#include "binding/payload/Deserializer.h"
+#include "binding/payload/Serializer.h"
+#include "binding/testing/Replies.h"
+#include "binding/testing/Runtime.h"
+#include "platform/log/Memory_target.h"
+
+namespace zvg::services::diag {
+namespace {
+
+using ac::com::cpp_binding::proxy::Rport;
+using ac::com::someip::serialization::to_bytes;
+using ara::log::Capture;
+using binding_testing::Reply;
+using eb::com::runtime::Call_outcome;
+using eb::com::runtime::Call_result;
+using eb::com::runtime::Serialized_payload;
+using Time = d_b047::DataIdentifier_AuthenticTimeLastClientPackage;
+
+constexpr unsigned short CANCEL = 0;
+constexpr unsigned short READ = 1;
+
+/// A service that answers at once: Read with empty fields.
+template <class Interface>
+class Prompt_service : public Data_identifier_skeleton<Interface> {
+public:
+    using Output = typename Interface::ReadMethod::Output;
+    using Data_identifier_skeleton<Interface>::Data_identifier_skeleton;
+
+    eb::com::Future<void> Cancel(Meta const& meta) override {
+        log.push_back("Cancel " + std::to_string(meta.size()));
+        eb::com::Promise<void> promise;
+        promise.set_value();
+        return promise.get_future();
+    }
+    eb::com::Future<Output> Read(Meta const& meta) override {
+        log.push_back("Read " + std::to_string(meta.size()));
+        if (onRead) {
+            onRead();
+        }
+        eb::com::Promise<Output> promise;
+        promise.set_value(Output{});
+        return promise.get_future();
+    }
+
+    std::vector<std::string> log;  // one call at a time in these tests
+    std::function<void()> onRead;
+};
+
+template <class Interface>
+class Client {
+public:
+    Call_result call(unsigned short method, Meta const& meta) {
+        auto answer = std::make_shared<std::promise<Call_result>>();
+        auto result = answer->get_future();
+        m_port.client_port()->call(
+            method, Serialized_payload(std::make_shared<std::vector<unsigned char>>(to_bytes(meta))),
+            [answer](Call_result const& ended) { answer->set_value(ended); });
+        EXPECT_EQ(result.wait_for(binding_testing::PATIENCE), std::future_status::ready);
+        return result.get();
+    }
+
+private:
+    Rport m_port{{{std::string(Interface::NAME)}, {"1"}}, {Interface::DESCRIPTION}};
+};
+
+class Skeleton_test : public testing::Test {
+protected:
+    binding_testing::Runtime m_runtime;
+};
+
+TEST_F(Skeleton_test, EveryDataIdentifierAnswersItsReadAndCancel) {
+    Data_identifiers::forEach([]<class Interface>() {
+        SCOPED_TRACE(Interface::NAME);
+        Prompt_service<Interface> sut("1", 1);
+        sut.OfferService();
+        Client<Interface> client;
+        Call_result const read = client.call(READ, {{"a", "b"}});
+        Call_result const cancel = client.call(CANCEL, {});
+        sut.StopOfferService();
+
+        EXPECT_EQ(read.outcome, Call_outcome::answered);
+        EXPECT_EQ(read.return_code, 0);
+        EXPECT_EQ(read.payload.bytes(), to_bytes(typename Interface::ReadMethod::Output{}));
+        EXPECT_EQ(cancel.outcome, Call_outcome::answered);
+        EXPECT_EQ(cancel.return_code, 0);
+        EXPECT_TRUE(cancel.payload.bytes().empty());
+        EXPECT_THAT(sut.log, testing::ElementsAre("Read 1", "Cancel 0"));
+    });
+}
+
+TEST_F(Skeleton_test, ConstructionOfferAndStopAreToldInOrder) {
+    Capture const log(ara::log::LogLevel::kInfo);
+    {
+        Prompt_service<Time> sut("1", 1);
+        sut.OfferService();
+        sut.StopOfferService();
+    }
+    std::vector<std::string> texts;
+    for (auto const& line : log.messages("BIND")) {
+        texts.push_back(line.text);
+    }
+    std::string const who = R"("2_service_id":{"1_id":"Service_id","string":")" + std::string(Time::NAME) +
+                            R"("},"3_instance_id":{"1_id":"Instance_id","2_string":"1"})";
+    EXPECT_THAT(texts, testing::ElementsAre(
+                           R"({"1_incident":{"1_id":"Service_skeleton_constructed",)" + who +
+                               R"(,"4_struct4bytes":{"1_major":2,"2_minor":0},"5_utf8simple":"parallel"}})",
+                           R"({"1_incident":{"1_id":"Offer_service",)" + who + "}}",
+                           R"({"1_incident":{"1_id":"Stop_offer_service",)" + who + "}}"));
+}
+
+TEST_F(Skeleton_test, UnknownInstanceIsRefused) {
+    EXPECT_THROW(Prompt_service<Time>("no such instance", 1), ac::com::Invalid_argument_exception);
+}
+
+TEST_F(Skeleton_test, CallsReachItOnlyWhileItIsOffered) {
+    Prompt_service<Time> sut("1", 1);
+    Client<Time> client;
+    EXPECT_NE(client.call(READ, {}).outcome, Call_outcome::answered);
+    sut.OfferService();
+    EXPECT_EQ(client.call(READ, {}).outcome, Call_outcome::answered);
+    sut.StopOfferService();
+    EXPECT_NE(client.call(READ, {}).outcome, Call_outcome::answered);
+    sut.OfferService();
+    EXPECT_EQ(client.call(READ, {}).outcome, Call_outcome::answered);
+    sut.StopOfferService();
+    EXPECT_EQ(sut.log.size(), 2U);
+}
+
+TEST_F(Skeleton_test, StopWithoutAnOfferDoesNothing) {
+    Prompt_service<Time> sut("1", 1);
+    EXPECT_NO_THROW(sut.StopOfferService());
+    EXPECT_NO_THROW(sut.StopOfferService());
+}
+
+TEST_F(Skeleton_test, StopFromInsideACallDoesNotWaitForThatCall) {
+    Prompt_service<Time> sut("1", 1);
+    sut.onRead = [&] { sut.StopOfferService(); };
+    sut.OfferService();
+    EXPECT_EQ(Client<Time>().call(READ, {}).outcome, Call_outcome::answered) << "replies still leave";
+    sut.StopOfferService();
+}
+
+TEST_F(Skeleton_test, SequentialModeAnswersToo) {
+    Prompt_service<Time> sut("1", 2);
+    sut.OfferService();
+    EXPECT_EQ(Client<Time>().call(READ, {}).return_code, 0);
+    sut.StopOfferService();
+    EXPECT_THAT(sut.log, testing::ElementsAre("Read 0"));
+}
+
+}  // namespace
+}  // namespace zvg::services::diag
