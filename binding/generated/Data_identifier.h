@@ -1,37 +1,22 @@
 // What the interfaces of all data identifiers have in common.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <map>
 #include <string>
 #include <string_view>
-#include <tuple>
 #include <utility>
-#include <vector>
 
 #include "binding/future/Future.h"
+#include "binding/generated/Output_records.h"
 #include "binding/generated/Uds_service_failed.h"
 #include "binding/skeleton/Method.h"
 #include "binding/skeleton/Skeleton.h"
-
-/// Gives a record the list of its fields in the order of the wire, to read and to write.
-#define BINDING_FIELDS(...)           \
-    auto fields() {                   \
-        return std::tie(__VA_ARGS__); \
-    }                                 \
-    auto fields() const {             \
-        return std::tie(__VA_ARGS__); \
-    }
 
 namespace zvg::services::diag {
 
 /// What a diagnostic request tells about itself, beside what it asks for.
 using Meta = std::map<std::string, std::string>;
-
-/// Bytes of a fixed number.
-template <std::size_t N>
-using Bytes = std::array<std::uint8_t, N>;
 
 /// What stands behind the last "::" of a name.
 constexpr std::string_view last_name(std::string_view name) noexcept {
@@ -52,6 +37,13 @@ struct Data_identifier {
 struct Cancel_method : Unfailing_method {
     using Output = void;
     using Signature = void(Meta const&);
+};
+
+/// Reads the data identifier of `Interface`.
+template <class Interface, class Record>
+struct Read_method : Failing_method<Uds_service_failed<Interface>> {
+    using Output = Record;
+    using Signature = Output(Meta const&);
 };
 
 /// The skeleton of a data identifier's interface. Whoever implements it derives from it and calls

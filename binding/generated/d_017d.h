@@ -17,19 +17,7 @@ using UDSServiceFailed = Uds_service_failed<DataIdentifier_FunctionOnDemandVersi
 
 struct Cancel : Cancel_method {};
 
-struct Read : Failing_method<UDSServiceFailed> {
-    struct Output {
-        std::uint8_t field1 = 0;
-        std::uint8_t field2 = 0;
-        std::uint8_t field3 = 0;
-        std::uint16_t field4 = 0;
-        std::uint8_t field5 = 0;
-        std::uint16_t field6 = 0;
-        BINDING_FIELDS(field1, field2, field3, field4, field5, field6)
-        bool operator==(Output const&) const = default;
-    };
-    using Signature = Output(Meta const&);
-};
+struct Read : Read_method<DataIdentifier_FunctionOnDemandVersionInfo, Version_info> {};
 
 namespace skeleton {
 

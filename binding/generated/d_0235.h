@@ -17,26 +17,7 @@ using UDSServiceFailed = Uds_service_failed<DataIdentifier_FoDManagerExtendedSta
 
 struct Cancel : Cancel_method {};
 
-struct Read : Failing_method<UDSServiceFailed> {
-    struct Output {
-        Bytes<1> field1{};
-        Bytes<7> field2{};
-        Bytes<1> field3{};
-        Bytes<1> field4{};
-        Bytes<1> field5{};
-        Bytes<4> field6{};
-        Bytes<4> field7{};
-        Bytes<4> field8{};
-        Bytes<4> field9{};
-        Bytes<16> field10{};
-        Bytes<1> field11{};
-        std::vector<std::uint8_t> field12;
-        BINDING_FIELDS(field1, field2, field3, field4, field5, field6, field7, field8, field9, field10,
-                       field11, field12)
-        bool operator==(Output const&) const = default;
-    };
-    using Signature = Output(Meta const&);
-};
+struct Read : Read_method<DataIdentifier_FoDManagerExtendedState1, Extended_state> {};
 
 namespace skeleton {
 

@@ -17,15 +17,7 @@ using UDSServiceFailed = Uds_service_failed<DataIdentifier_FoDSomeipDataBusServi
 
 struct Cancel : Cancel_method {};
 
-struct Read : Failing_method<UDSServiceFailed> {
-    struct Output {
-        Bytes<1> field1{};
-        std::vector<std::uint8_t> field2;
-        BINDING_FIELDS(field1, field2)
-        bool operator==(Output const&) const = default;
-    };
-    using Signature = Output(Meta const&);
-};
+struct Read : Read_method<DataIdentifier_FoDSomeipDataBusServiceImplausible, Counted_list<1>> {};
 
 namespace skeleton {
 

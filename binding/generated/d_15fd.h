@@ -17,17 +17,7 @@ using UDSServiceFailed = Uds_service_failed<DataIdentifier_AuthenticTimeLastVali
 
 struct Cancel : Cancel_method {};
 
-struct Read : Failing_method<UDSServiceFailed> {
-    struct Output {
-        Bytes<20> field1{};
-        Bytes<20> field2{};
-        Bytes<32> field3{};
-        Bytes<2> field4{};
-        BINDING_FIELDS(field1, field2, field3, field4)
-        bool operator==(Output const&) const = default;
-    };
-    using Signature = Output(Meta const&);
-};
+struct Read : Read_method<DataIdentifier_AuthenticTimeLastValidBackendRequest, Backend_request> {};
 
 namespace skeleton {
 

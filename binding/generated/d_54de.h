@@ -16,14 +16,7 @@ using UDSServiceFailed = Uds_service_failed<DataIdentifier_MetadataShadowCopy>;
 
 struct Cancel : Cancel_method {};
 
-struct Read : Failing_method<UDSServiceFailed> {
-    struct Output {
-        std::vector<std::uint8_t> field1;
-        BINDING_FIELDS(field1)
-        bool operator==(Output const&) const = default;
-    };
-    using Signature = Output(Meta const&);
-};
+struct Read : Read_method<DataIdentifier_MetadataShadowCopy, Byte_list> {};
 
 namespace skeleton {
 

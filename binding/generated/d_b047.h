@@ -17,16 +17,7 @@ using UDSServiceFailed = Uds_service_failed<DataIdentifier_AuthenticTimeLastClie
 
 struct Cancel : Cancel_method {};
 
-struct Read : Failing_method<UDSServiceFailed> {
-    struct Output {
-        Bytes<20> field1{};
-        Bytes<20> field2{};
-        Bytes<2> field3{};
-        BINDING_FIELDS(field1, field2, field3)
-        bool operator==(Output const&) const = default;
-    };
-    using Signature = Output(Meta const&);
-};
+struct Read : Read_method<DataIdentifier_AuthenticTimeLastClientPackage, Client_package> {};
 
 namespace skeleton {
 
