@@ -39,6 +39,7 @@ protected:
 };
 
 TEST_F(TraceLine, HasClockThreadPrefixLineFunctionAndText) {
+    int const here = __LINE__ + 1;
     Trace::out(level::INFO, "Bridge::", TRACE_HERE, "answer ", 42, '!');
     auto const lines = sent();
     ASSERT_THAT(lines, SizeIs(1));
@@ -49,7 +50,7 @@ TEST_F(TraceLine, HasClockThreadPrefixLineFunctionAndText) {
     std::ostringstream self;
     self << std::this_thread::get_id();
     EXPECT_EQ(parts[2], self.str());
-    EXPECT_EQ(parts[3], std::to_string(__LINE__ - 8));
+    EXPECT_EQ(parts[3], std::to_string(here));
 }
 
 TEST_F(TraceLine, ShowsTheLocalWallClock) {
