@@ -41,7 +41,7 @@ public:
     /// ends with the record, so that no count reads beyond it.
     template <class... Fields>
     void copyTo(std::tuple<Fields&...> fields) {
-        std::apply([this](auto&... field) { (take(field), ...); }, fields);
+        std::apply([this](auto&... field) { (this->take(field), ...); }, fields);
     }
 
 private:
