@@ -1,5 +1,6 @@
 """Writes a family's header and the umbrella header."""
 
+import words
 from cpp_types import (
     BANNER, PACK_MESSAGE_SIGNATURE, PACK_SIGNATURE, TO_STRING_SIGNATURE, UNPACK_MESSAGE_SIGNATURE, UNPACK_SIGNATURE,
     integer, scalar)
@@ -47,9 +48,6 @@ inline constexpr std::uint16_t {{name}}Id = {{id}};
 
 """
 
-ASSUMED = " Assumed: not every name or width here is agreed with the other side."
-
-
 def umbrella(model, prefix):
     """The header that brings every record of every family."""
     files = " and ".join(family.file for family in model.families)
@@ -72,27 +70,15 @@ def header(model, family, prefix):
 def _enum(enum):
     names = "".join(f"\n    {name} = {value}," for name, value in enum.names)
     return ENUM.format(
-        name=enum.name, bits=enum.bits, values=values(enum), assumed=ASSUMED if enum.assumed else "",
+        name=enum.name, bits=enum.bits, values=words.values(enum), assumed=words.assumed(enum),
         stored=integer(enum.stored_bits), wire=integer(enum.bits), enumerators=names + "\n" if names else "",
     )
 
 
-def values(enum):
-    """The value set in words."""
-    if enum.kind == "any":
-        return "any value"
-    if enum.kind == "mask":
-        return f"any bits of {enum.mask:#x}"
-    return ", ".join(str(first) if first == last else f"{first} to {last}" for first, last in enum.ranges)
-
-
 def _record(record):
-    size = f"{record.fixed_size} byte{'s' if record.fixed_size != 1 else ''}"
-    if not record.is_fixed:
-        size = f"{record.fixed_size} to {record.largest_size} bytes"
     return RECORD.format(
-        name=record.name, size=size, members="".join(map(_member, record.fields)),
-        assumed=ASSUMED if record.assumed else "", functions=_functions(record.name, record),
+        name=record.name, size=words.size(record), members="".join(map(_member, record.fields)),
+        assumed=words.assumed(record), functions=_functions(record.name, record),
         append_text=f"void appendText(TextForm& text, const {record.name}& record);\n" if record.text else "")
 
 

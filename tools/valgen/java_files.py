@@ -5,7 +5,7 @@ A count is no member in Java: it is the length of its array.
 
 from pathlib import Path
 
-from cpp_header import values
+import words
 from cpp_types import BANNER
 from model import Forward, element_bytes, scalar_bits
 
@@ -60,8 +60,6 @@ public final class MessageIds {{
 }}
 """
 
-ASSUMED = " Assumed: not every name or width here is agreed with the other side."
-
 
 def files(model):
     """File name -> text of every Java file."""
@@ -96,8 +94,8 @@ def _class(record):
 def _enum(enum, banner):
     constants = "".join(f"    public static final int {name} = {value};\n" for name, value in enum.names)
     return ENUM.format(
-        banner=banner, package=PACKAGE, name=enum.name, bits=enum.bits, values=values(enum),
-        assumed=ASSUMED if enum.assumed else "", constants=constants + "\n" if constants else "", test=_test(enum))
+        banner=banner, package=PACKAGE, name=enum.name, bits=enum.bits, values=words.values(enum),
+        assumed=words.assumed(enum), constants=constants + "\n" if constants else "", test=_test(enum))
 
 
 def _test(enum):
@@ -112,10 +110,8 @@ def _test(enum):
 
 
 def _record(record, banner):
-    size = f"{record.fixed_size}" if record.is_fixed else f"{record.fixed_size} to {record.largest_size}"
     return RECORD.format(
-        banner=banner, package=PACKAGE, name=record.name, assumed=ASSUMED if record.assumed else "",
-        size=size + (" byte" if size == "1" else " bytes"),
+        banner=banner, package=PACKAGE, name=record.name, size=words.size(record), assumed=words.assumed(record),
         members="".join(f"    public {_member(each)};\n" for each in record.fields if not each.counts),
         writes="".join(f"        {line}\n" for each in record.fields for line in _write(each)),
         reads="".join(f"        {line}\n" for each in record.fields for line in _read(each)))
