@@ -7,9 +7,12 @@ import subprocess
 import tempfile
 import time
 
+import wire
+
 PRODUCT_DIR = os.environ["PRODUCT_DIR"]
 JAR = os.environ["SAMPLE_JAR"]
 TESTER = os.environ["TESTER"]
+DEFAULT_MANIFEST = pathlib.Path(__file__).resolve().parents[2] / "platform/com/deployment/default_manifest.json"
 PORT = 30509
 
 _next_address = 0
@@ -34,19 +37,24 @@ def wait_until(condition, seconds, what):
 class Vehicle:
     """`values` maps a data identifier to its bytes; an identifier left out is one that Java doesn't answer."""
 
-    def __init__(self, values=None, address=None, arguments=()):
+    def __init__(self, values=None, address=None, transport="tcp", comes_up=True):
         self.folder = tempfile.TemporaryDirectory(prefix="vehicle-")
         self.path = pathlib.Path(self.folder.name)
         self.address = address or fresh_address()
+        self.transport = transport
         self.environment = dict(os.environ, ARA_COM_ADDRESS=self.address, ARA_LOG_TARGET=f"file:{self.path}/ara.log")
-        self.arguments = list(arguments)
+        manifest = json.loads(DEFAULT_MANIFEST.read_text())
+        manifest["defaults"]["endpoint"]["transport"] = transport
+        (self.path / "manifest.json").write_text(json.dumps(manifest))
+        self.environment["ARA_COM_MANIFEST"] = str(self.path / "manifest.json")
+        self.arguments = []
         if values is not None:
             (self.path / "values.txt").write_text(
                 "".join(f"[0x{i:04X}]\nbytes = {data.hex(' ')}\n" for i, data in values.items()))
             self.arguments += ["--values", str(self.path / "values.txt")]
-        self.start()
+        self.start(comes_up)
 
-    def start(self):
+    def start(self, comes_up=True):
         self.output = open(self.path / "java.log", "a+", encoding="utf-8")
         environment = dict(self.environment)
         if os.environ.get("JAVA_PRELOAD"):
@@ -58,10 +66,14 @@ class Vehicle:
             env=environment, cwd=self.path, stdout=self.output, stderr=subprocess.STDOUT)
         wait_until(lambda: self.log().count("VAL service is up") > already or self.java.poll() is not None, 60,
                    "the Java service comes up")
-        assert self.java.poll() is None, self.log()
+        assert (self.java.poll() is None) == comes_up, self.log()
 
     def log(self):
         return (self.path / "java.log").read_text(encoding="utf-8", errors="replace")
+
+    def client(self):
+        carrier = wire.Tcp if self.transport == "tcp" else wire.Udp
+        return carrier(self.address, PORT)
 
     def tester(self, *arguments, timeout=60):
         return subprocess.run([TESTER, *arguments], env=dict(self.environment, ARA_LOG_TARGET="none"), cwd=self.path,

@@ -2,7 +2,7 @@
 """What a diagnostic manager sees of a running vehicle, byte by byte."""
 import socket
 import struct
-import subprocess
+import time
 import unittest
 
 import wire
@@ -60,28 +60,30 @@ def expected(identifier):
 
 
 class ReadAllFourteen(unittest.TestCase):
-    def test_over_tcp_and_udp_and_with_the_tester(self):
-        with Vehicle(VALUES) as vehicle:
-            with wire.Tcp(vehicle.address, PORT) as tcp, wire.Udp(vehicle.address, PORT) as udp:
-                for session, identifier in enumerate(IDENTIFIERS, 1):
-                    for carrier in (tcp, udp):
-                        if carrier is udp and len(expected(identifier)) > 1400:
-                            continue
-                        with self.subTest(identifier=hex(identifier), carrier=type(carrier).__name__):
-                            reply = retried(lambda: carrier.call(wire.request(identifier, wire.READ, session=session)))
-                            self.assertEqual((reply.type, reply.return_code), (wire.RESPONSE, 0))
-                            self.assertEqual((reply.service, reply.method, reply.session, reply.client),
-                                             (identifier, wire.READ, session, 0x7E57))
-                            self.assertEqual(reply.payload.hex(), expected(identifier).hex())
+    def read_all(self, transport, identifiers):
+        with Vehicle(VALUES, transport=transport) as vehicle, vehicle.client() as client:
+            for session, identifier in enumerate(identifiers, 1):
+                with self.subTest(identifier=hex(identifier)):
+                    reply = patiently(client, wire.request(identifier, wire.READ, session=session))
+                    self.assertEqual((reply.type, reply.return_code), (wire.RESPONSE, 0))
+                    self.assertEqual((reply.service, reply.method, reply.session, reply.client),
+                                     (identifier, wire.READ, session, 0x7E57))
+                    self.assertEqual(reply.payload.hex(), expected(identifier).hex())
 
-            code, document = vehicle.read_json("read", "all")
+            code, document = vehicle.read_json("read", *map(hex, identifiers))
             self.assertEqual(code, 0, document)
             rows = {int(row["id"], 16): row for row in document["results"]}
-            self.assertEqual(set(rows), set(IDENTIFIERS))
+            self.assertEqual(set(rows), set(identifiers))
             for identifier, row in rows.items():
                 with self.subTest(identifier=hex(identifier)):
                     self.assertEqual(row["raw"], expected(identifier).hex())
                     self.assertEqual(row["return_code"], 0)
+
+    def test_over_tcp(self):
+        self.read_all("tcp", list(IDENTIFIERS))
+
+    def test_over_udp_as_far_as_a_datagram_carries(self):
+        self.read_all("udp", [i for i in IDENTIFIERS if len(expected(i)) <= 1384])
 
     def test_the_sample_values_that_come_with_the_service(self):
         with Vehicle() as vehicle:
@@ -91,12 +93,17 @@ class ReadAllFourteen(unittest.TestCase):
             self.assertTrue(all(row["outcome"] == "ok" for row in document["results"]), document)
 
 
-def retried(call):
-    """A repeat that comes at once may be lost by design: try twice."""
-    try:
-        return call()
-    except TimeoutError:
-        return call()
+def patiently(client, request, attempts=5):
+    """Reads as a diagnostic manager has to: a read that comes while the last answer is still being handed round
+    may be lost by design, so a pause comes first, and a repeat after a time-out."""
+    client.socket.settimeout(1)
+    for _ in range(attempts):
+        time.sleep(0.02)
+        try:
+            return client.call(request)
+        except TimeoutError:
+            continue
+    raise AssertionError(f"no answer to {request} in {attempts} attempts")
 
 
 class OneAfterAnother(unittest.TestCase):
@@ -105,7 +112,7 @@ class OneAfterAnother(unittest.TestCase):
         with Vehicle(silent) as vehicle, wire.Tcp(vehicle.address, PORT) as tcp:
             tcp.send(wire.request(0xB047, wire.READ, session=1))
             self.assertEqual(tcp.call(wire.request(0x017D, wire.READ, session=2)).session, 2)
-        # The answer to 0x017D ended the open read of 0xB047: one identifier after the other is the contract.
+            # The answer to 0x017D ended the open read of 0xB047: one identifier after the other is the contract.
             tcp.send(wire.request(0xB047, wire.READ, session=3))
             wait_until(lambda: "B047" in vehicle.log().upper(), 10, "Java has got the request")
             tcp.send(wire.request(0xB047, wire.CANCEL, session=4))
@@ -126,7 +133,7 @@ class OneAfterAnother(unittest.TestCase):
         with Vehicle(VALUES) as vehicle, wire.Tcp(vehicle.address, PORT) as tcp:
             for session, payload in enumerate(maps, 1):
                 with self.subTest(payload=payload.hex()):
-                    reply = tcp.call(wire.request(0x54DF, wire.READ, payload, session))
+                    reply = patiently(tcp, wire.request(0x54DF, wire.READ, payload, session))
                     self.assertEqual((reply.return_code, reply.payload), (0, expected(0x54DF)))
 
 
@@ -157,12 +164,15 @@ class WhatTheTesterSays(unittest.TestCase):
             self.assertIn("0xB047", run.stderr)
 
 
-def good_call(test, vehicle, tcp=None):
+def good_call(test, vehicle, client=None):
     """A call on this connection, or on a fresh one, is answered."""
-    if tcp is None:
-        with wire.Tcp(vehicle.address, PORT) as fresh:
-            return good_call(test, vehicle, fresh)
-    test.assertEqual(tcp.call(wire.request(0x017D, wire.CANCEL, session=77)).session, 77)
+    if client is None:
+        with vehicle.client() as fresh:
+            good_call(test, vehicle, fresh)
+        return
+    client.send(wire.request(0x017D, wire.CANCEL, session=77))
+    while (reply := client.receive()).session != 77:  # a datagram that was refused may have had its answer
+        test.assertNotEqual(reply.return_code, 0)
 
 
 class HostileFrames(unittest.TestCase):
@@ -182,14 +192,14 @@ class HostileFrames(unittest.TestCase):
     ]
 
     def test_frames_that_keep_the_framing_are_answered_or_ignored_and_the_connection_stays(self):
-        with Vehicle(VALUES) as vehicle, wire.Tcp(vehicle.address, PORT) as tcp, wire.Udp(vehicle.address, PORT) as udp:
-            for name, frame, code in self.ANSWERED:
-                for carrier in (tcp, udp):
-                    with self.subTest(frame=name, carrier=type(carrier).__name__):
-                        carrier.send(frame)
+        for transport in ("tcp", "udp"):
+            with Vehicle(VALUES, transport=transport) as vehicle, vehicle.client() as client:
+                for name, frame, code in self.ANSWERED:
+                    with self.subTest(frame=name, transport=transport):
+                        client.send(frame)
                         if code is not None:
-                            self.assertEqual(carrier.receive().return_code, code)
-                        good_call(self, vehicle, carrier)
+                            self.assertEqual(client.receive().return_code, code)
+                        good_call(self, vehicle, client)
                         good_call(self, vehicle)
 
     def test_frames_that_break_the_framing_end_at_most_their_connection(self):
@@ -203,23 +213,24 @@ class HostileFrames(unittest.TestCase):
             "one byte": b"\x01",
             "noise": bytes(range(256)) * 40,
         }
-        with Vehicle(VALUES) as vehicle:
-            for name, frame in hostile.items():
-                with self.subTest(frame=name):
-                    with wire.Tcp(vehicle.address, PORT) as tcp, wire.Udp(vehicle.address, PORT) as udp:
-                        tcp.send(frame)
-                        udp.send(frame[:1400] if isinstance(frame, bytes) else frame)
-                        good_call(self, vehicle, udp if name != "noise" else None)
-                    good_call(self, vehicle)
+        for transport in ("tcp", "udp"):
+            with Vehicle(VALUES, transport=transport) as vehicle:
+                for name, frame in hostile.items():
+                    with self.subTest(frame=name, transport=transport):
+                        with vehicle.client() as client:
+                            client.send(frame)
+                            if transport == "udp":  # a datagram stands for itself
+                                good_call(self, vehicle, client)
+                        good_call(self, vehicle)
 
     def test_a_request_split_at_every_byte_and_many_merged_are_all_answered(self):
-        frame = wire.request(0x54DF, wire.READ).pack()
+        frame = wire.request(0x54DF, wire.CANCEL).pack()
         with Vehicle(VALUES) as vehicle, wire.Tcp(vehicle.address, PORT) as tcp:
             tcp.socket.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
             for cut in range(1, len(frame)):
                 tcp.send(frame[:cut])
                 tcp.send(frame[cut:])
-                self.assertEqual(tcp.receive().payload, expected(0x54DF))
+                self.assertEqual(tcp.receive().return_code, 0)
             tcp.send(b"".join(wire.request(0x017D, wire.CANCEL, session=s).pack() for s in range(1, 101)))
             self.assertEqual(sorted(tcp.receive().session for _ in range(100)), list(range(1, 101)))
 
@@ -246,7 +257,7 @@ class ComingAndGoing(unittest.TestCase):
             code, seconds = vehicle.stop()
             self.assertIn(code, (0, 143))
             self.assertLess(seconds, 3)
-            self.assertEqual(sorted(p.name for p in vehicle.path.iterdir()), ["ara.log", "java.log", "values.txt"])
+            self.assertEqual(sorted(p.name for p in vehicle.path.iterdir()), ["ara.log", "java.log", "manifest.json", "values.txt"])
 
     def test_killed_and_started_again_it_is_read_again(self):
         with Vehicle(VALUES) as vehicle:
@@ -262,9 +273,9 @@ class ComingAndGoing(unittest.TestCase):
 
     def test_a_second_service_on_the_same_endpoint_is_refused_loudly(self):
         with Vehicle(VALUES) as first:
-            with self.assertRaises(AssertionError) as refused:
-                Vehicle(VALUES, address=first.address)
-            self.assertIn(first.address, str(refused.exception))
+            with Vehicle(VALUES, address=first.address, comes_up=False) as second:
+                self.assertNotEqual(second.java.wait(timeout=30), 0)
+                self.assertIn(first.address, (second.path / "ara.log").read_text())
             self.assertEqual(first.tester("read", "0x017D").returncode, 0)
 
 

@@ -74,7 +74,15 @@ class IncludeFloors(unittest.TestCase):
 
 
 class HeadersCompileAlone(unittest.TestCase):
-    """Each header of the product and the platform's interface, as the first line of a translation unit."""
+    """Each header is the first line of some translation unit: of the source file beside it, or of one made here."""
+
+    def first_somewhere(self, header):
+        for source in (header[:-2] + ".cpp", header[:-2] + "_test.cpp"):
+            if (ROOT / source).is_file():
+                first = re.search(r'^#include ["<](.+)[">]', (ROOT / source).read_text(), re.M)
+                if first and first[1] in (header, header.removeprefix("platform/api/")):
+                    return True
+        return False
 
     def flags(self, folder):
         # Borrow the flags of a source file of the same folder: its include directories above all.
@@ -106,6 +114,8 @@ class HeadersCompileAlone(unittest.TestCase):
         flags, directory = self.flags("binding")
         jobs += [(header, flags, directory) for header in tracked("platform/api/*.h")]
 
+        jobs = [job for job in jobs if not self.first_somewhere(job[0])]
+
         def compile_alone(job):
             header, flags, directory = job
             run = subprocess.run([os.environ["CXX"], *flags, "-Wno-pragma-once-outside-header", "-fsyntax-only", "-x", "c++",
@@ -114,7 +124,7 @@ class HeadersCompileAlone(unittest.TestCase):
 
         with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
             broken = [text for text in pool.map(compile_alone, jobs) if text]
-        self.assertGreater(len(jobs), 50)
+        self.assertGreater(len(jobs), 20)
         self.assertEqual(broken, [])
 
 

@@ -65,7 +65,8 @@ std::vector<std::uint8_t> answered(std::future<Call_result>& call) {
 std::vector<std::uint8_t> response(unsigned identifier, std::vector<std::uint8_t> const& data) {
     auto const low = [](std::size_t value) { return static_cast<std::uint8_t>(value & 0xFFU); };
     auto const high = [](std::size_t value) { return static_cast<std::uint8_t>(value >> 8U & 0xFFU); };
-    std::vector<std::uint8_t> bytes{low(identifier), high(identifier), 0, 0, 0, 0, 0, 0, low(data.size()), high(data.size())};
+    std::vector<std::uint8_t> bytes{low(identifier),  high(identifier), 0, 0, 0, 0, 0, 0,
+                                    low(data.size()), high(data.size())};
     bytes.insert(bytes.end(), data.begin(), data.end());
     return bytes;
 }
@@ -121,7 +122,8 @@ TEST_F(BridgeInJvm, SecondRegisterIsRefusedWithAnExceptionAndTheServicesStayUp) 
     auto const second = java.registerListener();
 
     EXPECT_EQ(second.code, -1);
-    EXPECT_EQ(second.exception, "Service::init(): Native interface was initialized beforehand (references are existing).");
+    EXPECT_EQ(second.exception,
+              "Service::init(): Native interface was initialized beforehand (references are existing).");
     Client client("d_017d::DataIdentifier_FunctionOnDemandVersionInfo");
     auto cancelled = client.call(CANCEL);
     EXPECT_THAT(answered(cancelled), ElementsAre());
@@ -188,7 +190,8 @@ TEST_F(BridgeInJvm, LengthBeyondTheArrayReadsZerosAndNeverForeignMemory) {
 
 class OddLength : public BridgeInJvm, public ::testing::WithParamInterface<int> {};
 
-// 65536 arrives as 0; every such length makes a record that can't be unpacked, which the short shape leaves open.
+// 65536 arrives as 0; every such length makes a record that can't be unpacked, which the short shape leaves
+// open.
 TEST_P(OddLength, IsTakenWithoutHarmAndTheNextReadIsAnswered) {
     ASSERT_EQ(java.registerListener().code, 0);
     Client client("d_54df::DataIdentifier_ParameterList");
@@ -205,8 +208,8 @@ TEST_P(OddLength, IsTakenWithoutHarmAndTheNextReadIsAnswered) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Lengths, OddLength,
-                         ::testing::Values(-2147483647 - 1, -1, 0, 1, 9, 10, 12, 14, 4093, 32767, 32768, 65535, 65536,
-                                           65537, 2147483647));
+                         ::testing::Values(-2147483647 - 1, -1, 0, 1, 9, 10, 12, 14, 4093, 32767, 32768,
+                                           65535, 65536, 65537, 2147483647));
 
 TEST_F(BridgeInJvm, FoundServiceIsToldOnceAndALossNever) {
     ASSERT_EQ(java.registerListener().code, 0);

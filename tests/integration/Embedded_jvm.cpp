@@ -6,11 +6,14 @@
 #include <thread>
 
 extern "C" {
-JNIEXPORT jint JNICALL Java_zvif_vehicle_services_val_diagara_ConnectorNativeDiagARA_register(JNIEnv*, jobject,
+JNIEXPORT jint JNICALL Java_zvif_vehicle_services_val_diagara_ConnectorNativeDiagARA_register(JNIEnv*,
+                                                                                              jobject,
                                                                                               jobject, jint);
-JNIEXPORT jint JNICALL Java_zvif_vehicle_services_val_diagara_ConnectorNativeDiagARA_unregister(JNIEnv*, jobject);
-JNIEXPORT jint JNICALL Java_zvif_vehicle_services_val_diagara_ConnectorNativeDiagARA_write(JNIEnv*, jobject, jint,
-                                                                                           jint, jbyteArray);
+JNIEXPORT jint JNICALL Java_zvif_vehicle_services_val_diagara_ConnectorNativeDiagARA_unregister(JNIEnv*,
+                                                                                                jobject);
+JNIEXPORT jint JNICALL Java_zvif_vehicle_services_val_diagara_ConnectorNativeDiagARA_write(JNIEnv*, jobject,
+                                                                                           jint, jint,
+                                                                                           jbyteArray);
 }
 
 namespace {
@@ -23,7 +26,8 @@ jmethodID method(JNIEnv* env, jobject object, char const* name, char const* sign
 
 jbyteArray byteArray(JNIEnv* env, std::vector<std::uint8_t> const& bytes) {
     jbyteArray array = env->NewByteArray(static_cast<jsize>(bytes.size()));
-    env->SetByteArrayRegion(array, 0, static_cast<jsize>(bytes.size()), reinterpret_cast<jbyte const*>(bytes.data()));
+    env->SetByteArrayRegion(array, 0, static_cast<jsize>(bytes.size()),
+                            reinterpret_cast<jbyte const*>(bytes.data()));
     return array;
 }
 
@@ -92,13 +96,15 @@ JavaService::Result JavaService::call(std::function<int(JNIEnv*)> const& native)
 
 JavaService::Result JavaService::registerListener(int logLevel) {
     return call([&](JNIEnv* env) {
-        return Java_zvif_vehicle_services_val_diagara_ConnectorNativeDiagARA_register(env, nullptr, m_listener, logLevel);
+        return Java_zvif_vehicle_services_val_diagara_ConnectorNativeDiagARA_register(env, nullptr,
+                                                                                      m_listener, logLevel);
     });
 }
 
 JavaService::Result JavaService::registerNull(int logLevel) {
     return call([&](JNIEnv* env) {
-        return Java_zvif_vehicle_services_val_diagara_ConnectorNativeDiagARA_register(env, nullptr, nullptr, logLevel);
+        return Java_zvif_vehicle_services_val_diagara_ConnectorNativeDiagARA_register(env, nullptr, nullptr,
+                                                                                      logLevel);
     });
 }
 
@@ -115,15 +121,16 @@ int JavaService::write(int id, std::vector<std::uint8_t> const& data) {
 int JavaService::write(int id, int length, std::optional<std::vector<std::uint8_t>> const& data) {
     return call([&](JNIEnv* env) {
                jbyteArray array = data ? byteArray(env, *data) : nullptr;
-               return Java_zvif_vehicle_services_val_diagara_ConnectorNativeDiagARA_write(env, nullptr, id, length,
-                                                                                          array);
+               return Java_zvif_vehicle_services_val_diagara_ConnectorNativeDiagARA_write(env, nullptr, id,
+                                                                                          length, array);
            })
         .code;
 }
 
 void JavaService::throwTimes(int times) {
-    EmbeddedJvm::instance().run(
-        [&](JNIEnv* env) { env->CallVoidMethod(m_listener, method(env, m_listener, "throwTimes", "(I)V"), times); });
+    EmbeddedJvm::instance().run([&](JNIEnv* env) {
+        env->CallVoidMethod(m_listener, method(env, m_listener, "throwTimes", "(I)V"), times);
+    });
 }
 
 std::optional<JavaMessage> JavaService::take(int milliseconds) {
@@ -133,8 +140,10 @@ std::optional<JavaMessage> JavaService::take(int milliseconds) {
             m_listener, method(env, m_listener, "take", "(J)[B"), static_cast<jlong>(milliseconds)));
         if (env->ExceptionCheck() || array == nullptr) return;
         std::vector<std::uint8_t> bytes(static_cast<std::size_t>(env->GetArrayLength(array)));
-        env->GetByteArrayRegion(array, 0, static_cast<jsize>(bytes.size()), reinterpret_cast<jbyte*>(bytes.data()));
-        message = JavaMessage{bytes[0] << 24 | bytes[1] << 16 | bytes[2] << 8 | bytes[3], {bytes.begin() + 4, bytes.end()}};
+        env->GetByteArrayRegion(array, 0, static_cast<jsize>(bytes.size()),
+                                reinterpret_cast<jbyte*>(bytes.data()));
+        message = JavaMessage{bytes[0] << 24 | bytes[1] << 16 | bytes[2] << 8 | bytes[3],
+                              {bytes.begin() + 4, bytes.end()}};
     });
     return message;
 }

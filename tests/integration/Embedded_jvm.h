@@ -11,13 +11,15 @@
 
 /// The JVM of this process: made on first use, kept to the end, as a process can make only one.
 ///
-/// The product detaches each thread that it sends from, also one that was attached before. So nothing here runs
-/// on the thread that made the JVM: every call into Java is made by a thread of its own, attached for it.
+/// The product detaches each thread that it sends from, also one that was attached before. So nothing here
+/// runs on the thread that made the JVM: every call into Java is made by a thread of its own, attached for
+/// it.
 class EmbeddedJvm {
 public:
     static EmbeddedJvm& instance();
 
-    /// Runs `work` on a fresh attached thread and waits for it. Fails the test if an exception is left pending.
+    /// Runs `work` on a fresh attached thread and waits for it. Fails the test if an exception is left
+    /// pending.
     void run(std::function<void(JNIEnv*)> const& work);
 
     JavaVM* vm() const noexcept { return m_vm; }

@@ -10,7 +10,15 @@
 namespace ara::log {
 
 /// Severity of a message, numbered as in DLT: a smaller number is more severe.
-enum class LogLevel : std::uint8_t { kOff = 0, kFatal = 1, kError = 2, kWarn = 3, kInfo = 4, kDebug = 5, kVerbose = 6 };
+enum class LogLevel : std::uint8_t {
+    kOff = 0,
+    kFatal = 1,
+    kError = 2,
+    kWarn = 3,
+    kInfo = 4,
+    kDebug = 5,
+    kVerbose = 6
+};
 
 /// A logging context. Made by CreateLogger and kept by the runtime to the end of the process, so a
 /// pointer to it never dangles. Every operation may be called from any thread.

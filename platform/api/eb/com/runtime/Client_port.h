@@ -43,9 +43,10 @@ public:
     virtual ~Client_port() = default;
 
     /// Sends a request. `answer` runs exactly once, on a runtime thread, never on the caller's, and never
-    /// while a lock of the runtime is held. Does not block. `method_id` counts the interface's methods from 0 in
-    /// alphabetical order, as on the skeleton's side. Any thread.
-    virtual std::shared_ptr<Method_call> call(unsigned short method_id, Serialized_payload request, Answer answer) = 0;
+    /// while a lock of the runtime is held. Does not block. `method_id` counts the interface's methods from 0
+    /// in alphabetical order, as on the skeleton's side. Any thread.
+    virtual std::shared_ptr<Method_call> call(unsigned short method_id, Serialized_payload request,
+                                              Answer answer) = 0;
 
     /// Where the service is reached, for people: "tcp 127.0.0.1:30509" or "local".
     virtual std::string endpoint() const = 0;

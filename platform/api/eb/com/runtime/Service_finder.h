@@ -31,8 +31,8 @@ public:
 
     /// Calls `found` with the whole list whenever it changes, the first time as soon as anything is known.
     /// Always on a runtime thread, never on the caller's. Any thread.
-    virtual std::shared_ptr<Subscription_handle> subscribe(Service_id const& service, Instance_id const& instance,
-                                                           Found found) = 0;
+    virtual std::shared_ptr<Subscription_handle> subscribe(Service_id const& service,
+                                                           Instance_id const& instance, Found found) = 0;
 };
 
 }  // namespace eb::com::runtime

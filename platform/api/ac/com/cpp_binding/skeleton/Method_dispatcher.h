@@ -14,8 +14,8 @@ namespace ac::com::cpp_binding::skeleton {
 /// Identifies one call in logs; unique in the process.
 using Method_call_id = std::uint64_t;
 
-/// Sends the reply of one call: SOME/IP return code and payload. May be called from any thread, also after the
-/// dispatcher and the port have gone; only the first call has an effect. Never blocks. Empty for a call
+/// Sends the reply of one call: SOME/IP return code and payload. May be called from any thread, also after
+/// the dispatcher and the port have gone; only the first call has an effect. Never blocks. Empty for a call
 /// that wants no answer. The runtime forgets the session when the last copy dies.
 using Reply_function = std::function<void(unsigned char, eb::com::runtime::Serialized_payload)>;
 

@@ -18,7 +18,8 @@ public:
 
     /// Sends the reply with that return code. Uses nothing of the method object, so that a reply may leave
     /// after the skeleton has gone. A null payload counts as empty.
-    static void reply_method(Reply_function const& reply, std::shared_ptr<std::vector<unsigned char>> const& payload,
+    static void reply_method(Reply_function const& reply,
+                             std::shared_ptr<std::vector<unsigned char>> const& payload,
                              unsigned char return_code);
 
     unsigned short method_id() const noexcept { return m_method_id; }
