@@ -2,7 +2,6 @@ package zvif.vehicle.services.val.diagara;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
-import static org.junit.jupiter.api.Assumptions.assumeTrue;
 
 import org.junit.jupiter.api.Tag;
 import org.junit.jupiter.api.Test;
@@ -33,9 +32,9 @@ class RegistrationCyclesTest {
                 (System.nanoTime() - start) / 1_000_000, before, after);
         assertEquals(before.threads(), after.threads());
         assertEquals(before.descriptors(), after.descriptors());
-        // A sanitizer keeps freed memory for a while, much of it.
-        assumeTrue(System.getenv("JVM_PRELOAD") == null);
-        assertTrue(after.residentKb() - before.residentKb() < MOST_RESIDENT_GROWTH_KB, before + " -> " + after);
+        if (System.getenv("JVM_PRELOAD") == null) { // a sanitizer keeps much of what is freed
+            assertTrue(after.residentKb() - before.residentKb() < MOST_RESIDENT_GROWTH_KB, before + " -> " + after);
+        }
     }
 
     /** Each with a read that Java has seen and not answered when the bridge goes down. */
