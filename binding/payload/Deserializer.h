@@ -100,8 +100,6 @@ void deserialize_members(T& value, Read_buffer& buffer, std::size_t end,
             },
             value.fields());
     }
-    // Without a length field there is no promise that could have been passed: the buffer has been.
-    finish_record(buffer, end);
 }
 
 template <class Element>

@@ -49,8 +49,9 @@ protected:
         m_method.reset();
         m_dispatcher.reset();
         auto& pool = runtime::Component_singleton::get_thread_pool_factory().get(1);
-        m_dispatcher = std::make_unique<Method_dispatcher>(
-            m_port, std::make_unique<detail::Parallel_method_processor>(pool));
+        auto processor = std::make_unique<detail::Parallel_method_processor>(pool);
+        m_processor = processor.get();
+        m_dispatcher = std::make_unique<Method_dispatcher>(m_port, std::move(processor));
         m_method = std::make_unique<Method_impl<M>>(1, std::move(implementation), *m_dispatcher);
         m_dispatcher->start();
     }
@@ -76,10 +77,7 @@ protected:
     }
 
     /// Until every call that was handed in has left its handler.
-    void settle() {
-        m_dispatcher->stop();
-        m_dispatcher->start();
-    }
+    void settle() { m_processor->wait(); }
 
     Future<Output> take(Meta const& meta) {
         std::lock_guard const lock(m_mutex);
@@ -96,6 +94,7 @@ protected:
     std::deque<Promise<Output>> m_promises;  // guarded by m_mutex while calls are in their handlers
     std::vector<Meta> m_metas;               // the same
     std::unique_ptr<Method_dispatcher> m_dispatcher;
+    detail::Parallel_method_processor* m_processor = nullptr;  // the dispatcher's
     std::unique_ptr<Method_impl<M>> m_method;
 };
 

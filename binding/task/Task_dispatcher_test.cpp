@@ -25,19 +25,20 @@ class Task_dispatcher_of : public testing::Test {
 protected:
     /// Waits until the pool's threads have come to the end of what they were given.
     void letPoolSettle() {
-        std::vector<std::unique_ptr<Gate>> gates;
-        Gate goOn;
+        // Shared with the tasks, which may still be leaving when this returns.
+        auto const goOn = std::make_shared<Gate>();
+        std::vector<std::shared_ptr<Gate>> gates;
         for (std::size_t i = 0; i < m_pool.num_threads(); ++i) {
-            gates.push_back(std::make_unique<Gate>());
-            m_pool.post([&goOn, gate = gates.back().get()] {
+            gates.push_back(std::make_shared<Gate>());
+            m_pool.post([goOn, gate = gates.back()] {
                 gate->open();
-                goOn.wait();
+                goOn->wait();
             });
         }
         for (auto const& gate : gates) {
             EXPECT_TRUE(gate->wait());
         }
-        goOn.open();
+        goOn->open();
     }
 
     static_thread_pool m_pool{3};
@@ -326,10 +327,10 @@ TEST(Thread_pool_view_test, WaitFromInsideDoesNotWaitForTheOtherTasks) {
 }
 
 TEST(Thread_pool_view_test, EndInsideATaskLeavesTheOtherTasksToEnd) {
-    static_thread_pool pool(2);
-    auto sut = std::make_unique<Thread_pool_view>(pool);
     Gate ended;
     Gate otherDone;
+    static_thread_pool pool(2);
+    auto sut = std::make_unique<Thread_pool_view>(pool);
     sut->post([&] {
         EXPECT_TRUE(ended.wait());
         otherDone.open();

@@ -35,9 +35,9 @@ TEST(static_thread_pool, HasAsManyThreadsAsAskedForAndAtLeastOne) {
 }
 
 TEST(static_thread_pool, RunsAsManyTasksAtOnceAsItHasThreads) {
-    static_thread_pool sut(2);
     Gate first;
     Gate second;
+    static_thread_pool sut(2);
     sut.post([&] {
         first.open();
         EXPECT_TRUE(second.wait());

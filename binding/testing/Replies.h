@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <ostream>
 #include <vector>
 
 #include <ac/com/cpp_binding/skeleton/Method_dispatcher.h>
@@ -19,6 +20,10 @@ struct Reply {
     std::vector<unsigned char> bytes;
     bool operator==(Reply const&) const = default;
 };
+
+inline void PrintTo(Reply const& reply, std::ostream* out) {
+    *out << "code " << reply.code << ", bytes " << testing::PrintToString(reply.bytes);
+}
 
 /// Waits for what becomes of one call: its reply, or the end of its reply function without any.
 class Reply_catcher {
