@@ -39,7 +39,8 @@ public:
     explicit RawPresenter(Session& session) : m_session(session) {}
 
     void show(Report const& report) override {
-        m_session.out() << hexPlain(report.exchange.payload) << std::endl;
+        bool const isReply = report.exchange.returnCode == 0;  // an error's payload is none
+        m_session.out() << (isReply ? hexPlain(report.exchange.payload) : std::string()) << std::endl;
         if (report.outcome == Outcome::ok && report.detail.empty()) return;
         m_session.err() << "tester: " << hexNumber(report.identifier->number) << ": " << report.detail
                         << std::endl;
