@@ -50,7 +50,8 @@ Component_singleton::Component_singleton(bool /*standalone*/, std::string const&
         shared.runtime =
             std::make_shared<eb::com::runtime::Process_runtime>(eb::com::runtime::readManifest());
         eb::com::runtime::log(ara::log::LogLevel::kInfo,
-                              "runtime of '" + name + "' with " + shared.runtime->deployment().origin + ", " +
+                              "runtime of '" + (name.empty() ? program_invocation_short_name : name) +
+                                  "' with " + shared.runtime->deployment().origin + ", " +
                                   std::to_string(shared.runtime->deployment().services.size()) + " services");
     }
     ++shared.owners;

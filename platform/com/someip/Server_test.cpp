@@ -401,16 +401,19 @@ TEST_F(Server_limits_test, BytesOfOutstandingCallsAreLimitedToo) {
     m_tcpService.takeHeld();
 }
 
-TEST_F(Server_limits_test, DatagramsAboveTheLimitWaitOrAreLost) {
+TEST_F(Server_limits_test, DatagramsAboveTheLimitWaitWithTheOperatingSystem) {
     Raw_socket peer(udp());
     for (std::uint16_t session = 1; session <= 10; ++session)
         peer.send(frame(request(UDP_SERVICE, wire(HOLD), session)));
     ASSERT_TRUE(eventually([this] { return m_udpService.held() == 4; }));
-    while (m_udpService.held() != 0) {
-        for (auto const& reply : m_udpService.takeHeld()) reply(0, {});
-        eventually([this] { return m_udpService.held() != 0 || counters().sessions == 0; });
+    for (std::size_t answered = 0; answered < 10;) {
+        ASSERT_TRUE(eventually([this] { return m_udpService.held() != 0; }));
+        auto const replies = m_udpService.takeHeld();
+        EXPECT_LE(replies.size(), 4U);
+        for (auto const& reply : replies) reply(0, {});
+        answered += replies.size();
     }
-    while (!peer.isSilent()) EXPECT_TRUE(peer.read());
+    for (std::uint16_t session = 1; session <= 10; ++session) EXPECT_EQ(peer.read()->header.session, session);
     expectEcho(peer, UDP_SERVICE);
 }
 

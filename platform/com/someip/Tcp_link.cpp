@@ -108,7 +108,8 @@ void Tcp_link::close() {
 
 void Tcp_link::fail(asio::error_code const& error) {
     close();
-    if (auto const user = m_user.lock()) user->broken(error);
+    // As the standard's category, whose errors compare with std::errc.
+    if (auto const user = m_user.lock()) user->broken({error.value(), std::system_category()});
 }
 
 }  // namespace eb::com::runtime::someip

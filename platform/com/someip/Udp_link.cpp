@@ -66,7 +66,8 @@ void Udp_link::close() {
 
 void Udp_link::fail(asio::error_code const& error) {
     close();
-    if (auto const user = m_user.lock()) user->broken(error);
+    // As the standard's category, whose errors compare with std::errc.
+    if (auto const user = m_user.lock()) user->broken({error.value(), std::system_category()});
 }
 
 }  // namespace eb::com::runtime::someip
