@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
 #include <set>
 
@@ -54,7 +55,10 @@ TEST_P(EveryRecord, UnpacksAsTheOracleFromEveryPrefixForEveryCount) {
     }
 }
 
-TEST_P(EveryRecord, TakesAndRefusesTheSameValuesOfEveryEnumeration) {
+class RecordWithEnumerations : public EveryRecord {};
+class RecordWithBools : public EveryRecord {};
+
+TEST_P(RecordWithEnumerations, TakesAndRefusesTheSameValuesOfEach) {
     const RecordMemory valid = validRecord(table, 2);
     for (const Place& place : places(table)) {
         if (place.field->kind != Field::Kind::ENUM) continue;
@@ -70,7 +74,7 @@ TEST_P(EveryRecord, TakesAndRefusesTheSameValuesOfEveryEnumeration) {
     }
 }
 
-TEST_P(EveryRecord, TakesEveryByteAsABool) {
+TEST_P(RecordWithBools, TakesEveryByte) {
     const RecordMemory valid = validRecord(table, 1);
     for (const Place& place : places(table)) {
         if (place.field->kind != Field::Kind::BOOL) continue;
@@ -100,8 +104,8 @@ TEST_P(EveryRecord, NamesTheFirstNullArgument) {
                   pack(table, aHeader, aBuffer, aCursor, aSource).code)
             << present;
         cursor = 0;
-        const int expected = present == 15 ? 0 : unpack(table, aHeader, aBuffer, aCursor, aDestination).code;
-        if (present == 15) continue;
+        const int expected = unpack(table, aHeader, aBuffer, aCursor, aDestination).code;
+        cursor = 0;
         EXPECT_EQ(sut.unpack(aHeader, aBuffer, aCursor, aDestination), expected) << present;
     }
     takeRangeErrors();
@@ -121,8 +125,32 @@ TEST_P(EveryRecord, StaysBelow64KiBInMemory) {
     EXPECT_LT(table.bytes, 65536u);
 }
 
-INSTANTIATE_TEST_SUITE_P(Codec, EveryRecord, testing::ValuesIn(subjects()),
-                         [](const auto& info) { return std::string(info.param.name); });
+template <class Predicate>
+std::vector<Subject> subjectsThat(Predicate predicate) {
+    std::vector<Subject> all = subjects();
+    std::erase_if(all, [&](const Subject& each) { return !predicate(each); });
+    return all;
+}
+
+bool hasKind(const Subject& subject, Field::Kind kind) {
+    const std::vector<Place> all = places(*subject.table);
+    return std::any_of(all.begin(), all.end(), [&](const Place& place) { return place.field->kind == kind; });
+}
+
+std::string nameOf(const testing::TestParamInfo<Subject>& info) {
+    return info.param.name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Codec, EveryRecord, testing::ValuesIn(subjects()), nameOf);
+INSTANTIATE_TEST_SUITE_P(Codec, RecordWithEnumerations,
+                         testing::ValuesIn(subjectsThat([](const Subject& each) {
+                             return hasKind(each, Field::Kind::ENUM);
+                         })),
+                         nameOf);
+INSTANTIATE_TEST_SUITE_P(Codec, RecordWithBools, testing::ValuesIn(subjectsThat([](const Subject& each) {
+                             return hasKind(each, Field::Kind::BOOL);
+                         })),
+                         nameOf);
 
 class EveryMessage : public testing::TestWithParam<Subject> {
 protected:
@@ -165,16 +193,10 @@ TEST_P(EveryMessage, NamesTheFirstNullArgumentOfUnpacking) {
     EXPECT_EQ(sut.unpackMessage(&header, &byte, nullptr), eUnpackNoRecord);
 }
 
-std::vector<Subject> messages() {
-    std::vector<Subject> all;
-    for (const Subject& each : subjects()) {
-        if (each.message != nullptr) all.push_back(each);
-    }
-    return all;
-}
-
-INSTANTIATE_TEST_SUITE_P(Codec, EveryMessage, testing::ValuesIn(messages()),
-                         [](const auto& info) { return std::string(info.param.message); });
+INSTANTIATE_TEST_SUITE_P(Codec, EveryMessage, testing::ValuesIn(subjectsThat([](const Subject& each) {
+                             return each.message != nullptr;
+                         })),
+                         nameOf);
 
 class EveryText : public testing::TestWithParam<Subject> {
 protected:
@@ -209,10 +231,16 @@ TEST_P(EveryText, IsTheOraclesTextForEveryCount) {
 TEST_P(EveryText, StaysInBuffersOfEverySize) {
     const RecordMemory record = validRecord(table, 20);
     const std::string whole = text(table, record.get());
+    const std::vector<Place> all = places(table);
+    // Integers in an array are charged otherwise than they are long, so that not every cut is a prefix.
+    const bool cutsAreLengths = std::none_of(all.begin(), all.end(), [](const Place& place) {
+        return place.field->isArray && place.field->wireBytes > 1;
+    });
     for (std::size_t size = 0; size <= whole.size() + 200; ++size) {
         const std::string cut = textIn(size, record);
-        // Integers of 32 bits may be longer than the rule charges, so that not every cut is a prefix.
-        EXPECT_EQ(cut.substr(0, 12), whole.substr(0, std::min<std::size_t>(cut.size(), 12))) << size;
+        if (cutsAreLengths) {
+            EXPECT_EQ(cut, whole.substr(0, size == 0 ? 0 : size - 1)) << size;
+        }
     }
 }
 
@@ -230,15 +258,9 @@ TEST_P(EveryText, WritesNothingWithoutABufferAndAnEmptyStringWithoutARecord) {
     EXPECT_EQ(text[0], '\0');
 }
 
-std::vector<Subject> texts() {
-    std::vector<Subject> all;
-    for (const Subject& each : subjects()) {
-        if (each.toString) all.push_back(each);
-    }
-    return all;
-}
-
-INSTANTIATE_TEST_SUITE_P(Codec, EveryText, testing::ValuesIn(texts()),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Codec, EveryText, testing::ValuesIn(subjectsThat([](const Subject& each) {
+                             return each.toString != nullptr;
+                         })),
+                         nameOf);
 
 }  // namespace oracle
