@@ -26,8 +26,8 @@ std::unique_ptr<Presenter> tablePresenter(Session& session, Selection const& sel
 std::unique_ptr<Presenter> detailPresenter(Session& session);
 /// One document at the end.
 std::unique_ptr<Presenter> jsonPresenter(Session& session, std::string command);
-/// One line of hex digits for each data identifier, empty for a failed one, which is told on the error
-/// stream.
+/// One line of hex digits for each data identifier, empty without a reply or for an error code; whatever
+/// failed is told on the error stream.
 std::unique_ptr<Presenter> rawPresenter(Session& session);
 
 }  // namespace tester
