@@ -21,7 +21,6 @@ public:
               unsigned short method, Serialized_payload const& request);
 
 private:
-    class Session;
     struct Waiting {
         std::shared_ptr<Open_call> call;
         std::weak_ptr<Provided_service> service;

@@ -1,11 +1,11 @@
 #include "platform/com/someip/Server_connection.h"
 
 #include <algorithm>
-#include <atomic>
 #include <optional>
 #include <utility>
 
 #include "platform/com/runtime/Log.h"
+#include "platform/com/runtime/Session.h"
 
 namespace eb::com::runtime::someip {
 namespace {
@@ -16,48 +16,6 @@ constexpr std::chrono::milliseconds LINGER{1000};
 
 /// The most that IPv4 lets a UDP datagram carry.
 constexpr std::size_t DATAGRAM_BYTES = 65'507;
-
-/// One call taken from a connection. Its reply function owns it, so that it is forgotten with the last copy,
-/// whether it was answered or not. Any thread.
-class Session {
-public:
-    Session(std::shared_ptr<Loop> loop, std::weak_ptr<Server_connection> connection, Frame const& frame,
-            Address from)
-        : m_loop(std::move(loop)),
-          m_connection(std::move(connection)),
-          m_request(frame.header),
-          m_from(from),
-          m_bytes(frame.payload.bytes().size()) {}
-
-    ~Session() {
-        try {
-            m_loop->post([weak = m_connection, bytes = m_bytes] {
-                if (auto const connection = weak.lock()) connection->sessionEnded(bytes);
-            });
-        } catch (...) {
-            log(ara::log::LogLevel::kError, "no memory to end a call");
-        }
-    }
-    Session(Session const&) = delete;
-    Session& operator=(Session const&) = delete;
-
-    void reply(std::uint8_t code, Serialized_payload payload) {
-        if (m_answered.exchange(true)) return;
-        m_loop->post(
-            [weak = m_connection, request = m_request, from = m_from, code, payload = std::move(payload)] {
-                if (auto const connection = weak.lock()) connection->reply(request, from, code, payload);
-            });
-    }
-
-private:
-    std::shared_ptr<Loop> const m_loop;
-    std::weak_ptr<Server_connection> const m_connection;
-    Header const m_request;
-    Address const m_from;
-    std::size_t const m_bytes;
-    std::atomic<bool> m_answered{false};
-    Counted m_counted{counters().sessions};
-};
 
 std::optional<unsigned short> indexOf(Service_deployment const& service, std::uint16_t wireId) {
     auto const found = std::find_if(service.methods.begin(), service.methods.end(),
@@ -146,14 +104,21 @@ void Server_connection::handle(Frame const& frame, Address const& from) {
     if (error != E_OK) return refuse(header, from, error);
 
     std::shared_ptr<Provided_service> const service = m_context->offers.at(header.service);
-    auto const session = std::make_shared<Session>(m_context->loop, weak_from_this(), frame, from);
+    std::size_t const bytes = frame.payload.bytes().size();
+    auto const session = std::make_shared<Session>(
+        m_context->loop,
+        [loop = m_context->loop, weak = weak_from_this(), header, from](std::uint8_t code,
+                                                                        Serialized_payload payload) {
+            loop->post([weak, header, from, code, payload = std::move(payload)] {
+                if (auto const connection = weak.lock()) connection->reply(header, from, code, payload);
+            });
+        },
+        [weak = weak_from_this(), bytes] {
+            if (auto const connection = weak.lock()) connection->sessionEnded(bytes);
+        });
     ++m_calls;
-    m_callBytes += frame.payload.bytes().size();
-    ac::com::cpp_binding::skeleton::Reply_function reply;
-    if (wantsAnswer(header))
-        reply = [session](std::uint8_t code, Serialized_payload payload) {
-            session->reply(code, std::move(payload));
-        };
+    m_callBytes += bytes;
+    auto const reply = wantsAnswer(header) ? Session::replyOf(session) : nullptr;
     service->deliver(*indexOf(service->deployment(), header.method), reply, frame.payload, session);
 }
 

@@ -9,39 +9,12 @@
 #include "platform/com/testing/Await.h"
 #include "platform/com/testing/Echo_service.h"
 #include "platform/com/testing/Raw_socket.h"
+#include "platform/com/testing/Server_test.h"
 
 namespace eb::com::runtime::someip {
 namespace {
 
 using namespace testing;
-
-class Server_test : public ::testing::Test {
-protected:
-    explicit Server_test(std::string const& limits = "{}")
-        : m_runtime(makeRuntime(manifest(m_address, limits))) {}
-    ~Server_test() override {
-        EXPECT_TRUE(eventually([] { return counters().sessions == 0; })) << "a call is kept for ever";
-    }
-
-    Endpoint tcp() const { return {Transport::tcp, m_address}; }
-    Endpoint udp() const { return {Transport::udp, m_address}; }
-
-    /// Whether the next good call there is answered with its own bytes.
-    static void expectEcho(Raw_socket& peer, std::uint16_t service) {
-        static std::uint16_t session = 0x4000;
-        Bytes const payload = {0x12, 0x34, static_cast<std::uint8_t>(++session & 0xFFU)};
-        peer.send(frame(request(service, wire(ECHO), session), payload));
-        auto const answer = peer.read();
-        ASSERT_TRUE(answer);
-        EXPECT_EQ(answer->header, answerTo(request(service, wire(ECHO), session), E_OK));
-        EXPECT_EQ(answer->payload.bytes(), payload);
-    }
-
-    Address const m_address = freeAddress();
-    std::unique_ptr<ac::com::runtime::Component_singleton> m_runtime;
-    Echo_service m_tcpService{"test::Tcp"};
-    Echo_service m_udpService{"test::Udp"};
-};
 
 TEST_F(Server_test, ReplyCarriesTheServicesBytes) {
     Raw_socket peer(tcp());
@@ -110,139 +83,6 @@ TEST_F(Server_test, RepliesOfLaterCallsMayComeFirst) {
     m_tcpService.takeHeld().front()(0, {});
     EXPECT_EQ(peer.read()->header.session, 1);
 }
-
-/// A frame that is wrong in one way, what it is answered with, and whether the connection lives on.
-struct Hostile {
-    char const* name;
-    Bytes bytes;
-    std::optional<std::uint8_t> code;  // nothing: no answer
-    bool survives = true;              // on a stream
-};
-
-Bytes with(Header header, std::size_t position, std::uint8_t value) {
-    Bytes bytes = frame(header, {1, 2, 3});
-    bytes[position] = value;
-    return bytes;
-}
-
-Bytes withLength(std::uint16_t service, std::uint32_t length) {
-    Bytes bytes = frame(request(service, wire(ECHO)));
-    for (std::size_t index = 0; index < 4; ++index)
-        bytes[4 + index] = static_cast<std::uint8_t>(length >> (24 - 8 * index));
-    return bytes;
-}
-
-/// Rows that hold for both transports.
-std::vector<Hostile> hostileFrames(std::uint16_t service) {
-    Header const good = request(service, wire(ECHO));
-    std::vector<Hostile> rows = {
-        {"UnknownService", frame(request(0x4711, 1)), E_UNKNOWN_SERVICE},
-        {"ServiceOfTheOtherTransport", frame(request(service ^ 3U, wire(ECHO))), E_UNKNOWN_SERVICE},
-        {"ServiceZero", frame(request(0, 0)), E_UNKNOWN_SERVICE},
-        {"DiscoveryMessage", frame(request(0xFFFF, 0x8100)), E_UNKNOWN_SERVICE},
-        {"UnknownMethod", frame(request(service, 0x99)), E_UNKNOWN_METHOD},
-        {"MethodZero", frame(request(service, 0)), E_UNKNOWN_METHOD},
-        {"EventInsteadOfAMethod", frame(request(service, 0x8001)), E_UNKNOWN_METHOD},
-        {"MethodWithoutAHandler", frame(request(service, wire(UNHANDLED))), E_UNKNOWN_METHOD},
-        {"ProtocolVersion0", with(good, 12, 0), E_WRONG_PROTOCOL_VERSION},
-        {"ProtocolVersion2", with(good, 12, 2), E_WRONG_PROTOCOL_VERSION},
-        {"ProtocolVersion255", with(good, 12, 255), E_WRONG_PROTOCOL_VERSION},
-        {"InterfaceVersion0", with(good, 13, 0), E_WRONG_INTERFACE_VERSION},
-        {"InterfaceVersion1", with(good, 13, 1), E_WRONG_INTERFACE_VERSION},
-        {"InterfaceVersion3", with(good, 13, 3), E_WRONG_INTERFACE_VERSION},
-        {"InterfaceVersion255", with(good, 13, 255), E_WRONG_INTERFACE_VERSION},
-        {"SegmentedRequest", with(good, 14, 0x20), E_WRONG_MESSAGE_TYPE},
-        {"UndefinedType3", with(good, 14, 0x03), E_WRONG_MESSAGE_TYPE},
-        {"UndefinedType40", with(good, 14, 0x40), E_WRONG_MESSAGE_TYPE},
-        {"UndefinedType7F", with(good, 14, 0x7F), E_WRONG_MESSAGE_TYPE},
-        {"Notification", with(good, 14, 0x02), {}},
-        {"Response", with(good, 14, 0x80), {}},
-        {"Error", with(good, 14, 0x81), {}},
-        {"SegmentedResponse", with(good, 14, 0xA0), {}},
-        {"SegmentedError", with(good, 14, 0xA1), {}},
-        {"NoReturnToAnUnknownMethod", with(request(service, 0x99), 14, 0x01), {}},
-        {"ResponseOfAnUnknownService", with(request(0x4711, 1), 14, 0x80), {}},
-        {"MagicCookieOfAClient", frame({0xFFFF, 0x0000, 0xDEAD, 0xBEEF, 1, 1, 1, 0}), {}},
-        {"MagicCookieOfAServer", frame({0xFFFF, 0x8000, 0xDEAD, 0xBEEF, 1, 1, 2, 0}), {}},
-        {"LengthOneAboveTheBound", withLength(service, 8 + (1U << 20U) + 1), E_MALFORMED_MESSAGE, false},
-        {"LengthOf31Bits", withLength(service, 0x7FFFFFFFU), E_MALFORMED_MESSAGE, false},
-        {"LengthWithTheHighestBit", withLength(service, 0x80000000U), E_MALFORMED_MESSAGE, false},
-        {"LengthMaximumLess8", withLength(service, 0xFFFFFFF7U), E_MALFORMED_MESSAGE, false},
-        {"LengthMaximum", withLength(service, 0xFFFFFFFFU), E_MALFORMED_MESSAGE, false},
-    };
-    static std::deque<std::string> names;
-    for (std::uint32_t length = 0; length < 8; ++length) {
-        names.push_back("Length" + std::to_string(length));
-        rows.push_back({names.back().c_str(), withLength(service, length), {}, false});
-    }
-    names.push_back("Garbage");
-    Bytes garbage(64);
-    std::uint32_t state = 12345;
-    for (std::uint8_t& byte : garbage)
-        byte = static_cast<std::uint8_t>((state = state * 1103515245U + 12345U) >> 16U);
-    garbage[4] = 0xFF;  // no sender of garbage has a length in bounds for long
-    garbage[14] = 0xFF;
-    rows.push_back({names.back().c_str(), garbage, {}, false});
-    return rows;
-}
-
-class Server_hostile_test : public Server_test, public ::testing::WithParamInterface<std::size_t> {};
-
-class Server_hostile_tcp_test : public Server_hostile_test {};
-
-TEST_P(Server_hostile_tcp_test, IsAnsweredByTheTableAndHarmsNobody) {
-    Hostile const row = hostileFrames(TCP_SERVICE).at(GetParam());
-    SCOPED_TRACE(row.name);
-    Raw_socket other(tcp());
-    Raw_socket peer(tcp());
-
-    peer.send(row.bytes);
-
-    if (row.code) {
-        auto const answer = peer.read();
-        ASSERT_TRUE(answer);
-        EXPECT_EQ(answer->header.code, *row.code);
-        EXPECT_EQ(answer->header.type, 0x81);
-        EXPECT_EQ(answer->header.client, 0x0101);
-        EXPECT_EQ(answer->header.session, 1);
-        EXPECT_EQ(answer->header.protocolVersion, 1);
-        EXPECT_TRUE(answer->payload.bytes().empty());
-    }
-    if (row.survives)
-        expectEcho(peer, TCP_SERVICE);
-    else
-        EXPECT_TRUE(peer.isClosedByPeer());
-    expectEcho(other, TCP_SERVICE);
-    Raw_socket next(tcp());
-    expectEcho(next, TCP_SERVICE);
-}
-
-class Server_hostile_udp_test : public Server_hostile_test {};
-
-TEST_P(Server_hostile_udp_test, IsAnsweredByTheTableAndHarmsNobody) {
-    Hostile const row = hostileFrames(UDP_SERVICE).at(GetParam());
-    SCOPED_TRACE(row.name);
-    Raw_socket peer(udp());
-
-    peer.send(row.bytes);
-
-    if (row.code) {
-        auto const answer = peer.read();
-        ASSERT_TRUE(answer);
-        EXPECT_EQ(answer->header.code, *row.code);
-        EXPECT_EQ(answer->header.type, 0x81);
-    }
-    expectEcho(peer, UDP_SERVICE);
-    Raw_socket next(udp());
-    expectEcho(next, UDP_SERVICE);
-}
-
-std::string rowName(::testing::TestParamInfo<std::size_t> const& info) {
-    return hostileFrames(TCP_SERVICE).at(info.param).name;
-}
-std::size_t const ROWS = hostileFrames(TCP_SERVICE).size();
-INSTANTIATE_TEST_SUITE_P(Frames, Server_hostile_tcp_test, ::testing::Range(std::size_t{0}, ROWS), rowName);
-INSTANTIATE_TEST_SUITE_P(Frames, Server_hostile_udp_test, ::testing::Range(std::size_t{0}, ROWS), rowName);
 
 TEST_F(Server_test, TruncatedDatagramsAreDropped) {
     Bytes const whole = frame(request(UDP_SERVICE, wire(ECHO)), {1, 2, 3});

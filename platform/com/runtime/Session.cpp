@@ -1,0 +1,31 @@
+#include "platform/com/runtime/Session.h"
+
+#include <utility>
+
+#include "platform/com/runtime/Log.h"
+
+namespace eb::com::runtime {
+
+Session::Session(std::shared_ptr<Loop> loop, ac::com::cpp_binding::skeleton::Reply_function answer,
+                 std::function<void()> ended)
+    : m_loop(std::move(loop)), m_answer(std::move(answer)), m_ended(std::move(ended)) {}
+
+Session::~Session() {
+    try {
+        m_loop->post(std::move(m_ended));
+    } catch (...) {
+        log(ara::log::LogLevel::kError, "no memory to end a call");
+    }
+}
+
+void Session::reply(std::uint8_t code, Serialized_payload payload) {
+    if (!m_answered.exchange(true)) m_answer(code, std::move(payload));
+}
+
+ac::com::cpp_binding::skeleton::Reply_function Session::replyOf(std::shared_ptr<Session> session) {
+    return [session = std::move(session)](std::uint8_t code, Serialized_payload payload) {
+        session->reply(code, std::move(payload));
+    };
+}
+
+}  // namespace eb::com::runtime
