@@ -1,8 +1,7 @@
 // What an incident is told with beyond its own record.
 #pragma once
 
-#include <exception>
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 
 #include "binding/incident/Json_serializer.h"
@@ -13,26 +12,23 @@ namespace ac::com::cpp_binding::log {
 struct Failure_text {
     std::string what;
 };
-inline void to_json(nlohmann::json& json, Failure_text const& failure) {
-    json["1_what"] = failure.what;
-}
+void to_json(nlohmann::json& json, Failure_text const& failure);
 
 /// Data of a service's type, printed in full. Refers to it.
 template <class T>
 struct Generated_data {
     T const& value;
 };
+/// Begins the object of generated data; gives the place for its value.
+nlohmann::json& generated_value(nlohmann::json& json);
 template <class T>
 void to_json(nlohmann::json& json, Generated_data<T> const& data) {
-    json["1_type"] = "generated_type";
-    json["2_value"] = ac::com::json::serialization::Json_serializer::serialize(data.value);
+    ac::com::json::serialization::Json_serializer::serialize(data.value, generated_value(json));
 }
 
 /// Data that no printed form exists for.
 struct Undefined_data {};
-inline void to_json(nlohmann::json& json, Undefined_data const&) {
-    json["1_type"] = "undefined_type";
-}
+void to_json(nlohmann::json& json, Undefined_data const&);
 
 }  // namespace ac::com::cpp_binding::log
 
@@ -46,9 +42,13 @@ struct Serialization_helper {
     template <class... Args>
     static void serialize_additional_args(nlohmann::json& json, Args const&... args) {
         if constexpr (sizeof...(Args) > 0) {
-            (json["2_data"].update(nlohmann::json(args)), ...);
+            nlohmann::json& data = data_object(json);
+            (to_json(data, args), ...);
         }
     }
+
+private:
+    static nlohmann::json& data_object(nlohmann::json& json);
 };
 
 }  // namespace ac::com::json::serialization::detail

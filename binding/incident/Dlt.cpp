@@ -1,17 +1,19 @@
 #include "binding/incident/Dlt.h"
 
+#include <nlohmann/json.hpp>
+
 #include <ac/com/cpp_binding/logger.h>
 #include <ara/com/logger.h>
 
-namespace ac::com::json::serialization::detail {
-
-std::string get_json_dump(nlohmann::json const& json) {
-    return json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
-}
-
-}  // namespace ac::com::json::serialization::detail
-
 namespace ac::com::log::target {
+
+Dlt::Line::Line() : m_json(std::make_unique<nlohmann::json>(nlohmann::json::object())) {}
+
+Dlt::Line::~Line() = default;
+
+nlohmann::json& Dlt::Line::incident() {
+    return (*m_json)["1_incident"];
+}
 
 void Dlt::trace_impl(std::string const& text, ara::log::LogLevel level) const {
     if (text.empty()) {

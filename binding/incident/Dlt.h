@@ -1,6 +1,7 @@
 #pragma once
 
-#include <nlohmann/json.hpp>
+#include <memory>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 
 #include <ara/log/Logger.h>
@@ -31,10 +32,10 @@ public:
         if (!is_log_enabled(level)) {
             return;
         }
-        nlohmann::json line;
-        line["1_incident"] = incident;
-        json::serialization::detail::Serialization_helper::serialize_additional_args(line, args...);
-        trace_impl(json::serialization::detail::get_json_dump(line), level);
+        Line line;
+        to_json(line.incident(), incident);
+        json::serialization::detail::Serialization_helper::serialize_additional_args(line.json(), args...);
+        trace_impl(json::serialization::detail::get_json_dump(line.json()), level);
     }
 
     /// Writes a text; an empty one is not sent. Levels other than fatal, error, warn, info and verbose go out
@@ -42,6 +43,21 @@ public:
     void trace_impl(std::string const& text, ara::log::LogLevel level) const;
 
 private:
+    /// The object that becomes a line.
+    class Line {
+    public:
+        Line();
+        ~Line();
+        Line(Line const&) = delete;
+        Line& operator=(Line const&) = delete;
+
+        nlohmann::json& json() noexcept { return *m_json; }
+        nlohmann::json& incident();
+
+    private:
+        std::unique_ptr<nlohmann::json> m_json;
+    };
+
     ara::log::Logger& m_logger;
 };
 

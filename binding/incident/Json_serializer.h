@@ -1,7 +1,8 @@
 #pragma once
 
 #include <cstddef>
-#include <nlohmann/json.hpp>
+#include <cstdint>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <tuple>
 #include <type_traits>
@@ -17,43 +18,56 @@ namespace ac::com::json::serialization {
 /// null.
 class Json_serializer {
 public:
+    /// Puts the value at `json`, in place of what stands there.
     template <class T>
-    static nlohmann::json serialize(T const& value) {
+    static void serialize(T const& value, nlohmann::json& json) {
         namespace payload = ac::com::someip::serialization;
         if constexpr (std::is_enum_v<T>) {
-            return static_cast<std::underlying_type_t<T>>(value);
+            serialize(static_cast<std::underlying_type_t<T>>(value), json);
         } else if constexpr (payload::IS_OPTIONAL<T>) {
-            return value ? serialize(*value) : nlohmann::json(nullptr);
+            value ? serialize(*value, json) : put_null(json);
         } else if constexpr (payload::Tagged_structure<T>) {
-            nlohmann::json members = nlohmann::json::array();
+            begin_list(json);
             std::apply(
                 [&](auto const&... field) {
-                    (members.push_back(tagged(T::TAGS[members.size()], field)), ...);
+                    std::size_t place = 0;
+                    (serialize(field, append_tagged(json, T::TAGS[place++])), ...);
                 },
                 value.fields());
-            return members;
         } else if constexpr (payload::Structure<T>) {
-            return std::apply(
-                [](auto const&... field) { return nlohmann::json::array({serialize(field)...}); },
-                value.fields());
-        } else if constexpr (payload::Number<T> || std::is_same_v<T, std::string> ||
-                             std::is_same_v<T, payload::String_map>) {
-            return value;
-        } else {
-            nlohmann::json elements = nlohmann::json::array();
-            for (auto const& element : value) {
-                elements.push_back(serialize(element));
+            begin_list(json);
+            std::apply([&](auto const&... field) { (serialize(field, append(json)), ...); }, value.fields());
+        } else if constexpr (std::is_same_v<T, std::string> || std::is_same_v<T, payload::String_map>) {
+            put(json, value);
+        } else if constexpr (std::is_same_v<T, bool>) {
+            put(json, value);
+        } else if constexpr (payload::Number<T>) {
+            if constexpr (std::is_signed_v<T>) {
+                put(json, std::int64_t{value});
+            } else {
+                put(json, std::uint64_t{value});
             }
-            return elements;
+        } else {
+            begin_list(json);
+            for (auto const& element : value) {
+                serialize(element, append(json));
+            }
         }
     }
 
 private:
-    template <class T>
-    static nlohmann::json tagged(ac::com::someip::serialization::Structure_tag tag, T const& value) {
-        return {
-            {"_1WireType", number(tag.wire_type)}, {"_2DataID", tag.data_id}, {"_3Value", serialize(value)}};
-    }
+    static void put_null(nlohmann::json& json);
+    static void put(nlohmann::json& json, bool value);
+    static void put(nlohmann::json& json, std::int64_t value);
+    static void put(nlohmann::json& json, std::uint64_t value);
+    static void put(nlohmann::json& json, std::string const& value);
+    static void put(nlohmann::json& json, ac::com::someip::serialization::String_map const& value);
+    static void begin_list(nlohmann::json& json);
+    /// A new last element of the list.
+    static nlohmann::json& append(nlohmann::json& list);
+    /// The same beside a tag.
+    static nlohmann::json& append_tagged(nlohmann::json& list,
+                                         ac::com::someip::serialization::Structure_tag tag);
 };
 
 }  // namespace ac::com::json::serialization

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <nlohmann/json.hpp>
+
 #include <array>
 
 namespace ac::com::json::serialization {
@@ -29,7 +31,9 @@ struct Tagged {
 
 template <class T>
 std::string textOf(T const& value) {
-    return Json_serializer::serialize(value).dump();
+    nlohmann::json json;
+    Json_serializer::serialize(value, json);
+    return json.dump();
 }
 
 TEST(Json_serializer, PrintsNumbersAndEnumerationsAsNumbers) {

@@ -14,7 +14,7 @@ requires requires(Incident const& incident, nlohmann::json& json) {
     incident.keys(json);
 }
 void to_json(nlohmann::json& json, Incident const& incident) {
-    json["1_id"] = Incident::NAME;
+    name_incident(json, Incident::NAME);
     incident.keys(json);
 }
 
