@@ -1,9 +1,9 @@
 #include "servers/did/test/Vehicle.h"
 
+#include <cctype>
 #include <chrono>
 #include <cstdlib>
 #include <map>
-#include <regex>
 #include <thread>
 
 #include <unistd.h>
@@ -120,13 +120,22 @@ std::shared_ptr<Call> Vehicle::call(Identifier const& id, unsigned short method,
     return call;
 }
 
+// A line reads 12:34:56|4711|SOURCE120::function() text; a component's source ends in "::" itself.
 std::vector<Vehicle::Line> Vehicle::linesOf(std::string const& source) {
-    static std::regex const form(R"(\d\d:\d\d:\d\d\|\d+\|([^|]*?)(\d+)::([~\w]+)\(\) ([^\n]*)\n)");
     std::vector<Line> lines;
     for (ara::log::Message const& message : log.messages("DIAG")) {
-        std::smatch parts;
-        if (!std::regex_match(message.text, parts, form) || parts[1].str().rfind(source, 0) != 0) continue;
-        lines.push_back({message.level, parts[3], parts[4]});
+        std::string const& all = message.text;
+        std::size_t const end = all.find("() ");
+        if (end == std::string::npos) continue;
+        std::size_t const function = all.rfind("::", end);
+        std::size_t const begin = all.rfind('|', end);
+        if (function == std::string::npos || begin == std::string::npos ||
+            all.compare(begin + 1, source.size(), source) != 0)
+            continue;
+        EXPECT_NE(std::isdigit(static_cast<unsigned char>(all[function - 1])), 0) << all;
+        EXPECT_EQ(all.back(), '\n');
+        lines.push_back({message.level, all.substr(function + 2, end - function - 2),
+                         all.substr(end + 3, all.size() - end - 4)});
     }
     log.clear();
     return lines;
