@@ -1,8 +1,9 @@
 #include "platform/log/Line.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <regex>
+#include <array>
 
 namespace ara::log {
 namespace {
@@ -14,8 +15,7 @@ std::string withoutClock(std::string const& line) {
 TEST(Line_test, BeginsWithTheClock) {
     std::string const line = formatLine(LogLevel::kInfo, "DIAG", "text", false);
 
-    EXPECT_TRUE(std::regex_match(line, std::regex("\\d\\d:\\d\\d:\\d\\d\\.\\d\\d\\d DIAG info text\n")))
-        << line;
+    EXPECT_THAT(line, ::testing::MatchesRegex("[0-9]{2}:[0-9]{2}:[0-9]{2}[.][0-9]{3} DIAG info text\n"));
 }
 
 TEST(Line_test, EveryLevelHasItsName) {

@@ -86,33 +86,26 @@ TEST(Runtime_test, PoolOfAClassIsAlwaysTheSame) {
 }
 
 TEST(Runtime_test, AnswerFunctionThatNeverReturnsDoesNotHoldUpTheEnd) {
-    std::mutex mutex;
-    std::condition_variable released;
-    bool release = false;
     auto runtime = makeRuntime(manifest(freeAddress()));
     auto service = std::make_unique<Echo_service>("test::Tcp");
     ac::com::cpp_binding::proxy::Rport const client({{"test::Tcp"}, {"1"}}, {0x20000});
-    Mailbox<bool> entered;
-    Mailbox<bool> left;
-    client.client_port()->call(ECHO, {}, [&](Call_result const&) {
-        entered.put(true);
-        std::unique_lock lock(mutex);
-        released.wait(lock, [&] { return release; });
-        left.put(true);
+    auto const entered = std::make_shared<Mailbox<bool>>();
+    auto const release = std::make_shared<Mailbox<bool>>();
+    auto const left = std::make_shared<Mailbox<bool>>();
+    client.client_port()->call(ECHO, {}, [=](Call_result const&) {
+        entered->put(true);
+        release->take();
+        left->put(true);
     });
-    ASSERT_TRUE(entered.take());
+    ASSERT_TRUE(entered->take());
 
     service.reset();
     auto const start = std::chrono::steady_clock::now();
     runtime.reset();
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
 
-    {
-        std::lock_guard lock(mutex);
-        release = true;
-        released.notify_all();
-    }
-    EXPECT_TRUE(left.take());
+    release->put(true);
+    EXPECT_TRUE(left->take());
 }
 
 TEST(Runtime_test, LastOwnerMayEndInsideAnAnswer) {

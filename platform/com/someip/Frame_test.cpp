@@ -90,7 +90,7 @@ TEST(Frame_test, SingleBytesMakeMessages) {
 TEST(Frame_test, MergedMessagesComeOutOneByOne) {
     Bytes merged;
     for (int count = 0; count < 5; ++count) merged.insert(merged.end(), WIRE.begin(), WIRE.end());
-    merged.resize(merged.size() - 1);
+    merged.pop_back();
     Frame_reader sut(MAXIMUM);
     sut.feed(merged.data(), merged.size());
 
