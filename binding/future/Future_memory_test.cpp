@@ -26,16 +26,21 @@ void* allocate(std::size_t size) {
     throw std::bad_alloc();
 }
 
+/// Out of line: the compiler must not take what it sees of one side for a mistake of the other.
+[[gnu::noinline]] void release(void* memory) noexcept {
+    std::free(memory);
+}
+
 }  // namespace
 
 void* operator new(std::size_t size) {
     return allocate(size);
 }
 void operator delete(void* memory) noexcept {
-    std::free(memory);
+    release(memory);
 }
 void operator delete(void* memory, std::size_t) noexcept {
-    std::free(memory);
+    release(memory);
 }
 
 namespace eb::com {
