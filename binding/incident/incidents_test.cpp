@@ -107,7 +107,7 @@ INSTANTIATE_TEST_SUITE_P(All, Incident_of, testing::ValuesIn(all()),
                          [](auto const& info) { return info.param.expected.name; });
 
 /// What stands between backticks.
-std::vector<std::string> quoted(std::string const& line) {
+std::vector<std::string> betweenBackticks(std::string const& line) {
     std::vector<std::string> pieces;
     std::size_t begin = line.find('`');
     while (begin != std::string::npos) {
@@ -124,7 +124,7 @@ TEST(Incidents, ManualListsEachWithItsLevelAndKeys) {
     std::vector<Row> rows;
     for (std::string line; std::getline(file, line);) {
         // | `Name` | 4 info | `2_key`, `3_key` |
-        std::vector<std::string> const names = quoted(line);
+        std::vector<std::string> const names = betweenBackticks(line);
         std::size_t const level = line.find("` | ");
         if (line.starts_with("| `") && level != std::string::npos && std::isdigit(line.at(level + 4)) != 0) {
             rows.push_back({names.at(0), line[level + 4] - '0', {names.begin() + 1, names.end()}});
