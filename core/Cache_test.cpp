@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/support/BridgeTest.h"
+#include "tests/support/DiagLog.h"
 
 namespace {
 

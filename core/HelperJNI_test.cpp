@@ -6,7 +6,8 @@
 #include <ac/com/Exceptions.h>
 #include <ac/com/cpp_binding/Application_error_exception.h>
 
-#include "tests/support/BridgeTest.h"
+#include "tests/support/DiagLog.h"
+#include "tests/support/FakeJni.h"
 
 namespace {
 

@@ -72,6 +72,11 @@ public:
         return sendPacked(size, record, packer, skipCacheCheck);
     }
 
+    /// Closes both directions for good, at the end of the process. False if a thread stays inside the bridge
+    /// for longer than a second: in a JVM that has ended such a thread never comes back, and whoever waited
+    /// for it, as the components' destructors do, would hang.
+    bool close() noexcept;
+
     /// Logs a line with this object's name in front.
     template <class... Args>
     void out(eLogLevel level, Args... args) {
@@ -80,14 +85,6 @@ public:
 
     /// Shared by all bridges, made before and destroyed after every one of them.
     static Cache m_Cache;
-
-protected:
-    /// Closes both directions for good, at the end of the process. False if a thread stays inside the bridge:
-    /// in a JVM that has ended such a thread never comes back, and whoever waited for it would hang.
-    bool close() noexcept;
-
-    /// Leaves the components standing for ever, for threads that can't be waited for.
-    void abandonComponents() noexcept { static_cast<void>(m_components.release()); }
 
 private:
     /// Packs into a buffer; empty if there is no pack function.

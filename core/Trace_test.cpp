@@ -6,7 +6,8 @@
 #include <ctime>
 #include <locale>
 #include <numeric>
-#include <regex>
+#include <optional>
+#include <sstream>
 #include <thread>
 
 #include "codec/Primitives.h"
@@ -41,16 +42,12 @@ protected:
 TEST_F(TraceLine, HasClockThreadPrefixLineFunctionAndText) {
     int const here = __LINE__ + 1;
     Trace::out(level::INFO, "Bridge::", TRACE_HERE, "answer ", 42, '!');
+    std::ostringstream expected;
+    expected << '|' << std::this_thread::get_id() << "|Bridge::" << here << "::TestBody() answer 42!\n";
     auto const lines = sent();
     ASSERT_THAT(lines, SizeIs(1));
-    std::smatch parts;
-    ASSERT_TRUE(std::regex_match(
-        lines[0], parts, std::regex(R"((\d\d:\d\d:\d\d)\|(\d+)\|Bridge::(\d+)::TestBody\(\) answer 42!\n)")))
-        << lines[0];
-    std::ostringstream self;
-    self << std::this_thread::get_id();
-    EXPECT_EQ(parts[2], self.str());
-    EXPECT_EQ(parts[3], std::to_string(here));
+    EXPECT_EQ(lines[0].substr(8), expected.str());
+    EXPECT_THAT(lines[0].substr(0, 8), MatchesRegex("[0-9][0-9]:[0-9][0-9]:[0-9][0-9]"));
 }
 
 TEST_F(TraceLine, ShowsTheLocalWallClock) {
@@ -118,9 +115,7 @@ TEST_F(TraceLine, PairTellsTheBuild) {
     EXPECT_EQ(messages[0].level, LogLevel::kInfo);
     EXPECT_EQ(messages[1].level, LogLevel::kInfo);
     EXPECT_THAT(messages[0].text, MatchesRegex("[0-9:]+\\|[0-9]+\\|osal api version 28\\.3\\.0\n"));
-    std::smatch parts;
-    ASSERT_TRUE(std::regex_match(messages[1].text, parts, std::regex(R"([\d:]+\|\d+\|variant (.*)\n)")));
-    EXPECT_EQ(parts[1].length(), 16);
+    EXPECT_THAT(messages[1].text, MatchesRegex("[0-9:]+\\|[0-9]+\\|variant ................\n"));
 }
 
 TEST_F(TraceLine, OfManyThreadsStaysInOnePiece) {

@@ -30,23 +30,33 @@ std::unique_ptr<ac::com::runtime::Component_singleton> Diag_Ara_Components::m_ru
 
 std::once_flag DiagAraService::initInstanceFlag;
 std::unique_ptr<DiagAraService> DiagAraService::pInstance;
+std::atomic<DiagAraService*> DiagAraService::current{nullptr};
+DiagAraService::Unload DiagAraService::unload;
+
+DiagAraService::Unload::~Unload() {
+    if (!pInstance) return;
+    if (pInstance->close()) {
+        pInstance.reset();
+        current = nullptr;
+    } else {
+        // A thread of the ended JVM sits inside for ever. Leave standing what it and its like stand on.
+        static_cast<void>(pInstance.release());
+        static_cast<void>(Diag_Ara_Components::m_runtime_object.release());
+    }
+}
 
 DiagAraService* DiagAraService::getInstance() {
-    std::call_once(initInstanceFlag, [] { pInstance = std::make_unique<DiagAraService>(); });
-    return pInstance.get();
+    std::call_once(initInstanceFlag, [] {
+        pInstance = std::make_unique<DiagAraService>();
+        current = pInstance.get();
+    });
+    return current;
 }
 
 DiagAraService::DiagAraService()
     : Service(std::make_unique<Diag_Ara_Components>(Diag_Ara_Components_Services::getServices(),
                                                     Diag_Ara_Components_Services::getValMsgIds()),
               "DiagAraService::") {}
-
-DiagAraService::~DiagAraService() {
-    if (close()) return;
-    // A thread of the ended JVM sits inside a component for ever. Leave what it stands on.
-    abandonComponents();
-    static_cast<void>(Diag_Ara_Components::m_runtime_object.release());
-}
 
 eValStatus DiagAraService::setServiceAvailability(tVALNetworkServicesDiagAra service, bool available) {
     auto const bits = static_cast<std::uint32_t>(service);

@@ -19,7 +19,6 @@ namespace zvg::val::diag_ara {
 class DiagAraService : public Service {
 public:
     DiagAraService();
-    ~DiagAraService();
 
     /// The object; null once it has been destroyed at the end of the process.
     static DiagAraService* getInstance();
@@ -39,8 +38,16 @@ public:
 private:
     std::atomic<std::uint32_t> m_availability{0};
 
+    /// Ends the bridge at unload, before anything else in its file is destroyed.
+    struct Unload {
+        ~Unload();
+    };
+
     static std::unique_ptr<DiagAraService> pInstance;
     static std::once_flag initInstanceFlag;
+    static std::atomic<DiagAraService*>
+        current;  // pInstance for all threads, while the components still end, too
+    static Unload unload;
 };
 
 static_assert(sizeof(std::atomic<std::uint32_t>) == sizeof(std::uint32_t));

@@ -5,7 +5,7 @@
 
 #include <future>
 
-#include "tests/support/BridgeTest.h"
+#include "tests/support/DiagLog.h"
 
 namespace {
 
