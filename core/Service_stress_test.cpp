@@ -29,15 +29,20 @@ TEST_F(BridgeStress, SendersSeeTheBridgeWhollyUpOrWhollyDown) {
                 auto const status = service.sendMsg(2, &record, PackValDiagnosticsrequestInd, true);
                 if (status == eValOk) ++delivered;
                 if (status != eValOk && status != eValNotReady) ++unexpected;
+                std::this_thread::yield();  // the lock isn't fair: init would wait for long behind four of
+                                            // these
             }
         });
     }
     threads.emplace_back([&] {
-        while (!done) write(test::Components::BOTH_A_AND_B, {1, 2}, 2);
+        while (!done) {
+            write(test::Components::BOTH_A_AND_B, {1, 2}, 2);
+            std::this_thread::yield();
+        }
     });
     for (int cycle = 0; cycle < CYCLES; ++cycle) {
         ASSERT_EQ(service.init(jvm.env(), jvm.listener()), 0);
-        if (cycle % 10 == 0) {
+        if (cycle % 100 == 0) {
             auto const before = delivered.load();
             for (int patience = 0; delivered == before && patience < 1'000'000; ++patience)
                 std::this_thread::yield();

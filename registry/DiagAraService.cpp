@@ -41,7 +41,8 @@ DiagAraService::Unload::~Unload() {
     } else {
         // A thread of the ended JVM sits inside for ever. Leave standing what it and its like stand on.
         static_cast<void>(pInstance.release());
-        static_cast<void>(Diag_Ara_Components::m_runtime_object.release());
+        static std::atomic<ac::com::runtime::Component_singleton*> standing;  // held, and so no leak
+        standing = Diag_Ara_Components::m_runtime_object.release();
     }
 }
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <future>
+#include <memory>
 
 #include "tests/support/DiagLog.h"
 
@@ -78,43 +79,43 @@ TEST(RunnableTest, RemovingAThreadThatIsNotListedChangesNothing) {
     EXPECT_TRUE(ended) << "the listed thread was still there to be joined";
 }
 
-TEST(RunnableTest, ThreadThatRemovedItselfIsNotWaitedFor) {
-    Plain component;
-    std::promise<void> removed;
-    std::promise<void> release;
-    std::promise<void> gone;
-    component.startThread([&] {
-        component.removeThisThread();
-        removed.set_value();
-        release.get_future().wait();
-        gone.set_value_at_thread_exit();
-    });
-    removed.get_future().wait();
-    component.joinAndRemoveAllthreads();  // would hang
-    release.set_value();
-    gone.get_future().wait();
+TEST(RunnableTest, EvenTheQuickestThreadThatRemovesItselfIsNotWaitedFor) {
+    // One that could remove itself before it is listed would stay listed, and the join below would hang.
+    for (int i = 0; i < 200; ++i) {
+        Plain component;
+        auto const removed = std::make_shared<std::promise<void>>();
+        auto const release = std::make_shared<std::promise<void>>();
+        auto isRemoved = removed->get_future();
+        component.startThread([&component, removed, released = release->get_future().share()] {
+            component.removeThisThread();
+            removed->set_value();
+            released.wait();
+        });
+        isRemoved.wait();
+        component.joinAndRemoveAllthreads();
+        release->set_value();
+    }
 }
 
 TEST(RunnableTest, RemovingItselfTwiceLeavesTheOthersAlone) {
     Plain component;
-    std::promise<void> removed;
     std::atomic<int> ended{0};
     std::promise<void> release;
     auto const released = release.get_future().share();
-    component.startThread([&] {
+    auto const waits = [&] {
         released.wait();
         ++ended;
-    });
-    component.startThread([&] {
+    };
+    auto const removed = std::make_shared<std::promise<void>>();
+    auto isRemoved = removed->get_future();
+    component.startThread(waits);
+    component.startThread([&component, removed] {
         component.removeThisThread();
         component.removeThisThread();
-        removed.set_value_at_thread_exit();
+        removed->set_value();
     });
-    component.startThread([&] {
-        released.wait();
-        ++ended;
-    });
-    removed.get_future().wait();
+    component.startThread(waits);
+    isRemoved.wait();
     release.set_value();
     component.joinAndRemoveAllthreads();
     EXPECT_EQ(ended, 2);
@@ -132,22 +133,6 @@ TEST(RunnableTest, ThreadMayRemoveItselfWhileItIsBeingJoined) {
         component.joinAndRemoveAllthreads();
     });
     joiner.join();
-}
-
-TEST(RunnableTest, EvenTheQuickestThreadFindsItselfListed) {
-    // A thread that is listed only after it has removed itself would stay, finished, until the component
-    // ends.
-    for (int i = 0; i < 500; ++i) {
-        Plain component;
-        std::promise<bool> detached;
-        component.startThread([&] {
-            component.removeThisThread();
-            detached.set_value_at_thread_exit(true);
-        });
-        ASSERT_TRUE(detached.get_future().get());
-        // Nothing is left to join: were the thread still listed, this would join it, and TSan count it.
-        component.joinAndRemoveAllthreads();
-    }
 }
 
 }  // namespace
