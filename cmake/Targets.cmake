@@ -47,11 +47,13 @@ function(diag_program name)
 endfunction()
 
 # diag_test(<name> SOURCES <file>... [SEES <path>...] [LINKS <target>...] [LABELS <label>...] [TIMEOUT <s>]
-#           [ENVIRONMENT <name=value>...])
+#           [ENVIRONMENT <name=value>...] [NO_TSAN])
 #
-# One GoogleTest binary, one CTest entry per test case. Without SEES it sees the whole tree.
+# One GoogleTest binary. It has one CTest entry per test case; under a sanitizer, where every start of a process
+# costs, one entry for all with a report in gtest/. Without SEES it sees the whole tree. NO_TSAN leaves it out of the
+# thread sanitizer's preset, for code without threads or without instrumentation.
 function(diag_test name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "SEES;SOURCES;LINKS;LABELS;ENVIRONMENT")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "NO_TSAN" "TIMEOUT" "SEES;SOURCES;LINKS;LABELS;ENVIRONMENT")
     add_executable(${name} ${arg_SOURCES})
     if(arg_SEES)
         diag_sees(${name} ${arg_SEES})
@@ -66,6 +68,13 @@ function(diag_test name)
     if(NOT arg_TIMEOUT)
         set(arg_TIMEOUT 120)
     endif()
-    gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
-        PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}" ENVIRONMENT "${arg_ENVIRONMENT}")
+    if(arg_NO_TSAN AND DIAG_ARA_SANITIZE MATCHES "thread")
+        set_target_properties(${name} PROPERTIES EXCLUDE_FROM_ALL TRUE)
+    elseif(DIAG_ARA_SANITIZE)
+        add_test(NAME ${name} COMMAND ${name} "--gtest_output=xml:${PROJECT_BINARY_DIR}/gtest/${name}.xml")
+        set_tests_properties(${name} PROPERTIES TIMEOUT 600 LABELS "${arg_LABELS}" ENVIRONMENT "${arg_ENVIRONMENT}")
+    else()
+        gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
+            PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}" ENVIRONMENT "${arg_ENVIRONMENT}")
+    endif()
 endfunction()

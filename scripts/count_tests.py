@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Prints "passed failed" for a CTest report and the JUnit reports beside it.
+"""Prints "passed failed" for a CTest report and the folders of reports that its entries left.
 
 A test that did not run (skipped, disabled, no report at all) counts as failed: nothing may be
 missing without being told.
@@ -19,12 +19,12 @@ def count(report):
 
 
 def main():
-    ctest_report, junit_folder = pathlib.Path(sys.argv[1]), pathlib.Path(sys.argv[2])
+    ctest_report, folders = pathlib.Path(sys.argv[1]), [pathlib.Path(name) for name in sys.argv[2:]]
     if not ctest_report.exists():
         print("0 1")
         return
     good, bad = count(ctest_report)
-    for report in junit_folder.glob("TEST-*.xml"):
+    for report in (file for folder in folders for file in folder.glob("*.xml")):
         more_good, more_bad = count(report)
         good, bad = good + more_good, bad + more_bad
     print(good, bad)

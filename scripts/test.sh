@@ -27,10 +27,11 @@ for preset in "${presets[@]}"; do
     desk_build "$preset" all
     echo "test: running $preset (built in $((SECONDS - started)) s)"
     started=$SECONDS
-    report=$PWD/build/$preset/junit.xml
+    report=$PWD/build/$preset/ctest.xml
+    rm -rf "$report" "build/$preset/gtest" "build/$preset/java/junit"
     ctest --preset "$preset" -j "$(nproc)" --output-junit "$report" >"build/$preset.test.log" 2>&1 || true
-    # CTest counts its entries; JUnit is one entry that holds many tests, counted from its own report.
-    read -r good bad < <(python3 scripts/count_tests.py "$report" build/"$preset"/java/junit)
+    # An entry of CTest may hold many tests, which are counted from its own report.
+    read -r good bad < <(python3 scripts/count_tests.py "$report" "build/$preset/gtest" "build/$preset/java/junit")
     [[ $bad -eq 0 ]] || tail -n 100 "build/$preset.test.log"
     echo "test: $preset: $good passed, $bad failed ($((SECONDS - started)) s)"
     passed=$((passed + good))
