@@ -131,13 +131,14 @@ TEST_F(Client_and_server_test, CancelledCallEndsAtOnceAndItsLateAnswerIsDropped)
 TEST_F(Client_and_server_test, CallsEndWithTheirPort) {
     begin(m_tcp, HOLD);
     begin(m_udp, HOLD);
-    ASSERT_TRUE(eventually([this] { return m_tcpService->held() == 1; }));
+    ASSERT_TRUE(eventually([this] { return m_tcpService->held() == 1 && m_udpService->held() == 1; }));
 
     m_tcp.reset();
 
     Call_result const result = m_box->take().value();
     EXPECT_EQ(result.outcome, Call_outcome::cancelled);
     EXPECT_EQ(result.detail, "the port has gone");
+    EXPECT_TRUE(eventually([] { return counters().calls <= 1; }));
     EXPECT_EQ(counters().calls, 1) << "the other port's call goes on";
     m_tcpService->takeHeld();
     m_udpService->takeHeld();

@@ -13,7 +13,7 @@ namespace eb::com::runtime {
 
 /// How a call ended on its way, apart from what the service answered.
 enum class Call_outcome : std::uint8_t {
-    answered,       ///< return code and payload are the service's
+    answered,       ///< return code and payload are the service's, or the refusal of its runtime (no payload)
     not_available,  ///< nobody listens at the service's endpoint
     transport,      ///< the connection broke, or the frame couldn't be carried
     cancelled,      ///< given up: cancelled, past the runtime's own limit of 30 s, or the port has gone
@@ -44,7 +44,8 @@ public:
 
     /// Sends a request. `answer` runs exactly once, on a runtime thread, never on the caller's, and never
     /// while a lock of the runtime is held. Does not block. `method_id` counts the interface's methods from 0
-    /// in alphabetical order, as on the skeleton's side. Any thread.
+    /// in alphabetical order, as on the skeleton's side. Throws Infrastructure_exception, without an answer,
+    /// once the runtime has ended. Any thread.
     virtual std::shared_ptr<Method_call> call(unsigned short method_id, Serialized_payload request,
                                               Answer answer) = 0;
 

@@ -36,8 +36,8 @@ public:
     /// (E_NOT_READY, SOME/IP) and reaches no handler.
     void start();
 
-    /// No handler is entered afterwards, and none is running when it returns (except the caller's own).
-    /// Replies still leave.
+    /// No handler is entered afterwards, and none is running when it returns, unless it is called from inside
+    /// one. Calls that were waiting are answered with 0x04 as well. Replies still leave.
     void stop();
 
     /// Registers the handler of a method (ids from 0, in alphabetical order of the interface's methods).
