@@ -42,7 +42,7 @@ TEST_F(BridgeStress, SendersSeeTheBridgeWhollyUpOrWhollyDown) {
     });
     for (int cycle = 0; cycle < CYCLES; ++cycle) {
         ASSERT_EQ(service.init(jvm.env(), jvm.listener()), 0);
-        if (cycle % 100 == 0) {
+        if (cycle % 10 == 0) {
             auto const before = delivered.load();
             for (int patience = 0; delivered == before && patience < 1'000'000; ++patience)
                 std::this_thread::yield();
