@@ -65,6 +65,8 @@ function(diag_test name)
         endif()
     endif()
     target_link_libraries(${name} PRIVATE ${arg_LINKS} GTest::gmock GTest::gtest GTest::gtest_main Threads::Threads)
+    # A test is compiled more often than it is run: what it tests is optimised, it is not.
+    target_compile_options(${name} PRIVATE $<$<CONFIG:Debug>:-O0>)
     if(NOT arg_TIMEOUT)
         set(arg_TIMEOUT 120)
     endif()
