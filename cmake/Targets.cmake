@@ -47,14 +47,18 @@ function(diag_program name)
 endfunction()
 
 # diag_test(<name> SOURCES <file>... [SEES <path>...] [LINKS <target>...] [LABELS <label>...] [TIMEOUT <s>]
-#           [ENVIRONMENT <name=value>...] [NO_TSAN])
+#           [ENVIRONMENT <name=value>...] [NO_TSAN] [OWN_ADDRESS])
 #
 # One GoogleTest binary. It has one CTest entry per test case; under a sanitizer, where every start of a process
 # costs, one entry for all with a report in gtest/. Without SEES it sees the whole tree. NO_TSAN leaves it out of the
-# thread sanitizer's preset, for code without threads or without instrumentation.
+# thread sanitizer's preset, for code without threads or without instrumentation. OWN_ADDRESS gives each process a loopback address of its own
+# to offer the services at.
 function(diag_test name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "NO_TSAN" "TIMEOUT" "SEES;SOURCES;LINKS;LABELS;ENVIRONMENT")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "NO_TSAN;OWN_ADDRESS" "TIMEOUT" "SEES;SOURCES;LINKS;LABELS;ENVIRONMENT")
     add_executable(${name} ${arg_SOURCES})
+    if(arg_OWN_ADDRESS)
+        target_sources(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests/support/Own_address.cpp")
+    endif()
     if(arg_SEES)
         diag_sees(${name} ${arg_SEES})
     else()

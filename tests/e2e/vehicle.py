@@ -15,7 +15,7 @@ TESTER = os.environ["TESTER"]
 DEFAULT_MANIFEST = pathlib.Path(__file__).resolve().parents[2] / "platform/com/deployment/default_manifest.json"
 PORT = 30509
 
-_next_address = 0
+_next_address = 0  # the loopback addresses from 127.64 on belong to other kinds of tests
 
 
 def fresh_address():
@@ -23,7 +23,7 @@ def fresh_address():
     global _next_address
     _next_address += 1
     pid = os.getpid()
-    return f"127.{(pid >> 15) % 64 + 1}.{(pid >> 7) % 256}.{(pid % 128) + 1 if _next_address == 1 else 128 + _next_address}"
+    return f"127.{1 + _next_address % 63}.{pid >> 8 & 255}.{pid & 255}"
 
 
 def wait_until(condition, seconds, what):

@@ -245,7 +245,8 @@ class HostileFrames(unittest.TestCase):
             except OSError:
                 pass  # the service stopped reading, or gave the connection up: both are its right
             good_call(self, vehicle)
-            self.assertEqual(vehicle.tester("read", "0x017D").returncode, 0)
+            # Java's answers to the flood, as long as they come, end the reads of others.
+            wait_until(lambda: vehicle.tester("read", "0x017D").returncode == 0, 60, "a read is answered")
             deaf.socket.close()
             code, seconds = vehicle.stop()
             self.assertLess(seconds, 5)

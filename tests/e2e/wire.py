@@ -42,9 +42,11 @@ def unpack(frame):
     return Message(service, method, session, kind, code, frame[16:], client, interface, protocol)
 
 
-class Tcp:
-    def __init__(self, address, port, timeout=5.0):
-        self.socket = socket.create_connection((address, port), timeout)
+class Carrier:
+    """A socket that speaks SOME/IP; closed at the end of its `with`."""
+
+    def __init__(self, opened, timeout):
+        self.socket = opened
         self.socket.settimeout(timeout)
 
     def __enter__(self):
@@ -55,6 +57,15 @@ class Tcp:
 
     def send(self, message):
         self.socket.sendall(message.pack() if isinstance(message, Message) else message)
+
+    def call(self, message):
+        self.send(message)
+        return self.receive()
+
+
+class Tcp(Carrier):
+    def __init__(self, address, port, timeout=5.0):
+        super().__init__(socket.create_connection((address, port), timeout), timeout)
 
     def _exactly(self, count):
         data = b""
@@ -69,30 +80,12 @@ class Tcp:
         head = self._exactly(8)
         return unpack(head + self._exactly(struct.unpack(">I", head[4:])[0]))
 
-    def call(self, message):
-        self.send(message)
-        return self.receive()
 
-
-class Udp:
+class Udp(Carrier):
     def __init__(self, address, port, timeout=5.0):
-        self.socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+        super().__init__(socket.socket(socket.AF_INET, socket.SOCK_DGRAM), timeout)
         self.socket.bind(("127.0.0.1", 0))
         self.socket.connect((address, port))
-        self.socket.settimeout(timeout)
-
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *_):
-        self.socket.close()
-
-    def send(self, message):
-        self.socket.send(message.pack() if isinstance(message, Message) else message)
 
     def receive(self):
         return unpack(self.socket.recv(65536))
-
-    def call(self, message):
-        self.send(message)
-        return self.receive()

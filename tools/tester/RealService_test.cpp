@@ -4,7 +4,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 #include <nlohmann/json.hpp>
 
 #include <ac/com/runtime/Component_singleton.h>
@@ -62,11 +61,6 @@ eb::com::Future<Output> ready(Output output) {
 class RealServiceTest : public testing::Test {
 protected:
     RealServiceTest() {
-        // An address that no other process of this machine uses now.
-        auto const pid = static_cast<unsigned>(getpid());
-        std::string const address =
-            "127.77." + std::to_string(pid / 250 % 250 + 1) + '.' + std::to_string(pid % 250 + 1);
-        setenv("ARA_COM_ADDRESS", address.c_str(), 1);
         setenv("ARA_LOG_TARGET", "none", 1);
         runtime.emplace(false, "vehicle");
     }

@@ -2,11 +2,8 @@
 
 #include <cctype>
 #include <chrono>
-#include <cstdlib>
 #include <map>
 #include <thread>
-
-#include <unistd.h>
 
 #include "registry/Diag_Ara_Components_Services.h"
 
@@ -17,15 +14,6 @@ namespace services = zvg::val::diag_ara::services;
 namespace {
 
 constexpr std::chrono::seconds PATIENCE{20};
-
-// Test processes run side by side: each offers at an address of its own. Before the communication runtime is
-// made, which happens as the program is loaded.
-[[gnu::constructor(101)]] void chooseAddress() {
-    auto const pid = static_cast<unsigned>(getpid());
-    std::string const address = "127." + std::to_string(100U + (pid >> 16U) % 100U) + "." +
-                                std::to_string((pid >> 8U) & 255U) + "." + std::to_string(1U + pid % 254U);
-    setenv("ARA_COM_ADDRESS", address.c_str(), 0);
-}
 
 // The components of the present registration, by their keys. Filled on the registering thread.
 std::map<std::string, services::Runnable*>& live() {
