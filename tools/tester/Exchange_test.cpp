@@ -143,6 +143,10 @@ TEST_F(ExchangeTest, LateAnswerAfterTheTimeOutMeetsNobody) {
             kept.push_back(std::move(answer));
             return nullptr;
         }
+        std::shared_ptr<eb::com::runtime::Subscription_handle> subscribe(
+            unsigned short /*event*/, std::weak_ptr<eb::com::runtime::Event_sink> /*sink*/) override {
+            return nullptr;
+        }
         std::string endpoint() const override { return "late"; }
         std::vector<Answer> kept;
     } late;

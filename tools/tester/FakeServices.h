@@ -43,6 +43,11 @@ public:
         return std::make_shared<Open>(*this, next ? Answer{} : answer);
     }
 
+    std::shared_ptr<eb::com::runtime::Subscription_handle> subscribe(
+        unsigned short /*event*/, std::weak_ptr<eb::com::runtime::Event_sink> /*sink*/) override {
+        return nullptr;
+    }
+
     std::string endpoint() const override { return endpointText; }
 
     std::deque<std::optional<Result>> script;

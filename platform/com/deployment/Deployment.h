@@ -37,6 +37,14 @@ struct Method_deployment {
     std::uint16_t id = 0;
 };
 
+/// An event, or a field's notifier, under its name and its number on the wire.
+struct Event_deployment {
+    std::string name;
+    std::uint16_t id = 0;  ///< from 0x8000
+    std::uint16_t eventgroup = 0;
+    bool field = false;  ///< whether its last value is given to late subscribers
+};
+
 /// One instance of a service: its names in the program and its numbers on the wire.
 struct Service_deployment {
     Service_id interface;
@@ -47,7 +55,8 @@ struct Service_deployment {
     std::uint32_t minor = 0;
     std::vector<Method_deployment>
         methods;  ///< by name, so that an index counts as skeletons and proxies count
-    Endpoint endpoint;
+    std::vector<Event_deployment> events;  ///< by name, as the methods
+    Endpoint endpoint;                     ///< of methods and events alike
 };
 
 /// What the runtime bounds, so that no peer can make it grow or wait.

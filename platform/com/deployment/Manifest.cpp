@@ -59,6 +59,11 @@ public:
         return m_value->get<std::string>();
     }
 
+    bool flag() const {
+        if (!m_value->is_boolean()) refuse("has to be true or false");
+        return m_value->get<bool>();
+    }
+
     /// A number, or a text such as "0xB047".
     template <class Number>
     Number number(std::uint64_t least, std::uint64_t most) const {
@@ -133,8 +138,28 @@ std::vector<Method_deployment> readMethods(Node const& node) {
     return methods;
 }
 
+std::vector<Event_deployment> readEvents(Node const& node) {
+    std::vector<Event_deployment> events;
+    std::set<std::string> names;
+    std::set<std::uint16_t> ids;
+    for (Node const& row : node.elements()) {
+        row.object({"name", "id", "eventgroup", "field"});
+        Event_deployment event;
+        event.name = row["name"].text();
+        event.id = row["id"].number<std::uint16_t>(0x8000, 0xFFFE);
+        event.eventgroup = row["eventgroup"].number<std::uint16_t>(1, 0xFFFE);
+        event.field = row.has("field") && row["field"].flag();
+        if (!names.insert(event.name).second) row["name"].refuse("stands twice");
+        if (!ids.insert(event.id).second) row["id"].refuse("stands twice");
+        events.push_back(std::move(event));
+    }
+    std::sort(events.begin(), events.end(), [](auto const& a, auto const& b) { return a.name < b.name; });
+    return events;
+}
+
 Service_deployment readService(Node const& node) {
-    node.object({"interface", "instance", "service_id", "instance_id", "version", "methods", "endpoint"});
+    node.object(
+        {"interface", "instance", "service_id", "instance_id", "version", "methods", "events", "endpoint"});
     Service_deployment service;
     service.interface.value = node["interface"].text();
     service.instance.value = node["instance"].text();
@@ -144,6 +169,7 @@ Service_deployment readService(Node const& node) {
     service.major = version["major"].number<std::uint8_t>(0, 0xFE);
     service.minor = version["minor"].number<std::uint32_t>(0, 0xFFFFFFFEU);
     service.methods = readMethods(node["methods"]);
+    if (node.has("events")) service.events = readEvents(node["events"]);
     service.endpoint = readEndpoint(node["endpoint"]);
     return service;
 }

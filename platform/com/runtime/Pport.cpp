@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include <ac/com/Exceptions.h>
+
 #include "platform/com/runtime/Process_runtime.h"
 
 namespace ac::com::cpp_binding::skeleton {
@@ -24,6 +26,10 @@ void Pport::start_offer() {
 
 void Pport::stop_offer() {
     m_provided->runtime().withdraw(m_provided);
+}
+
+void Pport::send_event(unsigned short /*event_id*/, eb::com::runtime::Serialized_payload const& /*payload*/) {
+    throw Invalid_argument_exception("events aren't carried yet");
 }
 
 }  // namespace ac::com::cpp_binding::skeleton

@@ -54,6 +54,11 @@ public:
         return call;
     }
 
+    std::shared_ptr<Subscription_handle> subscribe(unsigned short /*event*/,
+                                                   std::weak_ptr<Event_sink> /*sink*/) override {
+        throw ac::com::Invalid_argument_exception("events aren't carried yet");
+    }
+
     std::string endpoint() const override {
         bool local = false;
         std::optional<Endpoint> endpoint;

@@ -8,6 +8,7 @@
 #include <ara/log/Logger.h>
 #include <eb/com/runtime/Ids.h>
 #include <eb/com/runtime/Serialized_payload.h>
+#include <eb/com/runtime/Service_finder.h>
 
 namespace eb::com::runtime {
 
@@ -35,6 +36,30 @@ public:
     virtual void cancel() = 0;
 };
 
+/// Where the subscription to an event stands.
+enum class Event_state : std::uint8_t {
+    not_subscribed,  ///< the service isn't to be had, or refuses
+    pending,         ///< asked for, not yet acknowledged
+    subscribed,
+};
+
+struct Client {
+    /// Whether the instance behind a port is to be had.
+    enum class Service_state : std::uint8_t { unavailable, available };
+};
+
+/// Hears of one event. All calls come one at a time on a runtime thread, in the order in which things
+/// happened, never on the subscriber's thread and never while a lock of the runtime is held.
+class ARA_API Event_sink {
+public:
+    virtual ~Event_sink() = default;
+
+    /// A sample came. A sink that falls behind misses the oldest samples, never the newest.
+    virtual void event_updated(Serialized_payload payload) = 0;
+    virtual void event_state_changed(Event_state state) = 0;
+    virtual void service_state_changed(Client::Service_state state) = 0;
+};
+
 /// The client's side of one service instance, over whichever carrier reaches it.
 class ARA_API Client_port {
 public:
@@ -48,6 +73,14 @@ public:
     /// once the runtime has ended. Any thread.
     virtual std::shared_ptr<Method_call> call(unsigned short method_id, Serialized_payload request,
                                               Answer answer) = 0;
+
+    /// Subscribes to an event of the instance, now or as soon as it is to be had, and again whenever it was
+    /// lost and came back, until the subscription's last owner lets go of it. After that no further call of
+    /// the sink starts. A field's present value comes as the first sample. `event_id` counts the interface's
+    /// events from 0 in alphabetical order. Does not block. Throws Infrastructure_exception once the runtime
+    /// has ended, Invalid_argument_exception if the deployment has no such event. Any thread.
+    virtual std::shared_ptr<Subscription_handle> subscribe(unsigned short event_id,
+                                                           std::weak_ptr<Event_sink> sink) = 0;
 
     /// Where the service is reached, for people: "tcp 127.0.0.1:30509" or "local".
     virtual std::string endpoint() const = 0;

@@ -29,8 +29,10 @@ public:
 
     virtual ~Service_finder() = default;
 
-    /// Calls `found` with the whole list whenever it changes, the first time as soon as anything is known.
-    /// Always on a runtime thread, never on the caller's. Any thread.
+    /// Calls `found` with the whole list of instances that are offered, in this process or another: the first
+    /// time right after the subscription, with what is known by then (which may be nothing), and again
+    /// whenever the list changes. The instance "*" stands for any. Always on a runtime thread, one call at a
+    /// time, never on the caller's. Any thread.
     virtual std::shared_ptr<Subscription_handle> subscribe(Service_id const& service,
                                                            Instance_id const& instance, Found found) = 0;
 };

@@ -4,6 +4,7 @@
 
 #include <ara/log/Logger.h>
 #include <eb/com/runtime/Ids.h>
+#include <eb/com/runtime/Serialized_payload.h>
 
 namespace eb::com::runtime {
 class Provided_service;  // the runtime's side of a provided port
@@ -30,6 +31,12 @@ public:
     /// Withdraws the offer: no new calls are taken from any carrier afterwards. Calls that were taken keep
     /// their reply function. Without an offer it does nothing.
     void stop_offer();
+
+    /// Sends an event to everybody who is subscribed, in this process and in others. A field's value is kept,
+    /// also before the offer, and given to whoever subscribes later; an event that nobody hears is gone.
+    /// Never blocks: a subscriber that doesn't read loses its connection. `event_id` counts the interface's
+    /// events from 0 in alphabetical order; an unknown one throws Invalid_argument_exception. Any thread.
+    void send_event(unsigned short event_id, eb::com::runtime::Serialized_payload const& payload);
 
     eb::com::runtime::Service_id const& service_id() const noexcept { return m_service; }
     eb::com::runtime::Instance_id const& instance_id() const noexcept { return m_instance; }
