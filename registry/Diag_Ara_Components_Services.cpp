@@ -3,12 +3,14 @@
 #include "registry/Diag_Ara_Components_Services.h"
 
 #include "servers/did/Servers.h"
+#include "servers/dtc/Server.h"
 
 namespace zvg::val::diag_ara::services {
 
 using Ids = Diag_Ara_Components_Services;
 
 ServiceTable Diag_Ara_Components_Services::m_services{
+    {Ids::SERVICE_DIAGNOSTIC_MONITOR_SERVER, diagnosticsmonitor::methods::Server::create},
     {Ids::SERVICE_AUTHENTIC_TIME_LAST_VALID_BACKEND_REQUEST_SERVER,
      authentictimelastvalidbackendrequest::methods::Server::create},
     {Ids::SERVICE_FUNCTION_ON_DEMAND_PRODUCT_LIST_SERVER,

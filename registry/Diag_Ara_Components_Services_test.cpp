@@ -9,11 +9,13 @@
 
 #include "registry/DiagAraService.h"
 #include "servers/did/Servers.h"
+#include "servers/dtc/Server.h"
 
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::IsSupersetOf;
 using testing::NotNull;
 using zvg::val::diag_ara::services::Diag_Ara_Components;
 using zvg::val::diag_ara::services::Diag_Ara_Components_Services;
@@ -38,7 +40,11 @@ TEST(TablesTest, HaveAServerForEachOfTheFourteenDataIdentifiers) {
         identifiers.push_back(identifier);
         EXPECT_THAT(factory, NotNull());
     }
-    EXPECT_EQ(identifiers, DATA_IDENTIFIERS);
+    EXPECT_THAT(identifiers, IsSupersetOf(DATA_IDENTIFIERS));
+}
+
+TEST(TablesTest, HaveTheServerOfTheTroubleCodes) {
+    EXPECT_TRUE(Diag_Ara_Components_Services::getServices().contains("DM"));
 }
 
 TEST(TablesTest, RouteTwentySevenRows) {
@@ -114,9 +120,10 @@ TEST(TablesTest, MakeTheServerThatTheIdentifierStandsFor) {
     EXPECT_TRUE(makes<services::fodsomeipdatabusservicenotavailable::methods::Server>("FSFODSIDSNA"));
     EXPECT_TRUE(makes<services::metadatashadowcopy::methods::Server>("FSMDSC"));
     EXPECT_TRUE(makes<services::parameterlist::methods::Server>("FSPL"));
+    EXPECT_TRUE(makes<services::diagnosticsmonitor::methods::Server>("DM"));
 }
 
-TEST(TablesTest, BecomeFourteenLiveReceiversOfAResponse) {
+TEST(TablesTest, BecomeLiveReceivers) {
     Diag_Ara_Components registry(Diag_Ara_Components_Services::getServices(),
                                  Diag_Ara_Components_Services::getValMsgIds());
     for (int generation = 0; generation < 2; ++generation) {
@@ -129,6 +136,8 @@ TEST(TablesTest, BecomeFourteenLiveReceiversOfAResponse) {
             EXPECT_EQ(receiver->handleMsg(2350, 1, &byte), 1) << "nobody has asked";
             EXPECT_EQ(receiver->handleMsg(666, 1, &byte), 4);
         }
+        ASSERT_EQ(registry.getReceivers(2937).size(), 1U);
+        EXPECT_EQ(registry.getReceivers(2937)[0]->handleMsg(2937, 1, &byte), 7) << "truncated";
         registry.destroy();
     }
 }

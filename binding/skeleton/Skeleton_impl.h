@@ -55,6 +55,7 @@ public:
     }
 
     Method_dispatcher& dispatcher() const noexcept { return *m_dispatcher; }
+    Pport& port() noexcept { return m_port; }
 
 private:
     log::Instance_record record() const { return {m_port.service_id(), m_port.instance_id()}; }
