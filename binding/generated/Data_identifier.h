@@ -2,26 +2,17 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <string>
 #include <string_view>
 #include <utility>
 
 #include "binding/future/Future.h"
+#include "binding/generated/Diagnostic_service.h"
 #include "binding/generated/Output_records.h"
-#include "binding/generated/Uds_service_failed.h"
 #include "binding/skeleton/Method.h"
 #include "binding/skeleton/Skeleton.h"
 
 namespace zvg::services::diag {
-
-/// What a diagnostic request tells about itself, beside what it asks for.
-using Meta = std::map<std::string, std::string>;
-
-/// What stands behind the last "::" of a name.
-constexpr std::string_view last_name(std::string_view name) noexcept {
-    return name.substr(name.rfind(':') + 1);
-}
 
 /// Base of an interface's description: the number of its data identifier, its version, and its methods. The
 /// methods' numbers on the wire count from 0 in this order.
@@ -31,12 +22,6 @@ struct Data_identifier {
     static constexpr std::uint32_t DESCRIPTION = 0x20000;  ///< version 2.0
     using CancelMethod = Cancel;
     using ReadMethod = Read;
-};
-
-/// Ends a read that is under way. Succeeds always, and gives nothing.
-struct Cancel_method : Unfailing_method {
-    using Output = void;
-    using Signature = void(Meta const&);
 };
 
 /// Reads the data identifier of `Interface`.

@@ -1,4 +1,4 @@
-// The data identifiers that this system offers, for whoever treats them all alike.
+// The data identifiers and the routines that this system offers, for whoever treats them all alike.
 #pragma once
 
 #include <cstddef>
@@ -18,6 +18,10 @@
 #include "binding/generated/d_54de.h"
 #include "binding/generated/d_54df.h"
 #include "binding/generated/d_b047.h"
+#include "binding/generated/r_0687.h"
+#include "binding/generated/r_0688.h"
+#include "binding/generated/r_0689.h"
+#include "binding/generated/r_068a.h"
 
 namespace zvg::services::diag {
 
@@ -47,5 +51,12 @@ using Data_identifiers = Interface_list<
     d_0235::DataIdentifier_FoDManagerExtendedState1, d_0234::DataIdentifier_FoDManagerExtendedState2,
     d_54dc::DataIdentifier_HistoryMemorySynchronization, d_54de::DataIdentifier_MetadataShadowCopy,
     d_54df::DataIdentifier_ParameterList>;
+
+/// An interface of the list gives NAME (in full), SHORT_NAME, ROUTINE_IDENTIFIER, DESCRIPTION (its version),
+/// and its methods: StartMethod, StopMethod, RequestResultsMethod with its Output, CancelMethod.
+using Routines =
+    Interface_list<r_0687::RoutineService_RebuildParameters, r_0688::RoutineService_InitializeParameters,
+                   r_0689::RoutineService_TransferParametersFromATN,
+                   r_068a::RoutineService_StoreParametersInATN>;
 
 }  // namespace zvg::services::diag

@@ -198,5 +198,46 @@ TEST(Interfaces, ThoseWithoutAServerHaveTheirErrorAlone) {
         "DataIdentifier_IAAPSOMasterSomeipDataBusServiceImplausible");
 }
 
+struct Routine_case {
+    std::string name;
+    unsigned routineIdentifier;
+    std::string space;  ///< its namespace
+};
+
+std::vector<Routine_case> const ROUTINES{
+    {"RoutineService_RebuildParameters", 0x0687, "r_0687"},
+    {"RoutineService_InitializeParameters", 0x0688, "r_0688"},
+    {"RoutineService_TransferParametersFromATN", 0x0689, "r_0689"},
+    {"RoutineService_StoreParametersInATN", 0x068A, "r_068a"},
+};
+
+TEST(Interfaces, RoutinesAreFourWithTheirNamesNumbersAndErrors) {
+    std::size_t row = 0;
+    Routines::forEach([&]<class Interface>() {
+        SCOPED_TRACE(Interface::NAME);
+        Routine_case const& expected = ROUTINES.at(row++);
+        EXPECT_EQ(Interface::SHORT_NAME, expected.name);
+        EXPECT_EQ(Interface::NAME, "zvg::services::diag::" + expected.space + "::" + expected.name);
+        EXPECT_EQ(Interface::ROUTINE_IDENTIFIER, expected.routineIdentifier);
+        EXPECT_EQ(Interface::DESCRIPTION, 0x20000U);
+        using Failed = Uds_service_failed<Interface>;
+        using Cancel = typename Interface::CancelMethod;
+        expectError<typename Interface::StartMethod, Cancel, Failed>(expected.name);
+        expectError<typename Interface::StopMethod, Cancel, Failed>(expected.name);
+        expectError<typename Interface::RequestResultsMethod, Cancel, Failed>(expected.name);
+    });
+    EXPECT_EQ(row, ROUTINES.size());
+}
+
+TEST(Interfaces, OutcomeOfARoutineIsOneBareByte) {
+    Routines::forEach([]<class Interface>() {
+        using Output = typename Interface::RequestResultsMethod::Output;
+        EXPECT_EQ(to_bytes(Output{0x52}), (Payload{0x52}));
+        EXPECT_EQ(to_bytes(Output{}), (Payload{0}));
+        EXPECT_EQ(from_bytes<Output>({0xFF}), Output{0xFF});
+        EXPECT_THROW(from_bytes<Output>({}), std::out_of_range);
+    });
+}
+
 }  // namespace
 }  // namespace zvg::services::diag
