@@ -65,7 +65,7 @@ struct Limits {
     std::size_t sendQueueBytes = 4U << 20U;  ///< waiting on one connection; more ends it
     std::size_t outstandingCalls = 256;      ///< taken from one connection; its socket isn't read above it
     std::size_t connections = 512;           ///< accepted at one endpoint; more are closed at once
-    std::chrono::milliseconds callLimit{30'000};  ///< from call to answer
+    std::chrono::milliseconds callLimit{90'000};  ///< from call to answer; a routine takes up to 60 s
     std::chrono::milliseconds connectLimit{3'000};
 };
 

@@ -83,7 +83,7 @@ TEST(Manifest_test, LimitsHaveDefaultsAndAreTaken) {
     Limits const plain = parseManifest(GOOD, "car.json").limits;
     EXPECT_EQ(plain.messageBytes, 1U << 20U);
     EXPECT_EQ(plain.outstandingCalls, 256U);
-    EXPECT_EQ(plain.callLimit, std::chrono::seconds(30));
+    EXPECT_EQ(plain.callLimit, std::chrono::seconds(90));
 
     Limits const set = parseManifest(with("{\"services\"",
                                           R"({"limits": {"message_bytes": 1000, "send_queue_bytes": 2000,

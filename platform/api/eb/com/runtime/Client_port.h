@@ -17,7 +17,7 @@ enum class Call_outcome : std::uint8_t {
     answered,       ///< return code and payload are the service's, or the refusal of its runtime (no payload)
     not_available,  ///< nobody listens at the service's endpoint
     transport,      ///< the connection broke, or the frame couldn't be carried
-    cancelled,      ///< given up: cancelled, past the runtime's own limit of 30 s, or the port has gone
+    cancelled,      ///< given up: cancelled, past the runtime's own limit of 90 s, or the port has gone
 };
 
 /// What a call came back with. `detail` names address and reason where the outcome isn't `answered`.
