@@ -46,6 +46,17 @@ function(diag_program name)
     target_link_libraries(${name} PRIVATE ${arg_LINKS} Threads::Threads)
 endfunction()
 
+# diag_test_headers(): the headers that cost a test more than its own lines do, compiled once for all tests. Called once,
+# before the first test. It is a program and no library, so that it is compiled exactly as tests are.
+function(diag_test_headers)
+    file(CONFIGURE OUTPUT "${PROJECT_BINARY_DIR}/test_headers.cpp" CONTENT "int main() {}\n")
+    add_executable(test_headers "${PROJECT_BINARY_DIR}/test_headers.cpp")
+    target_link_libraries(test_headers PRIVATE GTest::gmock GTest::gtest Threads::Threads)
+    target_compile_options(test_headers PRIVATE $<$<CONFIG:Debug>:-O0>)
+    target_precompile_headers(test_headers PRIVATE <gmock/gmock.h> <gtest/gtest.h>
+        <chrono> <condition_variable> <functional> <future> <map> <memory> <mutex> <string> <thread> <vector>)
+endfunction()
+
 # diag_test(<name> SOURCES <file>... [SEES <path>...] [LINKS <target>...] [LABELS <label>...] [TIMEOUT <s>]
 #           [ENVIRONMENT <name=value>...] [NO_TSAN] [OWN_ADDRESS])
 #
@@ -71,6 +82,8 @@ function(diag_test name)
     target_link_libraries(${name} PRIVATE ${arg_LINKS} GTest::gmock GTest::gtest GTest::gtest_main Threads::Threads)
     # A test is compiled more often than it is run: what it tests is optimised, it is not.
     target_compile_options(${name} PRIVATE $<$<CONFIG:Debug>:-O0>)
+    target_precompile_headers(${name} REUSE_FROM test_headers)
+    set_target_properties(${name} PROPERTIES UNITY_BUILD OFF)  # tests of one folder like the same names
     if(NOT arg_TIMEOUT)
         set(arg_TIMEOUT 120)
     endif()

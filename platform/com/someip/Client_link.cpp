@@ -9,8 +9,6 @@
 namespace eb::com::runtime::someip {
 namespace {
 
-/// The most that IPv4 lets a UDP datagram carry.
-constexpr std::size_t DATAGRAM_BYTES = 65'507;
 constexpr std::size_t SESSIONS = 0xFFFF;
 
 /// Tells the clients of one machine apart.
@@ -57,7 +55,7 @@ void Client_link::send(std::shared_ptr<Open_call> const& call, Service_deploymen
         call->finish({Call_outcome::transport, 0, {}, m_remote.text() + ": " + reason});
     };
     std::size_t const most =
-        m_remote.transport == Transport::udp ? DATAGRAM_BYTES - HEADER_BYTES : m_limits.messageBytes;
+        m_remote.transport == Transport::udp ? MAX_DATAGRAM_BYTES - HEADER_BYTES : m_limits.messageBytes;
     if (request.bytes().size() > most)
         return refuse("a request of " + std::to_string(request.bytes().size()) + " bytes is longer than " +
                       std::to_string(most));

@@ -14,9 +14,6 @@ namespace {
 /// of the peer unread, it would take the last answer away from the peer.
 constexpr std::chrono::milliseconds LINGER{1000};
 
-/// The most that IPv4 lets a UDP datagram carry.
-constexpr std::size_t DATAGRAM_BYTES = 65'507;
-
 std::optional<unsigned short> indexOf(Service_deployment const& service, std::uint16_t wireId) {
     auto const found = std::find_if(service.methods.begin(), service.methods.end(),
                                     [&](Method_deployment const& method) { return method.id == wireId; });
@@ -128,7 +125,8 @@ void Server_connection::refuse(Header const& request, Address const& to, std::ui
 
 void Server_connection::reply(Header const& request, Address const& to, std::uint8_t code,
                               Serialized_payload const& payload) {
-    std::size_t const most = isDatagram() ? DATAGRAM_BYTES - HEADER_BYTES : m_context->limits.messageBytes;
+    std::size_t const most =
+        isDatagram() ? MAX_DATAGRAM_BYTES - HEADER_BYTES : m_context->limits.messageBytes;
     if (payload.bytes().size() > most) {
         log(ara::log::LogLevel::kError,
             "a reply of " + std::to_string(payload.bytes().size()) + " bytes is too long for its carrier");
