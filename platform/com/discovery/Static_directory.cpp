@@ -4,28 +4,62 @@
 #include <utility>
 
 namespace eb::com::runtime {
-namespace {
 
-class Subscription : public Subscription_handle {
+class Static_directory::Search : public Subscription_handle {
 public:
-    explicit Subscription(std::shared_ptr<std::atomic<bool>> ended) : m_ended(std::move(ended)) {}
-    ~Subscription() override { *m_ended = true; }
+    Search(Service_id service, Instance_id instance, Found found)
+        : m_service(std::move(service)), m_instance(std::move(instance)), m_found(std::move(found)) {}
+
+    bool matches(Service_deployment const& row) const {
+        return row.interface == m_service && (m_instance.value == "*" || row.instance == m_instance);
+    }
+    void found(std::vector<Service_handle> const& handles) const { m_found(handles); }
 
 private:
-    std::shared_ptr<std::atomic<bool>> m_ended;
+    Service_id const m_service;
+    Instance_id const m_instance;
+    Found const m_found;
 };
-
-}  // namespace
 
 std::shared_ptr<Subscription_handle> Static_directory::subscribe(Service_id const& service,
                                                                  Instance_id const& instance, Found found) {
+    auto search = std::make_shared<Search>(service, instance, std::move(found));
+    std::lock_guard lock(m_mutex);
+    std::erase_if(m_searches, [](auto const& known) { return known.expired(); });
+    m_searches.push_back(search);
+    tell(search);
+    return search;
+}
+
+bool Static_directory::isOffered(Service_deployment const& service) const {
+    std::lock_guard lock(m_mutex);
+    return !m_withdrawn.contains(&service);
+}
+
+void Static_directory::offered(Service_deployment const& service) {
+    std::lock_guard lock(m_mutex);
+    if (m_withdrawn.erase(&service) != 0) tellAll(service);
+}
+
+void Static_directory::withdrawn(Service_deployment const& service) {
+    std::lock_guard lock(m_mutex);
+    if (m_withdrawn.insert(&service).second) tellAll(service);
+}
+
+void Static_directory::tellAll(Service_deployment const& service) {
+    for (auto const& known : m_searches)
+        if (auto const search = known.lock(); search && search->matches(service)) tell(search);
+}
+
+/// m_mutex is held, so that lists are handed over in the order in which they were true.
+void Static_directory::tell(std::shared_ptr<Search> const& search) const {
     std::vector<Service_handle> handles;
-    if (m_deployment.find(service, instance) != nullptr) handles.push_back({service, instance});
-    auto ended = std::make_shared<std::atomic<bool>>(false);
-    m_answers->post([ended, handles = std::move(handles), found = std::move(found)] {
-        if (!*ended) found(handles);
+    for (Service_deployment const& row : m_deployment.services)
+        if (search->matches(row) && !m_withdrawn.contains(&row))
+            handles.push_back({row.interface, row.instance});
+    m_answers->post([weak = std::weak_ptr(search), handles = std::move(handles)] {
+        if (auto const present = weak.lock()) present->found(handles);
     });
-    return std::make_shared<Subscription>(std::move(ended));
 }
 
 }  // namespace eb::com::runtime

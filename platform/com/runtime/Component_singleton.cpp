@@ -16,8 +16,9 @@ namespace {
 /// The runtime that the Component_singletons of this process share.
 struct Shared_runtime {
     std::mutex mutex;
-    std::size_t owners = 0;                    // guarded by mutex
-    std::shared_ptr<Process_runtime> runtime;  // guarded by mutex; null without owners
+    std::size_t owners = 0;                                  // guarded by mutex
+    std::shared_ptr<Process_runtime> runtime;                // guarded by mutex; null without owners
+    std::function<std::shared_ptr<Process_runtime>()> make;  // guarded by mutex; empty outside of tests
 };
 
 /// Never destroyed, as the last owner may be a static object of any library.
@@ -36,6 +37,12 @@ std::shared_ptr<Process_runtime> currentRuntime() {
     return shared.runtime;
 }
 
+void makeRuntimesBy(std::function<std::shared_ptr<Process_runtime>()> make) {
+    Shared_runtime& shared = sharedRuntime();
+    std::lock_guard lock(shared.mutex);
+    shared.make = std::move(make);
+}
+
 }  // namespace eb::com::runtime
 
 namespace ac::com::runtime {
@@ -48,7 +55,9 @@ Component_singleton::Component_singleton(bool /*standalone*/, std::string const&
     std::lock_guard lock(shared.mutex);
     if (!shared.runtime) {
         shared.runtime =
-            std::make_shared<eb::com::runtime::Process_runtime>(eb::com::runtime::readManifest());
+            shared.make
+                ? shared.make()
+                : std::make_shared<eb::com::runtime::Process_runtime>(eb::com::runtime::readManifest());
         eb::com::runtime::log(ara::log::LogLevel::kInfo,
                               "runtime of '" + (name.empty() ? program_invocation_short_name : name) +
                                   "' with " + shared.runtime->deployment().origin + ", " +

@@ -76,11 +76,16 @@ private:
 };
 
 Process_runtime::Process_runtime(Deployment deployment)
+    : Process_runtime(std::move(deployment), std::make_shared<Loop>(), nullptr, nullptr) {}
+
+Process_runtime::Process_runtime(Deployment deployment, std::shared_ptr<Loop> loop,
+                                 std::unique_ptr<Clock> clock, std::unique_ptr<someip::Network> network)
     : m_deployment(std::move(deployment)),
-      m_loop(std::make_shared<Loop>()),
+      m_loop(std::move(loop)),
       m_answers(std::make_shared<Answers>()),
-      m_clock(std::make_unique<Loop_clock>(*m_loop)),
-      m_network(std::make_unique<someip::Asio_network>(m_loop, m_deployment.limits.sendQueueBytes)),
+      m_clock(clock ? std::move(clock) : std::make_unique<Loop_clock>(*m_loop)),
+      m_network(network ? std::move(network)
+                        : std::make_unique<someip::Asio_network>(m_loop, m_deployment.limits.sendQueueBytes)),
       m_directory(std::make_unique<Static_directory>(m_deployment, m_answers)),
       m_calls(std::make_shared<Call_registry>(m_loop, m_answers)),
       m_local(std::make_shared<Local_carrier>(m_loop, m_deployment.limits)) {}

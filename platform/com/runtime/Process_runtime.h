@@ -30,7 +30,11 @@ namespace eb::com::runtime {
 /// nothing, so that ports may outlive it; they share the ownership of this object.
 class Process_runtime : public std::enable_shared_from_this<Process_runtime> {
 public:
+    /// Over the operating system's network and clock.
     explicit Process_runtime(Deployment deployment);
+    /// Over a network and a clock that a test commands, both on that loop.
+    Process_runtime(Deployment deployment, std::shared_ptr<Loop> loop, std::unique_ptr<Clock> clock,
+                    std::unique_ptr<someip::Network> network);
     ~Process_runtime();
     Process_runtime(Process_runtime const&) = delete;
     Process_runtime& operator=(Process_runtime const&) = delete;
@@ -85,5 +89,9 @@ private:
 
 /// The runtime of this process; throws Infrastructure_exception if no Component_singleton exists. Any thread.
 std::shared_ptr<Process_runtime> currentRuntime();
+
+/// For tests: the next Component_singleton that finds no runtime in this process takes what `make` gives,
+/// where it would read the environment's manifest. An empty function is the normal state. Any thread.
+void makeRuntimesBy(std::function<std::shared_ptr<Process_runtime>()> make);
 
 }  // namespace eb::com::runtime

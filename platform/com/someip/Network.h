@@ -50,6 +50,11 @@ public:
     virtual void endSending() = 0;
     /// Frees the socket at once. The user hears nothing more.
     virtual void close() = 0;
+
+    /// This end's address and the peer's, to the end of the link's life. A stream knows them once it is
+    /// connected, a bound datagram socket has no peer; what isn't known is 0.0.0.0:0.
+    virtual Address local() const = 0;
+    virtual Address remote() const = 0;
 };
 
 /// An open door for streams; its destructor closes it.

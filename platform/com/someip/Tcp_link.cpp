@@ -15,7 +15,17 @@ Tcp_link::Tcp_link(std::shared_ptr<Loop> loop, asio::ip::tcp::socket socket, std
     : m_loop(std::move(loop)),
       m_socket(std::move(socket)),
       m_sendQueueBytes(sendQueueBytes),
-      m_buffer(READ_BYTES) {}
+      m_buffer(READ_BYTES) {
+    if (m_socket.is_open()) learnAddresses();
+}
+
+void Tcp_link::learnAddresses() {
+    asio::error_code error;
+    auto const local = m_socket.local_endpoint(error);
+    if (!error) m_local = {local.address().to_v4().to_uint(), local.port()};
+    auto const remote = m_socket.remote_endpoint(error);
+    if (!error) m_remote = {remote.address().to_v4().to_uint(), remote.port()};
+}
 
 void Tcp_link::start(std::weak_ptr<Link_user> user) {
     m_user = std::move(user);
@@ -23,7 +33,7 @@ void Tcp_link::start(std::weak_ptr<Link_user> user) {
         read();
         return;
     }
-    m_socket.async_connect(m_remote, [self = shared_from_this()](asio::error_code const& error) {
+    m_socket.async_connect(m_target, [self = shared_from_this()](asio::error_code const& error) {
         if (!self->m_closed) self->connected(error);
     });
 }
@@ -32,9 +42,10 @@ void Tcp_link::connected(asio::error_code const& error) {
     if (error) return fail(error);
     asio::error_code ignored;
     // The kernel may give the connecting socket the very port it connects to, and so connect it to itself.
-    if (m_socket.local_endpoint(ignored) == m_remote) return fail(asio::error::connection_refused);
+    if (m_socket.local_endpoint(ignored) == m_target) return fail(asio::error::connection_refused);
     m_socket.set_option(asio::ip::tcp::no_delay(true), ignored);
     m_connecting = false;
+    learnAddresses();
     if (auto const user = m_user.lock()) user->connected();
     if (m_closed) return;
     read();

@@ -22,7 +22,7 @@ public:
 
     /// Makes the link a connecting one. Before start.
     void connectTo(asio::ip::tcp::endpoint remote) {
-        m_remote = remote;
+        m_target = remote;
         m_connecting = true;
     }
 
@@ -33,8 +33,11 @@ public:
     void resume() override;
     void endSending() override;
     void close() override;
+    Address local() const override { return m_local; }
+    Address remote() const override { return m_remote; }
 
 private:
+    void learnAddresses();
     void connected(asio::error_code const& error);
     void read();
     void write();
@@ -44,7 +47,9 @@ private:
     asio::ip::tcp::socket m_socket;
     std::size_t const m_sendQueueBytes;
     std::weak_ptr<Link_user> m_user;
-    asio::ip::tcp::endpoint m_remote;
+    asio::ip::tcp::endpoint m_target;  // of a connecting link
+    Address m_local;
+    Address m_remote;
     std::deque<std::vector<std::uint8_t>> m_queue;  // the first is being written, unless connecting
     std::size_t m_queued = 0;
     std::vector<std::uint8_t> m_buffer;

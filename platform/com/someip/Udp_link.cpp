@@ -13,7 +13,13 @@ constexpr std::size_t DATAGRAM_BYTES = 65'536;
 }  // namespace
 
 Udp_link::Udp_link(std::shared_ptr<Loop> loop, asio::ip::udp::socket socket, bool bound)
-    : m_loop(std::move(loop)), m_socket(std::move(socket)), m_buffer(DATAGRAM_BYTES), m_bound(bound) {}
+    : m_loop(std::move(loop)), m_socket(std::move(socket)), m_buffer(DATAGRAM_BYTES), m_bound(bound) {
+    asio::error_code error;
+    auto const local = m_socket.local_endpoint(error);
+    if (!error) m_local = {local.address().to_v4().to_uint(), local.port()};
+    auto const remote = m_socket.remote_endpoint(error);
+    if (!error) m_remote = {remote.address().to_v4().to_uint(), remote.port()};
+}
 
 void Udp_link::start(std::weak_ptr<Link_user> user) {
     m_user = std::move(user);

@@ -23,6 +23,8 @@ public:
     void resume() override;
     void endSending() override {}
     void close() override;
+    Address local() const override { return m_local; }
+    Address remote() const override { return m_remote; }
 
 private:
     void read();
@@ -34,6 +36,8 @@ private:
     std::vector<std::uint8_t> m_buffer;
     asio::ip::udp::endpoint m_from;
     bool const m_bound;
+    Address m_local;
+    Address m_remote;
     bool m_reading = false;
     bool m_paused = false;
     bool m_closed = false;
