@@ -72,6 +72,11 @@ void Loop::work() {
     }
 }
 
+std::chrono::milliseconds Loop_clock::now() const {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(
+        std::chrono::steady_clock::now().time_since_epoch());
+}
+
 Clock::Timer Loop_clock::after(std::chrono::milliseconds time, std::function<void()> task) {
     auto const timer = std::make_shared<asio::steady_timer>(m_loop.context(), time);
     timer->async_wait([task = std::move(task)](asio::error_code const& error) {

@@ -16,6 +16,8 @@ public:
     using Timer = std::shared_ptr<void>;
 
     virtual ~Clock() = default;
+    /// Time since a moment that stays the same; never goes back.
+    virtual std::chrono::milliseconds now() const = 0;
     virtual Timer after(std::chrono::milliseconds time, std::function<void()> task) = 0;
 };
 
@@ -61,6 +63,7 @@ private:
 class Loop_clock : public Clock {
 public:
     explicit Loop_clock(Loop& loop) : m_loop(loop) {}
+    std::chrono::milliseconds now() const override;
     Timer after(std::chrono::milliseconds time, std::function<void()> task) override;
 
 private:
