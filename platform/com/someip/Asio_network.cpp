@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 
+#include <asio/ip/multicast.hpp>
 #include <asio/ip/tcp.hpp>
 #include <asio/ip/udp.hpp>
 #include <utility>
@@ -103,6 +104,18 @@ std::shared_ptr<Link> Asio_network::bindDatagrams(Address const& local) {
     asio::ip::udp::socket socket(m_loop->context(), asio::ip::udp::v4());
     closeOnExec(socket);
     socket.bind(toEndpoint<asio::ip::udp>(local));
+    socket.set_option(asio::ip::multicast::outbound_interface(asio::ip::address_v4(local.ip)));
+    socket.set_option(asio::ip::multicast::hops(1));
+    return std::make_shared<Udp_link>(m_loop, std::move(socket), true);
+}
+
+std::shared_ptr<Link> Asio_network::bindGroup(Address const& group, std::uint32_t interface) {
+    asio::ip::udp::socket socket(m_loop->context(), asio::ip::udp::v4());
+    closeOnExec(socket);
+    socket.set_option(asio::ip::udp::socket::reuse_address(true));
+    socket.bind(toEndpoint<asio::ip::udp>(group));
+    socket.set_option(
+        asio::ip::multicast::join_group(asio::ip::address_v4(group.ip), asio::ip::address_v4(interface)));
     return std::make_shared<Udp_link>(m_loop, std::move(socket), true);
 }
 

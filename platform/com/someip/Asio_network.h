@@ -15,6 +15,7 @@ public:
 
     std::unique_ptr<Listener> listen(Address const& local, Accepted accepted) override;
     std::shared_ptr<Link> bindDatagrams(Address const& local) override;
+    std::shared_ptr<Link> bindGroup(Address const& group, std::uint32_t interface) override;
     std::shared_ptr<Link> connect(Endpoint const& remote) override;
 
 private:

@@ -73,6 +73,11 @@ public:
 
     virtual std::unique_ptr<Listener> listen(Address const& local, Accepted accepted) = 0;
     virtual std::shared_ptr<Link> bindDatagrams(Address const& local) = 0;
+    /// Hears what is sent to a multicast group on one interface, together with all others that do. Links of
+    /// bindDatagrams send to the group, through their own address's interface and not beyond its network.
+    virtual std::shared_ptr<Link> bindGroup(Address const& /*group*/, std::uint32_t /*interface*/) {
+        throw std::system_error(std::make_error_code(std::errc::operation_not_supported));
+    }
     /// Connects while messages may already be queued.
     virtual std::shared_ptr<Link> connect(Endpoint const& remote) = 0;
 };
