@@ -119,16 +119,6 @@ Bytes response(std::uint16_t requestId, Bytes const& data) {
     return join(message, data);
 }
 
-std::string hex(Bytes const& bytes) {
-    std::string text;
-    for (std::uint8_t const byte : bytes) {
-        char pair[3];
-        std::snprintf(pair, sizeof pair, "%02x", unsigned{byte});
-        text += pair;
-    }
-    return text;
-}
-
 void PrintTo(Identifier const& value, std::ostream* stream) {
     *stream << digits(value.number);
 }

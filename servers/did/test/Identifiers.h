@@ -6,9 +6,12 @@
 #include <string>
 #include <vector>
 
+#include "servers/test/Bytes.h"
+
 namespace did_test {
 
-using Bytes = std::vector<std::uint8_t>;
+using server_test::Bytes;
+using server_test::hex;
 
 /// One data identifier.
 struct Identifier {
@@ -40,7 +43,6 @@ Bytes resized(Bytes data, std::size_t size);
 /// The payload of a VAL response message. `count` tells another number of data bytes than there are.
 Bytes response(std::uint16_t requestId, Bytes const& data);
 
-std::string hex(Bytes const& bytes);
 void PrintTo(Identifier const& value, std::ostream* stream);
 
 }  // namespace did_test

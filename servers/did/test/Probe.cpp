@@ -114,11 +114,4 @@ std::unique_ptr<services::Runnable> makeServer(std::uint16_t number) {
     return find(number).create();
 }
 
-zvg::val::eValStatus deliver(services::Runnable& component, int msgId, Bytes const& payload) {
-    // On the heap and not a byte longer, so that a reader who goes too far is caught.
-    std::unique_ptr<unsigned char[]> const bytes(new unsigned char[payload.size()]);
-    std::copy(payload.begin(), payload.end(), bytes.get());
-    return component.handleMsg(msgId, static_cast<unsigned short>(payload.size()), bytes.get());
-}
-
 }  // namespace did_test

@@ -3,7 +3,6 @@
 #include <memory>
 #include <optional>
 
-#include "core/ValStatus.h"
 #include "registry/Runnable.h"
 #include "servers/did/test/Identifiers.h"
 
@@ -35,9 +34,5 @@ std::unique_ptr<Probe> makeProbe(std::uint16_t number, zvg::val::diag_ara::servi
 
 /// A new server of that number, which nobody has initialised.
 std::unique_ptr<zvg::val::diag_ara::services::Runnable> makeServer(std::uint16_t number);
-
-/// Hands a message to a component, as the bridge does: exactly these bytes can be read.
-zvg::val::eValStatus deliver(zvg::val::diag_ara::services::Runnable& component, int msgId,
-                             Bytes const& payload);
 
 }  // namespace did_test

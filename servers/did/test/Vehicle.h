@@ -1,61 +1,31 @@
 #pragma once
 
-#include <condition_variable>
-#include <cstdint>
 #include <functional>
-#include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
-#include <ac/com/cpp_binding/proxy/Rport.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include "platform/log/Memory_target.h"
-#include "registry/Runnable.h"
 #include "servers/did/test/Identifiers.h"
 #include "servers/did/test/Probe.h"
-#include "tests/support/Connector.h"
+#include "servers/test/Vehicle.h"
 
 namespace did_test {
+
+using server_test::Call;
+using server_test::deliver;
 
 constexpr unsigned short CANCEL = 0;
 constexpr unsigned short READ = 1;
 constexpr int REQUEST = 2349;
 constexpr int RESPONSE = 2350;
 
-/// A call through the platform, under way or answered.
-class Call {
-public:
-    void answer(eb::com::runtime::Call_result const& result);
-    bool answered() const;
-    int answers() const;
-    /// Waits for the answer, some seconds at most.
-    bool await() const;
-    int returnCode() const;
-    Bytes payload() const;
-
-private:
-    mutable std::mutex m_mutex;
-    mutable std::condition_variable m_changed;
-    int m_answers = 0;  // guarded by m_mutex, as what follows
-    eb::com::runtime::Call_result m_result;
-};
-
-/// The whole library in this process with a fake Java side and clients of the platform: the bridge and the
-/// registry with their own tables, registered and unregistered by each test.
-class Vehicle : public ::testing::Test {
+/// The library in this process, as its data identifiers' clients and Java see it.
+class Vehicle : public server_test::Vehicle {
 protected:
-    void SetUp() override;
-    void TearDown() override;
-
-    void registerJava() { ASSERT_EQ(java.registerListener(), 0); }
-    void unregisterJava() { EXPECT_EQ(java.unregister(), 0); }
-
     /// The live component that serves the identifier.
-    zvg::val::diag_ara::services::Runnable& component(Identifier const& id);
+    zvg::val::diag_ara::services::Runnable& component(Identifier const& id) {
+        return server_test::Vehicle::component(id.component);
+    }
     std::unique_ptr<Probe> probe(Identifier const& id) { return makeProbe(id.number, &component(id)); }
 
     /// Java's answer, through the bridge to all fourteen servers.
@@ -65,31 +35,13 @@ protected:
         return deliver(component(id), msgId, payload);
     }
 
-    /// Calls a method with a request map (as bytes), from the client's side of the platform.
     std::shared_ptr<Call> call(Identifier const& id, unsigned short method, Bytes request = {0, 0, 0, 0},
-                               std::function<void()> onAnswer = {});
+                               std::function<void()> onAnswer = {}) {
+        return server_test::Vehicle::call(id.interface, method, std::move(request), std::move(onAnswer));
+    }
 
-    /// Waits until Java has had `count` requests in all.
-    bool awaitRequests(std::size_t count) { return jvm.awaitMessages(count); }
-
-    /// Lines of the library's log since the last look whose source begins with that.
-    struct Line {
-        ara::log::LogLevel level;
-        std::string function;
-        std::string text;
-        bool operator==(Line const&) const = default;
-    };
-    std::vector<Line> linesOf(std::string const& source);
+    using server_test::Vehicle::linesOf;
     std::vector<Line> linesOf(Identifier const& id) { return linesOf(id.logName + "::methods::Server<"); }
-
-    ara::log::Capture log;
-    fake::Jvm jvm;
-    fake::Connector java{jvm};
-
-private:
-    std::mutex m_mutex;
-    // The clients' ends, kept to the end of the test as calls end with them. Guarded by m_mutex.
-    std::map<std::string, std::unique_ptr<ac::com::cpp_binding::proxy::Rport>> m_ports;
 };
 
 }  // namespace did_test

@@ -1,13 +1,12 @@
-#include "servers/did/test/Vehicle.h"
+#include "servers/test/Vehicle.h"
 
+#include <algorithm>
 #include <cctype>
 #include <chrono>
-#include <map>
-#include <thread>
 
 #include "registry/Diag_Ara_Components_Services.h"
 
-namespace did_test {
+namespace server_test {
 
 namespace services = zvg::val::diag_ara::services;
 
@@ -37,6 +36,13 @@ void watchFactories() {
 }
 
 }  // namespace
+
+zvg::val::eValStatus deliver(services::Runnable& component, int msgId, Bytes const& payload) {
+    // On the heap and not a byte longer, so that a reader who goes too far is caught.
+    std::unique_ptr<unsigned char[]> const bytes(new unsigned char[payload.size()]);
+    std::copy(payload.begin(), payload.end(), bytes.get());
+    return component.handleMsg(msgId, static_cast<unsigned short>(payload.size()), bytes.get());
+}
 
 void Call::answer(eb::com::runtime::Call_result const& result) {
     std::lock_guard const lock(m_mutex);
@@ -82,21 +88,21 @@ void Vehicle::TearDown() {
     EXPECT_THAT(jvm.violations(), testing::IsEmpty());
 }
 
-services::Runnable& Vehicle::component(Identifier const& id) {
-    return *live().at(id.component);
+services::Runnable& Vehicle::component(std::string const& key) {
+    return *live().at(key);
 }
 
-std::shared_ptr<Call> Vehicle::call(Identifier const& id, unsigned short method, Bytes request,
+std::shared_ptr<Call> Vehicle::call(std::string const& interface, unsigned short method, Bytes request,
                                     std::function<void()> onAnswer) {
     using namespace eb::com::runtime;
     auto call = std::make_shared<Call>();
     std::shared_ptr<Client_port> port;
     {
         std::lock_guard const lock(m_mutex);
-        auto& end = m_ports[id.interface];
+        auto& end = m_ports[interface];
         if (!end) {
             end = std::make_unique<ac::com::cpp_binding::proxy::Rport>(
-                Service_handle{{id.interface}, {"1"}}, Service_interface_description{0x00020000});
+                Service_handle{{interface}, {"1"}}, Service_interface_description{0x00020000});
         }
         port = end->client_port();
     }
@@ -109,7 +115,7 @@ std::shared_ptr<Call> Vehicle::call(Identifier const& id, unsigned short method,
 }
 
 // A line reads 12:34:56|4711|SOURCE120::function() text; a component's source ends in "::" itself.
-std::vector<Vehicle::Line> Vehicle::linesOf(std::string const& source) {
+std::vector<Line> Vehicle::linesOf(std::string const& source) {
     std::vector<Line> lines;
     for (ara::log::Message const& message : log.messages("DIAG")) {
         std::string const& all = message.text;
@@ -129,4 +135,4 @@ std::vector<Vehicle::Line> Vehicle::linesOf(std::string const& source) {
     return lines;
 }
 
-}  // namespace did_test
+}  // namespace server_test
