@@ -16,6 +16,11 @@ std::string Endpoint::text() const {
     return (transport == Transport::tcp ? "tcp " : "udp ") + address.text();
 }
 
+std::string Port_range::text() const {
+    std::string const text = Address{ip, first}.text();
+    return count == 1 ? text : text + "-" + std::to_string(first + count - 1);
+}
+
 Service_deployment const* Deployment::find(Service_id const& service,
                                            Instance_id const& instance) const noexcept {
     for (Service_deployment const& row : services)

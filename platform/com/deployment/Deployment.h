@@ -20,6 +20,11 @@ struct Address {
     std::string text() const;  ///< "127.0.0.1:30509"
 };
 
+/// Addresses that can stand for one machine: not 0.0.0.0, no multicast or broadcast.
+constexpr bool isUnicast(std::uint32_t ip) noexcept {
+    return ip != 0 && ip < 0xE0000000U;
+}
+
 enum class Transport : std::uint8_t { tcp, udp };
 
 /// Where a service is reached on the wire.
@@ -69,10 +74,47 @@ struct Limits {
     std::chrono::milliseconds connectLimit{3'000};
 };
 
+/// Neighbouring ports of one address.
+struct Port_range {
+    std::uint32_t ip = 0;
+    std::uint16_t first = 0;
+    std::uint16_t count = 1;
+
+    std::string text() const;  ///< "127.0.0.1:30490-30505", or with one port as an address
+};
+
+/// How the processes find each other's services (SOME/IP service discovery). The defaults make a service
+/// found in some milliseconds on one machine, and keep it found where every third datagram is lost.
+struct Discovery {
+    enum class Mode : std::uint8_t {
+        unicast,    ///< every process has a port of `ports` and tells all of them, and `peers`
+        multicast,  ///< ... and tells a multicast group, and `peers`
+        fixed,      ///< no discovery ("static"): services are where the manifest says
+    };
+    struct Delay {
+        std::chrono::milliseconds least{0};
+        std::chrono::milliseconds most{0};
+    };
+    static constexpr std::chrono::seconds FOR_EVER{0xFFFFFF};  ///< as a time to live
+
+    Mode mode = Mode::unicast;
+    Port_range ports{0x7F000001, 30490, 16};  ///< where this process takes the first that is free
+    std::vector<Port_range> peers;            ///< on other addresses
+    Address group{0xE0F4E0F5, 30490};         ///< 224.244.224.245
+    std::uint32_t interface = 0x7F000001;     ///< that hears the group
+    std::chrono::seconds ttl{5};
+    Delay initialDelay{std::chrono::milliseconds(0), std::chrono::milliseconds(10)};
+    std::chrono::milliseconds repetitionBase{50};  ///< doubles from one repetition to the next
+    unsigned repetitions = 3;
+    std::chrono::milliseconds cyclic{500};
+    Delay requestResponseDelay{std::chrono::milliseconds(0), std::chrono::milliseconds(10)};
+};
+
 /// The whole table. Never changed after it was read, so any thread may read it.
 struct Deployment {
     std::string origin;  ///< file name of the manifest, or "built-in manifest"
     Limits limits;
+    Discovery discovery;
     std::vector<Service_deployment> services;
 
     /// Null if the table has no such row.

@@ -105,9 +105,10 @@ std::optional<std::uint32_t> parseIp(std::string const& text) {
 
 constexpr char const* ADDRESS_RULE = "has to be an IPv4 address of one interface, such as 127.0.0.1";
 
-/// Addresses that can stand for one service: not 0.0.0.0, no multicast or broadcast.
-bool isUnicast(std::optional<std::uint32_t> ip) {
-    return ip && *ip != 0 && *ip < 0xE0000000U;
+std::uint32_t readIp(Node const& node) {
+    auto const ip = parseIp(node.text());
+    if (!ip || !isUnicast(*ip)) node.refuse(ADDRESS_RULE);
+    return *ip;
 }
 
 Endpoint readEndpoint(Node const& node) {
@@ -116,9 +117,7 @@ Endpoint readEndpoint(Node const& node) {
     std::string const transport = node["transport"].text();
     if (transport != "tcp" && transport != "udp") node["transport"].refuse("has to be \"tcp\" or \"udp\"");
     endpoint.transport = transport == "tcp" ? Transport::tcp : Transport::udp;
-    auto const ip = parseIp(node["address"].text());
-    if (!isUnicast(ip)) node["address"].refuse(ADDRESS_RULE);
-    endpoint.address.ip = *ip;
+    endpoint.address.ip = readIp(node["address"]);
     endpoint.address.port = node["port"].number<std::uint16_t>(1, 0xFFFF);
     return endpoint;
 }
@@ -197,6 +196,84 @@ Limits readLimits(Node const& node) {
     return limits;
 }
 
+/// "address", which stands for the range's ports there, or "address:port".
+Port_range readPeer(Node const& node, Port_range const& range) {
+    std::string const text = node.text();
+    std::size_t const colon = std::min(text.find(':'), text.size());
+    std::string const digits = text.substr(std::min(colon + 1, text.size()));
+    auto const ip = parseIp(text.substr(0, colon));
+    bool const valid = ip && isUnicast(*ip) && digits.size() <= 5 &&
+                       (colon == text.size() || !digits.empty()) &&
+                       digits.find_first_not_of("0123456789") == std::string::npos;
+    unsigned long const port = valid && !digits.empty() ? std::stoul(digits) : 1;
+    if (!valid || port == 0 || port > 0xFFFF)
+        node.refuse("has to be an IPv4 address, or one with a port, such as 192.168.0.7:30490");
+    if (digits.empty()) return {*ip, range.first, range.count};
+    return {*ip, static_cast<std::uint16_t>(port), 1};
+}
+
+Discovery::Mode readMode(Node const& node) {
+    std::string const mode = node.text();
+    if (mode == "unicast") return Discovery::Mode::unicast;
+    if (mode == "multicast") return Discovery::Mode::multicast;
+    if (mode != "static") node.refuse("has to be \"unicast\", \"multicast\" or \"static\"");
+    return Discovery::Mode::fixed;
+}
+
+Discovery::Delay readDelay(Node const& node) {
+    node.object({"min", "max"});
+    constexpr std::uint64_t MINUTE = 60'000;
+    Discovery::Delay const delay{std::chrono::milliseconds(node["min"].number<std::int64_t>(0, MINUTE)),
+                                 std::chrono::milliseconds(node["max"].number<std::int64_t>(0, MINUTE))};
+    if (delay.least > delay.most) node.refuse("max can't be smaller than min");
+    return delay;
+}
+
+/// `address` is that of the services, which holds where no other is named.
+Discovery readDiscovery(Node const& node, std::uint32_t address) {
+    node.object({"mode", "address", "ports", "peers", "multicast", "ttl_s", "initial_delay_ms",
+                 "repetition_base_ms", "repetitions", "cyclic_ms", "request_response_delay_ms"});
+    Discovery discovery;
+    if (node.has("mode")) discovery.mode = readMode(node["mode"]);
+    discovery.ports.ip = node.has("address") ? readIp(node["address"]) : address;
+    if (node.has("ports")) {
+        Node const ports = node["ports"].object({"first", "count"});
+        if (ports.has("first")) discovery.ports.first = ports["first"].number<std::uint16_t>(1, 0xFFFF);
+        if (ports.has("count")) discovery.ports.count = ports["count"].number<std::uint16_t>(1, 256);
+        if (discovery.ports.first + discovery.ports.count > 0x10000) ports.refuse("goes beyond port 65535");
+    }
+    if (node.has("peers"))
+        for (Node const& peer : node["peers"].elements())
+            discovery.peers.push_back(readPeer(peer, discovery.ports));
+    discovery.interface = discovery.ports.ip;
+    if (node.has("multicast")) {
+        Node const multicast = node["multicast"].object({"group", "port", "interface"});
+        if (multicast.has("group")) {
+            auto const group = parseIp(multicast["group"].text());
+            if (!group || *group >> 28U != 0xE)
+                multicast["group"].refuse("has to be an IPv4 multicast address, such as 224.244.224.245");
+            discovery.group.ip = *group;
+        }
+        if (multicast.has("port")) discovery.group.port = multicast["port"].number<std::uint16_t>(1, 0xFFFF);
+        if (multicast.has("interface")) discovery.interface = readIp(multicast["interface"]);
+    }
+    constexpr std::uint64_t HOUR = 3'600'000;
+    if (node.has("ttl_s"))
+        discovery.ttl = std::chrono::seconds(node["ttl_s"].number<std::int64_t>(1, 0xFFFFFF));
+    if (node.has("initial_delay_ms")) discovery.initialDelay = readDelay(node["initial_delay_ms"]);
+    if (node.has("repetition_base_ms"))
+        discovery.repetitionBase =
+            std::chrono::milliseconds(node["repetition_base_ms"].number<std::int64_t>(1, HOUR));
+    if (node.has("repetitions")) discovery.repetitions = node["repetitions"].number<unsigned>(0, 10);
+    if (node.has("cyclic_ms"))
+        discovery.cyclic = std::chrono::milliseconds(node["cyclic_ms"].number<std::int64_t>(10, HOUR));
+    if (node.has("request_response_delay_ms"))
+        discovery.requestResponseDelay = readDelay(node["request_response_delay_ms"]);
+    if (discovery.cyclic >= discovery.ttl)
+        node.refuse("cyclic_ms has to be shorter than ttl_s, or offers run out before they are renewed");
+    return discovery;
+}
+
 /// Two rows that can't both hold.
 void refuseContradictions(std::vector<Node> const& nodes, std::vector<Service_deployment> const& services) {
     std::map<std::pair<std::string, std::string>, std::size_t> names;
@@ -237,7 +314,7 @@ Json parseJson(std::string const& text, std::string const& origin) {
 Deployment parseManifest(std::string const& text, std::string const& origin,
                          std::optional<std::string> const& address) {
     Json json = parseJson(text, origin);
-    Node(origin, "", json).object({"defaults", "limits", "services"});
+    Node(origin, "", json).object({"defaults", "discovery", "limits", "services"});
     if (json.contains("defaults")) {
         if (!json["defaults"].is_object())
             Node(origin, "defaults", json["defaults"]).refuse("has to be an object");
@@ -259,12 +336,16 @@ Deployment parseManifest(std::string const& text, std::string const& origin,
         deployment.services.push_back(readService(node));
         if (!address) continue;
         auto const ip = parseIp(*address);
-        if (!isUnicast(ip))
+        if (!ip || !isUnicast(*ip))
             throw ac::com::Invalid_argument_exception("environment: ARA_COM_ADDRESS = " + *address + ": " +
                                                       ADDRESS_RULE);
         deployment.services.back().endpoint.address.ip = *ip;
     }
     refuseContradictions(nodes, deployment.services);
+    Json const none = Json::object();
+    deployment.discovery =
+        readDiscovery(root.has("discovery") ? root["discovery"] : Node(origin, "discovery", none),
+                      deployment.services.front().endpoint.address.ip);
     return deployment;
 }
 
