@@ -63,6 +63,13 @@ private:
 
 }  // namespace ac::com::log::target
 
+namespace ac::com::log {
+
+/// Where whoever starts a search has its incidents go to.
+using Generic_logger = target::Dlt;
+
+}  // namespace ac::com::log
+
 namespace ac::com::cpp_binding::log {
 
 /// The target of the language binding's incidents.
