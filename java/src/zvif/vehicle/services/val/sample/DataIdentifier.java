@@ -2,14 +2,13 @@ package zvif.vehicle.services.val.sample;
 
 import java.util.Arrays;
 import java.util.Optional;
-import java.util.stream.Collectors;
 
 /**
  * The fourteen UDS data identifiers that the bridge asks for, with the number of bytes that it accepts as a value.
  *
  * <p>An answer of another length is dropped by the bridge, and the reader waits in vain.
  */
-enum DataIdentifier {
+enum DataIdentifier implements Identifier {
     FUNCTION_ON_DEMAND_VERSION_INFO(0x017D, "FunctionOnDemandVersionInfo", 8, 8),
     FOD_MANAGER_EXTENDED_STATE_2(0x0234, "FoDManagerExtendedState2", 1, 1501),
     FOD_MANAGER_EXTENDED_STATE_1(0x0235, "FoDManagerExtendedState1", 44, 3144),
@@ -37,12 +36,13 @@ enum DataIdentifier {
         m_longest = longest;
     }
 
-    int number() {
+    @Override
+    public int number() {
         return m_number;
     }
 
-    /** The words of the interface's name. */
-    String title() {
+    @Override
+    public String title() {
         return m_title;
     }
 
@@ -58,22 +58,6 @@ enum DataIdentifier {
 
     static Optional<DataIdentifier> of(int number) {
         return Arrays.stream(values()).filter(identifier -> identifier.m_number == number).findFirst();
-    }
-
-    /**
-     * Reads "0xB047", "b047" or the like: always hexadecimal, as identifiers are written.
-     *
-     * @throws IllegalArgumentException when it is none of the fourteen; the text names them
-     */
-    static DataIdentifier parse(String text) {
-        var digits = text.regionMatches(true, 0, "0x", 0, 2) ? text.substring(2) : text;
-        try {
-            return of(Integer.parseInt(digits, 16)).orElseThrow();
-        } catch (RuntimeException notOneOfThem) {
-            throw new IllegalArgumentException("'" + text + "' is no data identifier; known are "
-                    + Arrays.stream(values()).map(DataIdentifier::toString).collect(Collectors.joining(", ")),
-                    notOneOfThem);
-        }
     }
 
     @Override

@@ -1,5 +1,8 @@
 package zvif.vehicle.services.val.sample;
 
+import java.io.BufferedReader;
+import java.io.InputStreamReader;
+import java.nio.charset.StandardCharsets;
 import java.util.Arrays;
 import java.util.List;
 import java.util.concurrent.ExecutionException;
@@ -9,7 +12,10 @@ import java.util.concurrent.TimeoutException;
 
 import zvif.vehicle.services.val.diagara.ConnectorNativeDiagARA;
 
-/** A VAL service as a program: registers with the bridge and answers from a file of values until it is ended. */
+/**
+ * A VAL service as a program: registers with the bridge, answers as a file says and does what its input says, until it
+ * is ended.
+ */
 public final class SampleValService {
     private static final int EXIT_BRIDGE_FAILED = 1;
     private static final int EXIT_WRONG_INPUT = 2;
@@ -33,13 +39,10 @@ public final class SampleValService {
     private static int start(List<String> arguments) {
         try {
             var options = Options.parse(arguments);
-            if (options.help()) {
-                System.out.print(Options.USAGE);
-            } else if (options.printValues()) {
-                Values.builtInLines().forEach(System.out::println);
-            } else {
+            if (options.text() == null) {
                 return serve(options);
             }
+            System.out.print(options.text());
             return 0;
         } catch (IllegalArgumentException | ValuesFile.Mistake wrong) {
             log(wrong.getMessage());
@@ -60,20 +63,35 @@ public final class SampleValService {
             log(error.getMessage());
             return EXIT_BRIDGE_FAILED;
         }
-        var responder = new Responder(values::of, bridge::write, options.silent(), options.delay(),
-                SampleValService::log);
-        var result = register(bridge, responder, options.logLevel());
+        var service = new Service(new Responder(values::of, bridge::write, options.silent(), options.delay(),
+                SampleValService::log), new Routines(values::of, bridge::write, options.silent(), options.delay(),
+                System::nanoTime, System.out::println, SampleValService::log),
+                new Platform(bridge::write, System.out::println, SampleValService::log));
+        var result = register(bridge, service, options.logLevel());
         if (result != 0) {
+            service.close();
             return EXIT_BRIDGE_FAILED;
         }
-        Runtime.getRuntime().addShutdownHook(new Thread(() -> stop(bridge, responder), "VAL stop"));
+        Runtime.getRuntime().addShutdownHook(new Thread(() -> stop(bridge, service), "VAL stop"));
         System.out.println("VAL service is up");
+        options.reports().forEach(service.platform()::report);
+        listen(service.platform());
         return 0;
     }
 
-    private static int register(ConnectorNativeDiagARA bridge, Responder responder, int logLevel) {
+    private static void listen(Platform platform) {
+        if (CommandInput.mayBeRead()) {
+            var lines = new BufferedReader(new InputStreamReader(System.in, StandardCharsets.UTF_8));
+            CommandInput.start(lines, new Commands(platform, () -> System.exit(0), System.out::println),
+                    SampleValService::log);
+        } else {
+            log("in the background of a terminal no commands are read; give it a pipe to take them from");
+        }
+    }
+
+    private static int register(ConnectorNativeDiagARA bridge, Service service, int logLevel) {
         try {
-            var result = bridge.register(responder, logLevel);
+            var result = bridge.register(service, logLevel);
             if (result != 0) {
                 log("the bridge refused to start, result " + result + "; its log tells why");
             }
@@ -85,9 +103,9 @@ public final class SampleValService {
     }
 
     /** Ends within a second even if the bridge does not: a service that cannot be stopped is worse than a hard end. */
-    private static void stop(ConnectorNativeDiagARA bridge, Responder responder) {
+    private static void stop(ConnectorNativeDiagARA bridge, Service service) {
         var unregister = new FutureTask<>(() -> {
-            responder.close();
+            service.close();
             return bridge.unregister();
         });
         new Thread(unregister, "VAL unregister").start();

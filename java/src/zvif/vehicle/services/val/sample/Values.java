@@ -8,26 +8,25 @@ import java.nio.file.Files;
 import java.nio.file.NoSuchFileException;
 import java.nio.file.Path;
 import java.util.List;
-import java.util.Map;
 import java.util.Optional;
 import java.util.function.Consumer;
 
 /**
- * The values of the service, as its file says at this moment.
+ * The values and routines of the service, as its file says at this moment.
  *
  * <p>The file is read again for every request: an edit shows in the next read. While it has a mistake in it, or is
- * away, the last good values stay and every request says so. Used by one thread at a time.
+ * away, what was read before stays and every request says so. Used by any thread.
  */
 final class Values {
     private static final String BUILT_IN = "values.txt";
 
     private final Path m_file; // null: the values that came with the program, which do not change
     private final Consumer<String> m_log;
-    private Map<DataIdentifier, byte[]> m_values;
+    private ValuesFile.Content m_content; // guarded by this object
 
-    private Values(Path file, Map<DataIdentifier, byte[]> values, Consumer<String> log) {
+    private Values(Path file, ValuesFile.Content content, Consumer<String> log) {
         m_file = file;
-        m_values = values;
+        m_content = content;
         m_log = log;
     }
 
@@ -43,14 +42,23 @@ final class Values {
 
     /** The value of an identifier; empty when the file has no block for it. */
     Optional<byte[]> of(DataIdentifier identifier) {
+        return Optional.ofNullable(content().values().get(identifier));
+    }
+
+    /** What a routine does; it ends at once when the file has no block for it. */
+    RoutineSettings of(Routine routine) {
+        return content().routines().getOrDefault(routine, RoutineSettings.DEFAULT);
+    }
+
+    private synchronized ValuesFile.Content content() {
         if (m_file != null) {
             try {
-                m_values = load(m_file);
+                m_content = load(m_file);
             } catch (ValuesFile.Mistake mistake) {
                 m_log.accept(mistake.getMessage() + "; the values read before stay");
             }
         }
-        return Optional.ofNullable(m_values.get(identifier));
+        return m_content;
     }
 
     static List<String> builtInLines() {
@@ -61,7 +69,7 @@ final class Values {
         }
     }
 
-    private static Map<DataIdentifier, byte[]> load(Path file) throws ValuesFile.Mistake {
+    private static ValuesFile.Content load(Path file) throws ValuesFile.Mistake {
         try {
             return ValuesFile.read(file.toString(), Files.readAllLines(file, StandardCharsets.UTF_8));
         } catch (NoSuchFileException error) {

@@ -2,6 +2,7 @@ package zvif.vehicle.services.val.sample;
 
 import java.io.ByteArrayOutputStream;
 import java.nio.charset.StandardCharsets;
+import java.time.Duration;
 import java.util.Arrays;
 import java.util.EnumMap;
 import java.util.List;
@@ -9,7 +10,8 @@ import java.util.Map;
 import java.util.regex.Pattern;
 
 /**
- * The reader of a values file: text that a person edits, to the bytes of each data identifier.
+ * The reader of a values file: text that a person edits, to the bytes of each data identifier and what each routine
+ * does.
  *
  * <pre>
  *   # a comment
@@ -19,6 +21,11 @@ import java.util.regex.Pattern;
  *   bytes    = 01 ff "text"               as many bytes as there are
  *   count 1                               the number of entries of this block, in 1 byte
  *   entry 32 = "FOD-NAVIGATION" 00 01     like field; one for each element of the list
+ *
+ *   [0x0687]                              a block for each routine
+ *   takes  = 300 ms                       from its start to its end
+ *   status = 3                            what it tells when it has ended
+ *   result = 1                            what came of it
  * </pre>
  *
  * <p>The bytes of a block are its lines in their order. An object lives for the reading of one file.
@@ -33,10 +40,13 @@ final class ValuesFile {
     private static final Pattern NUMBER = Pattern.compile("0[xX][0-9a-fA-F]{1,8}|[0-9]{1,10}");
     private static final Pattern HEX_BYTE = Pattern.compile("[0-9a-fA-F]{2}");
 
+    private static final Pattern MILLISECONDS = Pattern.compile("([0-9]{1,8})\\s*ms");
+
     private final String m_name;
-    private final Map<DataIdentifier, byte[]> m_values = new EnumMap<>(DataIdentifier.class);
+    private final Content m_content = new Content(new EnumMap<>(DataIdentifier.class), new EnumMap<>(Routine.class));
     private int m_line;
-    private DataIdentifier m_block;
+    private Identifier m_block;
+    private RoutineSettings m_routine;
     private final ByteArrayOutputStream m_bytes = new ByteArrayOutputStream();
     // The list of the block: where its count belongs, in how many bytes, and what has been seen of it.
     private int m_countLine;
@@ -48,6 +58,14 @@ final class ValuesFile {
     private ValuesFile(String name) {
         m_name = name;
     }
+
+    /**
+     * What a file says.
+     *
+     * @param values the bytes of each data identifier that has a block
+     * @param routines what each routine that has a block does
+     */
+    record Content(Map<DataIdentifier, byte[]> values, Map<Routine, RoutineSettings> routines) { }
 
     /** Says in which line of which file the mistake is, and what the mistake is. */
     static final class Mistake extends Exception {
@@ -63,14 +81,14 @@ final class ValuesFile {
      *
      * @param name the file's name for messages
      */
-    static Map<DataIdentifier, byte[]> read(String name, List<String> lines) throws Mistake {
+    static Content read(String name, List<String> lines) throws Mistake {
         var file = new ValuesFile(name);
         for (var line : lines) {
             ++file.m_line;
             file.readLine(file.withoutComment(line).strip());
         }
         file.endBlock();
-        return file.m_values;
+        return file.m_content;
     }
 
     private void readLine(String line) throws Mistake {
@@ -89,6 +107,10 @@ final class ValuesFile {
         if (m_block == null) {
             throw mistake("a value before the first block, such as [0xB047]");
         }
+        if (m_block instanceof Routine) {
+            readSetting(parts.group("word"), parts.group("size"), parts.group("value"));
+            return;
+        }
         readValue(parts.group("word"), parts.group("size"), parts.group("value"));
         if (m_bytes.size() > LONGEST_VALUE) {
             throw mistake(m_block + " has become longer than " + LONGEST_VALUE + " bytes");
@@ -101,13 +123,14 @@ final class ValuesFile {
             throw mistake("'" + line + "' is no block; one looks like [0xB047]");
         }
         try {
-            m_block = DataIdentifier.parse(block.group(1));
+            m_block = Identifier.parse(block.group(1));
         } catch (IllegalArgumentException unknown) {
             throw mistake(unknown.getMessage());
         }
-        if (m_values.containsKey(m_block)) {
+        if (m_content.values.containsKey(m_block) || m_content.routines.containsKey(m_block)) {
             throw mistake("a second block for " + m_block);
         }
+        m_routine = RoutineSettings.DEFAULT;
         m_bytes.reset();
         m_countSize = 0;
         m_entries = 0;
@@ -128,6 +151,43 @@ final class ValuesFile {
             case "entry" -> addEntry(items(word, value), size(word, size));
             default -> throw mistake("unknown word '" + word + "'; known are field, number, bytes, count, entry");
         }
+    }
+
+    private void readSetting(String word, String size, String text) throws Mistake {
+        if (size != null || text == null) {
+            throw mistake("a line of a routine is a word, '=' and a value, as in 'takes = 300 ms'");
+        }
+        var setting = m_routine;
+        m_routine = switch (word) {
+            case "takes" -> new RoutineSettings(milliseconds(text), setting.status(), setting.result());
+            case "status" -> new RoutineSettings(setting.takes(), status(text), setting.result());
+            case "result" -> new RoutineSettings(setting.takes(), setting.status(), result(text));
+            default -> throw mistake("unknown word '" + word + "'; known for a routine are takes, status, result");
+        };
+    }
+
+    private Duration milliseconds(String text) throws Mistake {
+        var time = MILLISECONDS.matcher(text);
+        var number = time.matches() ? Integer.parseInt(time.group(1)) : Integer.MAX_VALUE;
+        if (number > RoutineSettings.LONGEST_RUN_MS) {
+            throw mistake("'" + text + "' is no time; one looks like 300 ms, and is "
+                    + RoutineSettings.LONGEST_RUN_MS + " ms at most");
+        }
+        return Duration.ofMillis(number);
+    }
+
+    private int status(String text) throws Mistake {
+        if (!text.matches("[0-9]{1,4}") || !RoutineSettings.isStatus(Integer.parseInt(text))) {
+            throw mistake("'" + text + "' is no status of a routine; allowed are " + RoutineSettings.STATUSES);
+        }
+        return Integer.parseInt(text);
+    }
+
+    private int result(String text) throws Mistake {
+        if (!text.matches("[0-9]{1,4}") || !RoutineSettings.isResult(Integer.parseInt(text))) {
+            throw mistake("'" + text + "' is no result of a routine; allowed are " + RoutineSettings.RESULTS);
+        }
+        return Integer.parseInt(text);
     }
 
     private void startList(int size, String value) throws Mistake {
@@ -157,9 +217,14 @@ final class ValuesFile {
     }
 
     private void endBlock() throws Mistake {
-        if (m_block == null) {
-            return;
+        if (m_block instanceof Routine routine) {
+            m_content.routines.put(routine, m_routine);
+        } else if (m_block instanceof DataIdentifier identifier) {
+            m_content.values.put(identifier, endedValue());
         }
+    }
+
+    private byte[] endedValue() throws Mistake {
         var value = m_bytes.toByteArray();
         if (m_countSize > 0) {
             if (m_countSize == 1 && m_entries > 0xFF) {
@@ -167,7 +232,7 @@ final class ValuesFile {
             }
             System.arraycopy(bigEndian(m_entries, m_countSize), 0, value, m_countPosition, m_countSize);
         }
-        m_values.put(m_block, value);
+        return value;
     }
 
     private int size(String word, String text) throws Mistake {

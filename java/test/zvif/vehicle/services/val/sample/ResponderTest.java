@@ -31,7 +31,7 @@ class ResponderTest {
             DataIdentifier.PARAMETER_LIST, new byte[] {7, 8, 9}, DataIdentifier.METADATA_SHADOW_COPY, new byte[0]));
     private final BlockingQueue<Written> m_written = new LinkedBlockingQueue<>();
     private final BlockingQueue<String> m_log = new LinkedBlockingQueue<>();
-    private Responder.Sender m_sender = (id, length, data) -> {
+    private Sender m_sender = (id, length, data) -> {
         m_written.add(new Written(id, length, HexFormat.of().formatHex(data), Thread.currentThread()));
         return 0;
     };
@@ -139,7 +139,7 @@ class ResponderTest {
         m_sut.handleMsg(2349, new byte[length]);
 
         assertTrue(afterOneMore().data.startsWith("df54"));
-        assertTrue(next(m_log).startsWith("a request is malformed; no answer: VALUInt16_t"));
+        assertTrue(next(m_log).startsWith("message 2349 is malformed and gets no answer: VALUInt16_t"));
     }
 
     @Test
@@ -221,7 +221,7 @@ class ResponderTest {
         start(Set.of(), Duration.ofMinutes(5));
 
         assertTimeoutPreemptively(Duration.ofSeconds(10), () -> {
-            for (var request = 0; request < Responder.QUEUE_CAPACITY + 2; ++request) {
+            for (var request = 0; request < Mailbox.CAPACITY + 2; ++request) {
                 m_sut.handleMsg(2349, REQUEST_54DF);
             }
         });

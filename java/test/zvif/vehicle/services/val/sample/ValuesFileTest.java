@@ -4,8 +4,10 @@ import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.params.provider.Arguments.arguments;
 
+import java.time.Duration;
 import java.util.Collections;
 import java.util.HexFormat;
+import java.util.Map;
 import java.util.Set;
 import java.util.stream.Stream;
 
@@ -51,7 +53,7 @@ class ValuesFileTest {
     @ParameterizedTest
     @MethodSource("lines")
     void linesOfABlockBecomeItsBytes(String lines, String expected) throws Exception {
-        var values = ValuesFile.read("t.val", ("[0x54DF]\n" + lines).lines().toList());
+        var values = ValuesFile.read("t.val", ("[0x54DF]\n" + lines).lines().toList()).values();
 
         assertEquals(expected, HexFormat.of().formatHex(values.get(ANY)));
     }
@@ -98,8 +100,9 @@ class ValuesFileTest {
                 arguments("[0x54DF", "2: '[0x54DF' is no block; one looks like [0xB047]"),
                 arguments("[]", "2: '[]' is no block; one looks like [0xB047]"),
                 arguments("[0x0000]",
-                        "2: '0x0000' is no data identifier; known are 0x017D, 0x0234, 0x0235, 0x117C, 0x117D,"
-                        + " 0x117E, 0x15FD, 0x15FE, 0x488B, 0x488C, 0x54DC, 0x54DE, 0x54DF, 0xB047"));
+                        "2: '0x0000' is neither a data identifier nor a routine; known are 0x017D, 0x0234, 0x0235, 0x117C, 0x117D,"
+                        + " 0x117E, 0x15FD, 0x15FE, 0x488B, 0x488C, 0x54DC, 0x54DE, 0x54DF, 0xB047,"
+                        + " 0x0687, 0x0688, 0x0689, 0x068A"));
     }
 
     @ParameterizedTest
@@ -128,12 +131,66 @@ class ValuesFileTest {
                 [ 488B ]
                 count 2
                 entry 3 = 02
-                """.lines().toList());
+                """.lines().toList()).values();
 
         assertEquals(Set.of(DataIdentifier.FUNCTION_ON_DEMAND_PRODUCT_LIST,
                 DataIdentifier.FUNCTION_ON_DEMAND_PRODUCT_TO_FSID_ASSOCIATION), values.keySet());
         assertEquals("0101", HexFormat.of().formatHex(values.get(DataIdentifier.FUNCTION_ON_DEMAND_PRODUCT_LIST)));
         assertEquals("0001020000", HexFormat.of().formatHex(
                 values.get(DataIdentifier.FUNCTION_ON_DEMAND_PRODUCT_TO_FSID_ASSOCIATION)));
+    }
+
+    @Test
+    void aRoutineDoesWhatItsBlockSaysAndTheRestIsItsDefault() throws Exception {
+        var content = ValuesFile.read("t.val", """
+                [0x0687]
+                takes  = 300 ms
+                status = 4
+                result = 2
+                [0x0688]
+                [068a]
+                takes=3600000ms   # an hour
+                [0x54DF]
+                bytes = 01
+                [0x0689]
+                status = 19
+                """.lines().toList());
+
+        assertEquals(Map.of(
+                Routine.REBUILD_PARAMETERS, new RoutineSettings(Duration.ofMillis(300), 4, 2),
+                Routine.INITIALIZE_PARAMETERS, new RoutineSettings(Duration.ZERO, 3, 1),
+                Routine.STORE_PARAMETERS_IN_ATN, new RoutineSettings(Duration.ofHours(1), 3, 1),
+                Routine.TRANSFER_PARAMETERS_FROM_ATN, new RoutineSettings(Duration.ZERO, 19, 1)), content.routines());
+        assertEquals("01", HexFormat.of().formatHex(content.values().get(ANY)));
+    }
+
+    static Stream<Arguments> mistakesOfARoutine() {
+        return Stream.of(
+                arguments("takes = 300", "2: '300' is no time; one looks like 300 ms, and is 3600000 ms at most"),
+                arguments("takes = 3600001 ms",
+                        "2: '3600001 ms' is no time; one looks like 300 ms, and is 3600000 ms at most"),
+                arguments("takes = 999999999 ms",
+                        "2: '999999999 ms' is no time; one looks like 300 ms, and is 3600000 ms at most"),
+                arguments("takes 300 ms", "2: 'takes 300 ms' is not understood; a line is a word, a size, '=' and a value"),
+                arguments("takes 300", "2: a line of a routine is a word, '=' and a value, as in 'takes = 300 ms'"),
+                arguments("status", "2: a line of a routine is a word, '=' and a value, as in 'takes = 300 ms'"),
+                arguments("status 1 = 3", "2: a line of a routine is a word, '=' and a value, as in 'takes = 300 ms'"),
+                arguments("status = 6", "2: '6' is no status of a routine; allowed are 0 to 5, 16 to 19"),
+                arguments("status = 20", "2: '20' is no status of a routine; allowed are 0 to 5, 16 to 19"),
+                arguments("status = running",
+                        "2: 'running' is no status of a routine; allowed are 0 to 5, 16 to 19"),
+                arguments("result = 3", "2: '3' is no result of a routine; allowed are 0 to 2"),
+                arguments("result = 99999999999", "2: '99999999999' is no result of a routine; allowed are 0 to 2"),
+                arguments("bytes = 01", "2: unknown word 'bytes'; known for a routine are takes, status, result"),
+                arguments("takes = 1 ms\n[0x687]", "3: a second block for 0x0687"));
+    }
+
+    @ParameterizedTest
+    @MethodSource("mistakesOfARoutine")
+    void mistakesInARoutineAreToldWithFileLineAndWhatIsAllowed(String lines, String expected) {
+        var mistake = assertThrows(ValuesFile.Mistake.class,
+                () -> ValuesFile.read("t.val", ("[0x0687]\n" + lines).lines().toList()));
+
+        assertEquals("t.val:" + expected, mistake.getMessage());
     }
 }

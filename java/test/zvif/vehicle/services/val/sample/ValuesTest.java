@@ -3,9 +3,11 @@ package zvif.vehicle.services.val.sample;
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertThrows;
+import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.nio.file.Files;
 import java.nio.file.Path;
+import java.time.Duration;
 import java.util.ArrayList;
 import java.util.List;
 import java.util.Optional;
@@ -41,7 +43,8 @@ class ValuesTest {
         "0x0235, 43, 1, 31", "0x0234, 0, 1, 15"})
     void builtInListsHoldAsManyEntriesAsTheyCount(String identifier, int position, int countSize, int entrySize)
             throws Exception {
-        var value = Values.open(null, m_log::add).of(DataIdentifier.parse(identifier)).orElseThrow();
+        var value = Values.open(null, m_log::add).of((DataIdentifier) Identifier.parse(identifier))
+                .orElseThrow();
 
         var count = value[position + countSize - 1];
         assertEquals(position + countSize + count * entrySize, value.length);
@@ -93,5 +96,23 @@ class ValuesTest {
 
     private String refusal(Path file) {
         return assertThrows(ValuesFile.Mistake.class, () -> Values.open(file, m_log::add)).getMessage();
+    }
+
+    @ParameterizedTest
+    @EnumSource
+    void everyRoutineHasABuiltInBlock(Routine routine) throws Exception {
+        assertTrue(ValuesFile.read("values.txt", Values.builtInLines()).routines().containsKey(routine));
+    }
+
+    @Test
+    void anEditShowsInTheNextStartOfARoutine() throws Exception {
+        Files.writeString(m_file, "[0x0687]\ntakes = 5 ms");
+        var sut = Values.open(m_file, m_log::add);
+        assertEquals(Duration.ofMillis(5), sut.of(Routine.REBUILD_PARAMETERS).takes());
+        assertEquals(RoutineSettings.DEFAULT, sut.of(Routine.INITIALIZE_PARAMETERS));
+
+        Files.writeString(m_file, "[0x0687]\ntakes = 6 ms");
+
+        assertEquals(Duration.ofMillis(6), sut.of(Routine.REBUILD_PARAMETERS).takes());
     }
 }
