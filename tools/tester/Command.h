@@ -24,6 +24,7 @@ public:
 std::unique_ptr<Command> readCommand();
 std::unique_ptr<Command> cancelCommand();
 std::unique_ptr<Command> listCommand();
+std::unique_ptr<Command> dataServiceCommand();
 
 /// All of them, in the order of the help text.
 std::vector<std::unique_ptr<Command>> commands();

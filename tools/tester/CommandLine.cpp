@@ -74,6 +74,7 @@ std::vector<std::unique_ptr<Command>> commands() {
     all.push_back(readCommand());
     all.push_back(cancelCommand());
     all.push_back(listCommand());
+    all.push_back(dataServiceCommand());
     return all;
 }
 

@@ -69,12 +69,13 @@ Outcome outcomeOf(Call_outcome outcome) {
     return Outcome::cancelled;
 }
 
-void attempt(Exchange& exchange, Client_port& port, unsigned short method, milliseconds timeout,
+void attempt(Exchange& exchange, Client_port& port, unsigned short method,
+             eb::com::runtime::Serialized_payload const& request, milliseconds timeout,
              std::stop_token const& stop, std::function<void(milliseconds)> const& tick) {
     auto const mailbox = std::make_shared<Mailbox>();
     auto const start = Clock::now();
     auto const call =
-        port.call(method, emptyMap(), [mailbox](Call_result const& result) { mailbox->put(result); });
+        port.call(method, request, [mailbox](Call_result const& result) { mailbox->put(result); });
     auto const result = mailbox->wait(timeout, stop, tick);
     exchange.elapsedMs = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
     if (!result) {
@@ -131,12 +132,16 @@ void pause(milliseconds length, std::stop_token const& stop) {
 }
 
 Exchange callMethod(Client_port& port, unsigned short method, Patience const& patience,
-                    std::stop_token const& stop, Waiting const& waiting) {
+                    std::stop_token const& stop, Waiting const& waiting,
+                    std::optional<std::vector<unsigned char>> const& request) {
+    auto const payload = request ? eb::com::runtime::Serialized_payload(
+                                       std::make_shared<std::vector<unsigned char> const>(*request))
+                                 : emptyMap();
     Exchange exchange;
     exchange.endpoint = port.endpoint();
     while (true) {
         unsigned const number = ++exchange.attempts;
-        attempt(exchange, port, method, patience.timeout, stop, [&](milliseconds soFar) {
+        attempt(exchange, port, method, payload, patience.timeout, stop, [&](milliseconds soFar) {
             if (waiting) waiting(soFar, number);
         });
         if (number >= patience.attempts || !worthRepeating(exchange.outcome)) return exchange;

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <stop_token>
 #include <string>
 #include <vector>
@@ -59,7 +60,10 @@ using Waiting = std::function<void(milliseconds soFar, unsigned attempt)>;
 
 /// Calls a method and waits for its answer on the caller's thread. A call that got no answer is repeated
 /// after a pause; one that nobody listens to isn't. A request for stop ends it at once with `interrupted`.
+/// `request` has the request's bytes; without any it is what data identifiers and routines take, an empty
+/// map.
 Exchange callMethod(eb::com::runtime::Client_port& port, unsigned short method, Patience const& patience,
-                    std::stop_token const& stop, Waiting const& waiting = {});
+                    std::stop_token const& stop, Waiting const& waiting = {},
+                    std::optional<std::vector<unsigned char>> const& request = {});
 
 }  // namespace tester
