@@ -4,6 +4,7 @@
 
 #include "servers/did/Servers.h"
 #include "servers/dtc/Server.h"
+#include "servers/routine/Servers.h"
 
 namespace zvg::val::diag_ara::services {
 
@@ -33,8 +34,12 @@ ServiceTable Diag_Ara_Components_Services::m_services{
      fodsomeipdatabusserviceimplausible::methods::Server::create},
     {Ids::SERVICE_FODSOMEIPDATABUSSERVICENOTAVAILABLE_SERVER,
      fodsomeipdatabusservicenotavailable::methods::Server::create},
+    {Ids::SERVICE_INITIALIZE_PARAMETERS_SERVER, initializeparameters::methods::Server::create},
     {Ids::SERVICE_META_DATA_SHADOW_COPY_SERVER, metadatashadowcopy::methods::Server::create},
     {Ids::SERVICE_PARAMETER_LIST_SERVER, parameterlist::methods::Server::create},
+    {Ids::SERVICE_REBUILD_PARAMETERS_SERVER, rebuildparameters::methods::Server::create},
+    {Ids::SERVICE_STORE_PARAMETERS_IN_ATN_SERVER, storeparametersinatn::methods::Server::create},
+    {Ids::SERVICE_TRANSFER_PARAMETERS_FROM_ATN_SERVER, transferparametersfromatn::methods::Server::create},
 };
 
 RoutingTable Diag_Ara_Components_Services::m_val_msg_ids{

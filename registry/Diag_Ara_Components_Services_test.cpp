@@ -10,6 +10,7 @@
 #include "registry/DiagAraService.h"
 #include "servers/did/Servers.h"
 #include "servers/dtc/Server.h"
+#include "servers/routine/Servers.h"
 
 namespace {
 
@@ -45,6 +46,12 @@ TEST(TablesTest, HaveAServerForEachOfTheFourteenDataIdentifiers) {
 
 TEST(TablesTest, HaveTheServerOfTheTroubleCodes) {
     EXPECT_TRUE(Diag_Ara_Components_Services::getServices().contains("DM"));
+}
+
+TEST(TablesTest, HaveAServerForEachOfTheFourRoutines) {
+    for (char const* identifier : {"FSIP", "FSRP", "FSSPIATN", "FSTPFATN"}) {
+        EXPECT_TRUE(Diag_Ara_Components_Services::getServices().contains(identifier)) << identifier;
+    }
 }
 
 TEST(TablesTest, RouteTwentySevenRows) {
@@ -121,6 +128,10 @@ TEST(TablesTest, MakeTheServerThatTheIdentifierStandsFor) {
     EXPECT_TRUE(makes<services::metadatashadowcopy::methods::Server>("FSMDSC"));
     EXPECT_TRUE(makes<services::parameterlist::methods::Server>("FSPL"));
     EXPECT_TRUE(makes<services::diagnosticsmonitor::methods::Server>("DM"));
+    EXPECT_TRUE(makes<services::initializeparameters::methods::Server>("FSIP"));
+    EXPECT_TRUE(makes<services::rebuildparameters::methods::Server>("FSRP"));
+    EXPECT_TRUE(makes<services::storeparametersinatn::methods::Server>("FSSPIATN"));
+    EXPECT_TRUE(makes<services::transferparametersfromatn::methods::Server>("FSTPFATN"));
 }
 
 TEST(TablesTest, BecomeLiveReceivers) {
@@ -135,6 +146,11 @@ TEST(TablesTest, BecomeLiveReceivers) {
         for (Runnable* receiver : registry.getReceivers(2350)) {
             EXPECT_EQ(receiver->handleMsg(2350, 1, &byte), 1) << "nobody has asked";
             EXPECT_EQ(receiver->handleMsg(666, 1, &byte), 4);
+        }
+        EXPECT_EQ(registry.getReceivers(666).size(), 4U);
+        for (Runnable* receiver : registry.getReceivers(666)) {
+            EXPECT_EQ(receiver->handleMsg(666, 1, &byte), 7) << "truncated";
+            EXPECT_EQ(receiver->handleMsg(2350, 1, &byte), 4);
         }
         ASSERT_EQ(registry.getReceivers(2937).size(), 1U);
         EXPECT_EQ(registry.getReceivers(2937)[0]->handleMsg(2937, 1, &byte), 7) << "truncated";

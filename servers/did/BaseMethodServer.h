@@ -7,13 +7,10 @@
 #include <string>
 #include <utility>
 
-#include <ac/com/Exceptions.h>
-
 #include "binding/future/Promise.h"
-#include "binding/incident/Dlt.h"
-#include "binding/incident/incidents.h"
 #include "core/Trace.h"
 #include "registry/Runnable.h"
+#include "servers/makeSkeleton.h"
 
 namespace zvg::val::diag_ara::services {
 
@@ -49,14 +46,7 @@ public:
     /// Makes the skeleton; `name` only marks the lines of the log. Throws what the platform throws if it
     /// doesn't know the service.
     void init(std::string name) override {
-        try {
-            m_skeleton = std::make_unique<SkeletonImpl>(m_instanceId);
-        } catch (ac::com::Invalid_argument_exception const& error) {
-            ara::com::log::service_log().trace(
-                ara::com::log::incidents::Service_instantiation_error{{{m_instanceId}}},
-                ac::com::cpp_binding::log::Failure_text{error.what()});
-            throw;
-        }
+        m_skeleton = makeSkeleton<SkeletonImpl>(m_instanceId);
         m_skeleton->m_server = this;
         m_logPrefix = m_serviceName + "::methods::Server<" + name + ">::";
         m_requestCanceled = false;

@@ -1,0 +1,141 @@
+// The servers of the four routines. What distinguishes one from its sisters is its row, in the unit that
+// bears its name.
+#pragma once
+
+#include "binding/generated/r_0687.h"
+#include "binding/generated/r_0688.h"
+#include "binding/generated/r_0689.h"
+#include "binding/generated/r_068a.h"
+#include "servers/routine/RoutineServer.h"
+
+namespace zvg::val::diag_ara::services {
+
+namespace rebuildparameters::methods {
+
+extern RoutineRow const ROW;
+class Server;
+
+class RebuildParametersSkeleton_impl
+    : public RoutineSkeleton_impl<
+          Server, zvg::services::diag::r_0687::skeleton::RoutineService_RebuildParametersSkeleton> {
+    using RoutineSkeleton_impl::RoutineSkeleton_impl;
+};
+class StartResponseHandler : public OperationHandler<ROW, routine::Start> {
+    using OperationHandler::OperationHandler;
+};
+class StopResponseHandler : public OperationHandler<ROW, routine::Stop> {
+    using OperationHandler::OperationHandler;
+};
+class RequestResultsResponseHandler : public OperationHandler<ROW, routine::RequestResults> {
+    using OperationHandler::OperationHandler;
+};
+class CancelResponseHandler : public OperationHandler<ROW, routine::Cancel> {
+    using OperationHandler::OperationHandler;
+};
+
+class Server
+    : public RoutineServer<ROW, Server, RebuildParametersSkeleton_impl, StartResponseHandler,
+                           StopResponseHandler, RequestResultsResponseHandler, CancelResponseHandler> {
+public:
+    Server();
+};
+
+}  // namespace rebuildparameters::methods
+
+namespace initializeparameters::methods {
+
+extern RoutineRow const ROW;
+class Server;
+
+class InitializeParametersSkeleton_impl
+    : public RoutineSkeleton_impl<
+          Server, zvg::services::diag::r_0688::skeleton::RoutineService_InitializeParametersSkeleton> {
+    using RoutineSkeleton_impl::RoutineSkeleton_impl;
+};
+class StartResponseHandler : public OperationHandler<ROW, routine::Start> {
+    using OperationHandler::OperationHandler;
+};
+class StopResponseHandler : public OperationHandler<ROW, routine::Stop> {
+    using OperationHandler::OperationHandler;
+};
+class RequestResultsResponseHandler : public OperationHandler<ROW, routine::RequestResults> {
+    using OperationHandler::OperationHandler;
+};
+class CancelResponseHandler : public OperationHandler<ROW, routine::Cancel> {
+    using OperationHandler::OperationHandler;
+};
+
+class Server
+    : public RoutineServer<ROW, Server, InitializeParametersSkeleton_impl, StartResponseHandler,
+                           StopResponseHandler, RequestResultsResponseHandler, CancelResponseHandler> {
+public:
+    Server();
+};
+
+}  // namespace initializeparameters::methods
+
+namespace transferparametersfromatn::methods {
+
+extern RoutineRow const ROW;
+class Server;
+
+class TransferParametersFromATNSkeleton_impl
+    : public RoutineSkeleton_impl<
+          Server, zvg::services::diag::r_0689::skeleton::RoutineService_TransferParametersFromATNSkeleton> {
+    using RoutineSkeleton_impl::RoutineSkeleton_impl;
+};
+class StartResponseHandler : public OperationHandler<ROW, routine::Start> {
+    using OperationHandler::OperationHandler;
+};
+class StopResponseHandler : public OperationHandler<ROW, routine::Stop> {
+    using OperationHandler::OperationHandler;
+};
+class RequestResultsResponseHandler : public OperationHandler<ROW, routine::RequestResults> {
+    using OperationHandler::OperationHandler;
+};
+class CancelResponseHandler : public OperationHandler<ROW, routine::Cancel> {
+    using OperationHandler::OperationHandler;
+};
+
+class Server
+    : public RoutineServer<ROW, Server, TransferParametersFromATNSkeleton_impl, StartResponseHandler,
+                           StopResponseHandler, RequestResultsResponseHandler, CancelResponseHandler> {
+public:
+    Server();
+};
+
+}  // namespace transferparametersfromatn::methods
+
+namespace storeparametersinatn::methods {
+
+extern RoutineRow const ROW;
+class Server;
+
+class StoreParametersInATNSkeleton_impl
+    : public RoutineSkeleton_impl<
+          Server, zvg::services::diag::r_068a::skeleton::RoutineService_StoreParametersInATNSkeleton> {
+    using RoutineSkeleton_impl::RoutineSkeleton_impl;
+};
+class StartResponseHandler : public OperationHandler<ROW, routine::Start> {
+    using OperationHandler::OperationHandler;
+};
+class StopResponseHandler : public OperationHandler<ROW, routine::Stop> {
+    using OperationHandler::OperationHandler;
+};
+class RequestResultsResponseHandler : public OperationHandler<ROW, routine::RequestResults> {
+    using OperationHandler::OperationHandler;
+};
+class CancelResponseHandler : public OperationHandler<ROW, routine::Cancel> {
+    using OperationHandler::OperationHandler;
+};
+
+class Server
+    : public RoutineServer<ROW, Server, StoreParametersInATNSkeleton_impl, StartResponseHandler,
+                           StopResponseHandler, RequestResultsResponseHandler, CancelResponseHandler> {
+public:
+    Server();
+};
+
+}  // namespace storeparametersinatn::methods
+
+}  // namespace zvg::val::diag_ara::services
