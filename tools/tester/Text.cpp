@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <ctime>
+#include <iomanip>
+#include <sstream>
 
 namespace tester {
 
@@ -96,6 +99,17 @@ std::string padLeft(std::string text, std::size_t width) {
 
 std::string millisecondsText(double value) {
     return formatted("%.1f", value);
+}
+
+std::string clockText(std::chrono::system_clock::time_point time) {
+    std::time_t const seconds = std::chrono::system_clock::to_time_t(time);
+    auto const sinceEpoch = std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch());
+    std::tm local{};
+    localtime_r(&seconds, &local);
+    std::ostringstream text;
+    text << std::put_time(&local, "%H:%M:%S") << '.' << std::setw(3) << std::setfill('0')
+         << sinceEpoch.count() % 1000;
+    return text.str();
 }
 
 std::string counted(std::size_t count, std::string_view noun) {

@@ -1,6 +1,7 @@
 // Bytes and columns as text.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -36,6 +37,9 @@ std::string padLeft(std::string text, std::size_t width);
 
 /// "12.3": milliseconds with one digit behind the point.
 std::string millisecondsText(double value);
+
+/// "12:34:56.789", local time of day.
+std::string clockText(std::chrono::system_clock::time_point time);
 
 /// "1 attempt", "2 attempts".
 std::string counted(std::size_t count, std::string_view noun);

@@ -1,19 +1,14 @@
 // `data-service`: plays the service that keeps the adaptation values, and talks to one that plays it.
 #include <chrono>
 #include <cmath>
-#include <condition_variable>
-#include <ctime>
-#include <deque>
 #include <filesystem>
-#include <iomanip>
-#include <mutex>
-#include <sstream>
 #include <stdexcept>
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include "tools/tester/Command.h"
+#include "tools/tester/Journal.h"
 #include "tools/tester/Text.h"
 #include "tools/tester/data_service/Control.h"
 #include "tools/tester/data_service/DataService.h"
@@ -44,53 +39,6 @@ Examples:
   tester data-service set 2640 01020304
   tester data-service play service gone for 5s
 )";
-
-/// Passes what the service tells, on any thread, to the thread that prints it. Bounded: what finds it full is
-/// counted instead.
-class Journal {
-public:
-    struct Entry {
-        std::chrono::system_clock::time_point time;
-        DataServiceEvent event;
-    };
-
-    void add(DataServiceEvent const& event) {
-        std::lock_guard const lock(m_mutex);
-        if (m_entries.size() < LIMIT)
-            m_entries.push_back({std::chrono::system_clock::now(), event});
-        else
-            ++m_dropped;
-        m_changed.notify_all();
-    }
-
-    std::deque<Entry> take(milliseconds limit, std::stop_token const& stop) {
-        std::unique_lock lock(m_mutex);
-        m_changed.wait_for(lock, stop, limit, [this] { return !m_entries.empty(); });
-        if (m_dropped != 0) {
-            m_entries.push_back({std::chrono::system_clock::now(),
-                                 {"error", std::to_string(m_dropped) + " lines weren't shown"}});
-            m_dropped = 0;
-        }
-        return std::exchange(m_entries, {});
-    }
-
-private:
-    static constexpr std::size_t LIMIT = 10'000;
-    std::mutex m_mutex;
-    std::condition_variable_any m_changed;
-    std::deque<Entry> m_entries;  // guarded by m_mutex
-    std::size_t m_dropped = 0;    // guarded by m_mutex
-};
-
-std::string clockText(std::chrono::system_clock::time_point time) {
-    std::time_t const seconds = std::chrono::system_clock::to_time_t(time);
-    auto const fraction = std::chrono::duration_cast<milliseconds>(time.time_since_epoch()).count() % 1000;
-    std::tm local{};
-    localtime_r(&seconds, &local);
-    std::ostringstream text;
-    text << std::put_time(&local, "%H:%M:%S") << '.' << std::setw(3) << std::setfill('0') << fraction;
-    return text.str();
-}
 
 /// Tells when a file was written anew.
 class FileWatch {
@@ -165,7 +113,7 @@ private:
         DataValues values = DataValues::load(m_valuesFile);
         auto const scenario = m_scenarioFile.empty() ? std::vector<Fault>() : loadScenario(m_scenarioFile);
         session.services();
-        Journal journal;
+        Journal<DataServiceEvent> journal;
         FileWatch file(m_valuesFile);
         DataService service(std::move(values), [&](DataServiceEvent const& event) { journal.add(event); });
         Control const control([&](std::string const& line) { return service.command(line); });
@@ -175,6 +123,8 @@ private:
         constexpr milliseconds LOOK_AT_FILE{300};
         while (!session.stop().stop_requested() && steady_clock::now() < end) {
             for (auto const& entry : journal.take(LOOK_AT_FILE, session.stop())) show(session, entry);
+            if (auto const dropped = journal.takeDropped(); dropped != 0)
+                session.err() << "tester: " << dropped << " lines weren't shown" << std::endl;
             if (file.changed()) reload(session, service);
         }
         return session.stop().stop_requested() ? ExitCode::interrupted : ExitCode::allGood;
@@ -188,19 +138,19 @@ private:
         }
     }
 
-    static void show(Session& session, Journal::Entry const& entry) {
+    static void show(Session& session, Journal<DataServiceEvent>::Entry const& entry) {
         if (session.options().format == Format::json) {
             Json const line = {
-                {"time", clockText(entry.time)}, {"event", entry.event.kind}, {"text", entry.event.text}};
+                {"time", clockText(entry.time)}, {"event", entry.thing.kind}, {"text", entry.thing.text}};
             session.out() << line.dump(-1, ' ', false, Json::error_handler_t::replace) << std::endl;
             return;
         }
         Paint const paint = session.paint();
-        std::string kind = padRight(entry.event.kind, 9);
-        if (entry.event.kind == "error" || entry.event.kind == "withdraw") kind = paint.red(kind);
-        if (entry.event.kind == "fault") kind = paint.yellow(kind);
-        if (entry.event.kind == "offer" || entry.event.kind == "set") kind = paint.green(kind);
-        session.out() << clockText(entry.time) << "  " << kind << ' ' << entry.event.text << std::endl;
+        std::string kind = padRight(entry.thing.kind, 9);
+        if (entry.thing.kind == "error" || entry.thing.kind == "withdraw") kind = paint.red(kind);
+        if (entry.thing.kind == "fault") kind = paint.yellow(kind);
+        if (entry.thing.kind == "offer" || entry.thing.kind == "set") kind = paint.green(kind);
+        session.out() << clockText(entry.time) << "  " << kind << ' ' << entry.thing.text << std::endl;
     }
 
     ExitCode tell(Session& session, std::string const& line) const {
