@@ -18,6 +18,7 @@ namespace ara::com::internal::proxy {
 template <class Service>
 class Proxy {
 public:
+    using Service_type = Service;
     using Handle_type = typename ac::com::cpp_binding::proxy::Proxy_impl<Service>::Handle_type;
 
     /// Does not block: whether somebody answers shows in the first call. Throws
