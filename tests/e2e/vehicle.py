@@ -14,6 +14,7 @@ JAR = os.environ["SAMPLE_JAR"]
 TESTER = os.environ["TESTER"]
 DEFAULT_MANIFEST = pathlib.Path(__file__).resolve().parents[2] / "platform/com/deployment/default_manifest.json"
 PORT = 30509
+PATIENCE = 60  # seconds for what has to come, on a machine with much else to do
 
 _next_address = 0  # the loopback addresses from 127.64 on belong to other kinds of tests
 
@@ -27,17 +28,22 @@ def fresh_address():
 
 
 def wait_until(condition, seconds, what):
+    """Gives what the condition gave when it held; `what` may be a function that tells what was missing."""
     end = time.monotonic() + seconds
-    while not condition():
+    while not (held := condition()):
         if time.monotonic() > end:
-            raise AssertionError(f"not within {seconds} s: {what}")
+            raise AssertionError(f"not within {seconds} s: {what() if callable(what) else what}")
         time.sleep(0.02)
+    return held
 
 
 class Vehicle:
-    """`values` maps a data identifier to its bytes; an identifier left out is one that Java doesn't answer."""
+    """`values` maps a data identifier to its bytes; an identifier left out is one that Java doesn't answer.
+    `routines` maps a routine to the lines that say what it does; the others end at once. `options` are the
+    sample's. With `starts` false only the folder is made."""
 
-    def __init__(self, values=None, address=None, transport="tcp", comes_up=True):
+    def __init__(self, values=None, address=None, transport="tcp", comes_up=True, routines=None, options=(),
+                 starts=True):
         self.folder = tempfile.TemporaryDirectory(prefix="vehicle-")
         self.path = pathlib.Path(self.folder.name)
         self.address = address or fresh_address()
@@ -47,14 +53,19 @@ class Vehicle:
         manifest["defaults"]["endpoint"]["transport"] = transport
         (self.path / "manifest.json").write_text(json.dumps(manifest))
         self.environment["ARA_COM_MANIFEST"] = str(self.path / "manifest.json")
-        self.arguments = []
-        if values is not None:
+        self.arguments = list(options)
+        if values is not None or routines is not None:
             (self.path / "values.txt").write_text(
-                "".join(f"[0x{i:04X}]\nbytes = {data.hex(' ')}\n" for i, data in values.items()))
+                "".join(f"[0x{i:04X}]\nbytes = {data.hex(' ')}\n" for i, data in (values or {}).items()) +
+                "".join(f"[0x{i:04X}]\n{lines}\n" for i, lines in (routines or {}).items()))
             self.arguments += ["--values", str(self.path / "values.txt")]
-        self.start(comes_up)
+        self.java = None
+        self.output = None
+        if starts:
+            self.start(comes_up)
 
     def start(self, comes_up=True):
+        self.close_files()
         self.output = open(self.path / "java.log", "a+", encoding="utf-8")
         environment = dict(self.environment)
         if os.environ.get("JAVA_PRELOAD"):
@@ -63,13 +74,25 @@ class Vehicle:
         self.java = subprocess.Popen(
             ["java", "-Xmx128m", f"-Djava.library.path={PRODUCT_DIR}", "-cp", JAR,
              "zvif.vehicle.services.val.sample.SampleValService", *self.arguments],
-            env=environment, cwd=self.path, stdout=self.output, stderr=subprocess.STDOUT)
+            env=environment, cwd=self.path, stdin=subprocess.PIPE, stdout=self.output,
+            stderr=subprocess.STDOUT, text=True)
         wait_until(lambda: self.log().count("VAL service is up") > already or self.java.poll() is not None, 60,
                    "the Java service comes up")
         assert (self.java.poll() is None) == comes_up, self.log()
 
     def log(self):
-        return (self.path / "java.log").read_text(encoding="utf-8", errors="replace")
+        """What the service has printed, by all of its lives."""
+        file = self.path / "java.log"
+        return file.read_text(encoding="utf-8", errors="replace") if file.exists() else ""
+
+    def command(self, line):
+        """Types a line into the service."""
+        self.java.stdin.write(line + "\n")
+        self.java.stdin.flush()
+
+    def says(self, text, seconds=PATIENCE):
+        wait_until(lambda: text in self.log(), seconds,
+                   lambda: f"the service prints '{text}'; its output so far:\n{self.log()}")
 
     def client(self):
         carrier = wire.Tcp if self.transport == "tcp" else wire.Udp
@@ -98,7 +121,12 @@ class Vehicle:
         return self
 
     def __exit__(self, *_):
-        if self.java.poll() is None:
+        if self.java and self.java.poll() is None:
             self.kill()
-        self.output.close()
+        self.close_files()
         self.folder.cleanup()
+
+    def close_files(self):
+        if self.output:
+            self.output.close()
+            self.java.stdin.close()
