@@ -10,6 +10,7 @@ import java.nio.ByteBuffer;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
+import java.util.HexFormat;
 import java.util.Optional;
 
 import org.junit.jupiter.api.BeforeEach;
@@ -26,6 +27,10 @@ import zvif.vehicle.services.val.testing.SomeIpClient;
 /** The sample as its user has it: a process, a file of values and a tester on the wire. */
 class SampleValServiceTest {
     private static final int PARAMETER_LIST = 0x54DF;
+    private static final int REBUILD_PARAMETERS = 0x0687;
+    private static final int ROUTINE_RESULTS = 2;
+    private static final int ROUTINE_START = 3;
+    private static final int ROUTINE_STOP = 4;
 
     private Path m_file;
 
@@ -103,6 +108,65 @@ class SampleValServiceTest {
             assertEquals("VAL service: 0x54DE is to stay silent; no answer\n"
                     + "VAL service: 0xB047 has no value; no answer\n",
                     service.errors());
+        }
+    }
+
+    @Test
+    @Tag("native")
+    void aRoutineRunsAsItsBlockSaysAtItsStart() throws Exception {
+        Files.writeString(m_file, "[0x0687]\ntakes = 3600000 ms");
+        try (var service = started("--values", m_file.toString()); var tester = new SomeIpClient(Addresses.CHILD)) {
+            assertEquals("00", routine(tester, ROUTINE_RESULTS));
+            assertEquals("", routine(tester, ROUTINE_START));
+            assertEquals("10", routine(tester, ROUTINE_RESULTS));
+            assertEquals("", routine(tester, ROUTINE_STOP));
+            assertEquals("40", routine(tester, ROUTINE_RESULTS));
+
+            Files.writeString(m_file, "[0x0687]\nresult = 2");
+            assertEquals("", routine(tester, ROUTINE_START));
+            assertEquals("32", routine(tester, ROUTINE_RESULTS));
+
+            assertEquals("routine 0x0687 results: status 0, result 0 (transaction 0)", service.nextLine());
+            assertEquals("routine 0x0687 start: status 1, result 0 (transaction 1)", service.nextLine());
+        }
+    }
+
+    private static String routine(SomeIpClient tester, int method) throws IOException {
+        tester.request(REBUILD_PARAMETERS, method);
+        var reply = tester.reply(20_000).orElseThrow(() -> new IOException("no answer"));
+        assertEquals(0, reply.returnCode());
+        return HexFormat.of().formatHex(reply.payload());
+    }
+
+    @Test
+    @Tag("native")
+    void itsInputIsObeyedAndItLivesOnWhenThatEnds() throws Exception {
+        try (var service = started(); var tester = new SomeIpClient(Addresses.CHILD)) {
+            service.type("dtc 0x81A2E0 failed");
+            assertEquals("-> 2937  E0 A2 81 00 00 00 00 00 01 00 00 00  trouble code 0x81A2E0 (8495840) failed",
+                    service.nextLine());
+
+            service.type("dtc 0x81A2E9 failed");
+            service.endInput();
+
+            assertEquals(0, tester.read(PARAMETER_LIST).returnCode());
+            service.awaitErrors("VAL service: '0x81A2E9' is no trouble code of the bridge; known are"
+                    + " 0x81A2E0 (8495840), 0x81A2E1 (8495841), 0x81A2E2 (8495842)\n");
+            assertEquals(0, tester.read(PARAMETER_LIST).returnCode());
+        }
+    }
+
+    @Test
+    @Tag("native")
+    void quitEndsItWithZero() throws Exception {
+        try (var service = started("--dtc", "8495841=passed")) {
+            assertEquals("-> 2937  E1 A2 81 00 00 00 00 00 00 00 00 00  trouble code 0x81A2E1 (8495841) passed",
+                    service.nextLine());
+
+            service.type("quit");
+
+            assertEquals(0, service.exitCode());
+            assertEquals("VAL service: stopped\n", service.errors());
         }
     }
 

@@ -1,6 +1,7 @@
 package zvif.vehicle.services.val.testing;
 
 import java.io.BufferedReader;
+import java.io.BufferedWriter;
 import java.io.IOException;
 import java.nio.file.Files;
 import java.nio.file.Path;
@@ -15,6 +16,7 @@ public final class ChildJvm implements AutoCloseable {
     private final Path m_errors;
     private final Process m_process;
     private final BufferedReader m_output;
+    private final BufferedWriter m_input;
 
     public ChildJvm(Class<?> program, String... arguments) throws IOException {
         m_errors = Files.createTempFile("child-jvm", ".err");
@@ -27,6 +29,7 @@ public final class ChildJvm implements AutoCloseable {
         builder.environment().put(Addresses.VARIABLE, Addresses.CHILD);
         m_process = builder.start();
         m_output = m_process.inputReader();
+        m_input = m_process.outputWriter();
     }
 
     /** The next line of its standard output; null at the end. */
@@ -40,6 +43,28 @@ public final class ChildJvm implements AutoCloseable {
 
     public String errors() throws IOException {
         return Files.readString(m_errors);
+    }
+
+    /** Waits until its error output is this. */
+    public void awaitErrors(String expected) throws IOException, InterruptedException {
+        var end = System.nanoTime() + TimeUnit.SECONDS.toNanos(LONGEST_LIFE_S);
+        while (!errors().equals(expected)) {
+            if (System.nanoTime() > end) {
+                throw new AssertionError("its errors are: " + errors());
+            }
+            Thread.sleep(10);
+        }
+    }
+
+    /** A line for its standard input. */
+    public void type(String line) throws IOException {
+        m_input.write(line);
+        m_input.newLine();
+        m_input.flush();
+    }
+
+    public void endInput() throws IOException {
+        m_input.close();
     }
 
     public long pid() {

@@ -8,7 +8,7 @@ import java.net.SocketTimeoutException;
 import java.nio.ByteBuffer;
 import java.util.Optional;
 
-/** A diagnostic tester in its smallest form: reads data identifiers over one SOME/IP connection on TCP. */
+/** A diagnostic tester in its smallest form: calls services over one SOME/IP connection on TCP. */
 public final class SomeIpClient implements AutoCloseable {
     private static final int PORT = 30509;
     private static final int HEADER_SIZE = 16;
@@ -39,8 +39,13 @@ public final class SomeIpClient implements AutoCloseable {
     }
 
     public void request(int identifier) throws IOException {
+        request(identifier, METHOD_READ);
+    }
+
+    /** Calls any method of a service, with an empty map. */
+    public void request(int service, int method) throws IOException {
         var frame = ByteBuffer.allocate(HEADER_SIZE + 4);
-        frame.putShort((short) identifier).putShort((short) METHOD_READ).putInt(HEADER_SIZE - 8 + 4);
+        frame.putShort((short) service).putShort((short) method).putInt(HEADER_SIZE - 8 + 4);
         frame.putShort((short) CLIENT).putShort(++m_session);
         frame.put(PROTOCOL_VERSION).put(INTERFACE_VERSION).put((byte) 0).put((byte) 0).putInt(NO_META);
         m_socket.getOutputStream().write(frame.array());
