@@ -59,12 +59,13 @@ private:
     using Shared_function = std::shared_ptr<std::function<Function> const>;
     class Running_handler;
 
-    void post_receive_handler();
     void call_receive_handler(std::uint64_t life);
     void call_state_handler(std::uint64_t life, Subscription_state state);
     void await_handler();
     template <class Function>
     void replace(Shared_function<Function>& handler, std::function<Function> by);
+    template <class Incident, class Callout>
+    void call_out(Callout const& callout) const;
 
     log::Instance_record const m_record;
     std::mutex m_change_mutex;  // one subscribe or unsubscribe at a time; taken before m_mutex

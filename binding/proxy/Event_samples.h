@@ -31,10 +31,12 @@ public:
     /// The newest samples behind `position`, at most `limit`, oldest first. Moves the position behind them.
     std::vector<Sample> take(std::uint64_t& position, std::size_t limit) const;
 
-    /// Counts a subscriber in, and makes room for his cache.
-    void join(std::size_t cache_size);
-    void make_room(std::size_t cache_size);
+    /// Counts subscribers.
+    void join();
     void leave();
+
+    /// Has at least as many samples kept as a cache holds. Until the last subscriber leaves.
+    void make_room(std::size_t cache_size);
 
     /// Counts those proxies that rely on the event's present port. The first one moves it to a port of his
     /// own. An aborted proxy doesn't rely on it any more.
@@ -49,6 +51,7 @@ protected:
     virtual Sample read(std::vector<unsigned char> const& bytes) const = 0;
 
 private:
+    bool has_subscriber() const;
     void event_updated(eb::com::runtime::Serialized_payload payload) final;
 
     log::Instance_record const m_record;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <type_traits>
 
 #include "binding/proxy/Method_impl.h"
@@ -19,6 +20,9 @@ public:
 
     /// Sends the call and returns at once. All failures arrive through the future.
     eb::com::Future<Output> operator()(std::decay_t<Input> const&... input) { return m_binding(input...); }
+
+    /// Calls without an answer by now.
+    std::size_t openCalls() const { return m_binding.open_calls(); }
 
 private:
     ac::com::cpp_binding::proxy::Method_impl<M, false, Output(Input...)> m_binding;

@@ -54,7 +54,6 @@ protected:
     /// Ends the open calls: their promises break.
     ~Method_impl_base();
 
-    /// Whether the service was there when it was last heard of, that is before the proxy was aborted.
     log::Method_record const& method() const noexcept { return m_calls->method(); }
 
     /// Sends a request. The promise is kept until the answer or the end of the method. Throws

@@ -13,8 +13,6 @@
 
 namespace ac::com::cpp_binding::proxy {
 
-class Rport;
-
 /// What the methods and events of one proxy share: the port to the service's instance, and the way to end
 /// what is open there.
 ///
@@ -29,7 +27,6 @@ public:
     Proxy_base(eb::com::runtime::Service_handle handle,
                eb::com::runtime::Service_interface_description description,
                std::shared_ptr<eb::com::runtime::Client_port> port);
-    ~Proxy_base();
     Proxy_base(Proxy_base const&) = delete;
     Proxy_base& operator=(Proxy_base const&) = delete;
 
@@ -37,7 +34,7 @@ public:
     /// "Service not available exception" without being sent. Events stay subscribed.
     void abort() noexcept;
 
-    /// What `abort` has to do for a member. While the proxy is being built only.
+    /// What `abort` has to do for a member; must not throw. While the proxy is being built only.
     void on_abort(std::function<void()> action) { m_on_abort.push_back(std::move(action)); }
 
     eb::com::runtime::Service_handle const& handle() const noexcept { return m_handle; }
@@ -46,8 +43,7 @@ public:
 
 private:
     eb::com::runtime::Service_handle const m_handle;
-    std::shared_ptr<Rport> m_rport;  // null over a given port
-    std::shared_ptr<eb::com::runtime::Client_port> m_port;
+    std::shared_ptr<eb::com::runtime::Client_port> const m_port;
     std::vector<std::function<void()>> m_on_abort;  // not changed once the proxy stands
 };
 

@@ -7,11 +7,11 @@
 #include <ac/com/cpp_binding/skeleton/Field_handler.h>
 #include <ac/com/cpp_binding/skeleton/Method_dispatcher.h>
 #include <ac/com/cpp_binding/skeleton/Pport.h>
-#include <ac/com/runtime/Component_singleton.h>
 
 #include "binding/incident/Dlt.h"
 #include "binding/incident/incidents.h"
 #include "binding/skeleton/Method_processors.h"
+#include "binding/task/Shared_pool.h"
 
 namespace ac::com::cpp_binding::skeleton {
 
@@ -22,16 +22,13 @@ namespace ac::com::cpp_binding::skeleton {
 template <class Service>
 class Skeleton_impl {
 public:
-    /// Class of the pool that skeletons and proxies share.
-    static constexpr unsigned POOL_CLASS = 1;
-
     Skeleton_impl(std::string instanceId, unsigned char processingMode)
         : m_port(eb::com::runtime::Service_id{std::string(Service::NAME)},
                  eb::com::runtime::Instance_id{std::move(instanceId)},
                  eb::com::runtime::Service_interface_description{Service::DESCRIPTION}) {
         auto const mode = static_cast<detail::Processing_mode>(processingMode);
-        static_thread_pool& pool = runtime::Component_singleton::get_thread_pool_factory().get(POOL_CLASS);
-        m_dispatcher = std::make_shared<Method_dispatcher>(m_port, detail::make_method_processor(mode, pool));
+        m_dispatcher =
+            std::make_shared<Method_dispatcher>(m_port, detail::make_method_processor(mode, shared_pool()));
         log::binding_log().trace(log::incidents::Service_skeleton_constructed{
             {record(), eb::com::runtime::Service_interface_description{Service::DESCRIPTION},
              detail::text(mode)}});
