@@ -1,0 +1,132 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <random>
+#include <set>
+#include <vector>
+
+#include "platform/com/discovery/Directory.h"
+#include "platform/com/discovery/Sd_channel.h"
+#include "platform/com/discovery/Sd_offer.h"
+#include "platform/com/discovery/Sd_search.h"
+#include "platform/com/discovery/Sd_subscribers.h"
+#include "platform/com/discovery/Sd_subscription.h"
+#include "platform/com/discovery/Searches.h"
+#include "platform/com/runtime/Eventgroups.h"
+#include "platform/com/runtime/Notices.h"
+
+namespace eb::com::runtime {
+
+/// Finds services by SOME/IP service discovery. What each instance and subscription does in its time is the
+/// business of Sd_offer, Sd_search, Sd_subscription and Sd_subscribers; this gives them messages and time,
+/// and sends and tells what comes of it.
+///
+/// What this process offers its own users find at once, without a message. What others offer is known by
+/// their messages alone, and only what the deployment knows, in the same major version, at an address that
+/// can be called. All memory is bounded by the deployment and by the bounds of Sd_peers and Eventgroups.
+///
+/// Owned by the runtime. io thread, but for the searches of users.
+class Sd_directory : public Directory, private Sd_channel::User {
+public:
+    Sd_directory(Deployment const& deployment, std::shared_ptr<Loop> loop, Clock& clock,
+                 someip::Network& network, std::shared_ptr<Answers> answers, Notices& notices);
+
+    void start(Directory_listener& clients, Eventgroups& publisher) override;
+    void end() override;
+
+    std::optional<Endpoint> locate(Service_deployment const& service) const override;
+    void offered(Service_deployment const& service) override;
+    void withdrawn(Service_deployment const& service) override;
+    std::shared_ptr<void> want(Service_deployment const& service) override;
+
+    void subscribe(Service_deployment const& service, std::uint16_t eventgroup,
+                   Endpoint const& local) override;
+    void unsubscribe(Service_deployment const& service, std::uint16_t eventgroup) override;
+    void subscriberGone(Service_deployment const& service, std::uint16_t eventgroup,
+                        Endpoint const& subscriber) override;
+    std::shared_ptr<Subscription_handle> subscribe(Service_id const& service, Instance_id const& instance,
+                                                   Found found) override;
+
+    void report(Runtime_report& report) const override;
+
+private:
+    using Kind = Runtime_notice::Kind;
+    using Subscriber = Sd_subscribers::Subscriber;
+
+    /// The wish of this process to hear an eventgroup.
+    struct Wish {
+        Endpoint local;
+        Sd_subscription subscription;
+    };
+    /// An instance of the deployment.
+    struct Row {
+        Row(Service_deployment const& service, Discovery const& settings)
+            : deployment(service), offer(settings), search(settings) {}
+
+        Service_deployment const& deployment;
+        bool here = false;    ///< offered by this process
+        unsigned cycles = 0;  ///< announcements since the offer
+        Sd_offer offer;
+        unsigned wanted = 0;
+        Sd_search search;
+        std::map<std::uint16_t, Wish> wishes;  ///< by eventgroup
+    };
+
+    void heard(Address const& peer, Sd_peers::Heard heard, Sd_message const& message,
+               bool byMulticast) override;
+    void peerRebooted(Address const& peer);
+    void handleFind(Address const& peer, Sd_entry const& entry, bool byMulticast);
+    void handleOffer(Address const& peer, Sd_entry const& entry);
+    void handleSubscribe(Address const& peer, Sd_entry const& entry);
+    void handleAnswer(Address const& peer, Sd_entry const& entry);
+    void refuse(Address const& peer, Sd_entry const& subscribe);
+
+    void found(Row& row);
+    /// `before` is what was known of it.
+    void lost(Row& row, std::optional<Sd_found> const& before, char const* reason);
+    void locationChanged(Row& row);
+    /// With a time to live of 0 it takes back what was asked.
+    void ask(Row const& row, std::uint16_t eventgroup, Wish const& wish, std::uint32_t ttl);
+    void ask(Row const& row, std::uint16_t eventgroup, Wish const& wish) {
+        ask(row, eventgroup, wish, m_ttl);
+    }
+    void stopOffer(Row& row);
+    void tellWish(Row const& row, std::uint16_t eventgroup, Wish const& wish);
+    void forget(std::vector<Subscriber> const& subscribers, char const* reason);
+
+    void tick();
+    void tickWishes(Row& row, Sd_subscription::Time now);
+    /// Ends every way in: sends what came of it, and sets the timer for what comes next.
+    void settle();
+    std::optional<std::chrono::milliseconds> due() const;
+    std::chrono::milliseconds random(Discovery::Delay const& delay);
+    std::chrono::milliseconds initialDelay();
+
+    Row& rowOf(Service_deployment const& service);
+    Row const& rowOf(Service_deployment const& service) const;
+    /// The row that an offer, subscription or answer means; null if there is none.
+    Row* rowOf(Sd_entry const& entry);
+    Sd_entry offerOf(Row const& row) const;
+    Sd_entry entryFor(Sd_entry::Type type, Row const& row) const;
+
+    Deployment const& m_deployment;
+    std::uint32_t const m_ttl;
+    std::shared_ptr<Loop> const m_loop;
+    Clock& m_clock;
+    Notices& m_notices;
+    Searches m_searches;
+    Sd_channel m_channel;
+    Directory_listener* m_clients = nullptr;
+    Eventgroups* m_publisher = nullptr;
+    std::vector<Row> m_rows;  // in the deployment's order
+    Sd_subscribers m_subscribers;
+    std::uint64_t m_ignored = 0;  // entries
+    std::minstd_rand m_random;
+    Clock::Timer m_timer;
+    std::optional<std::chrono::milliseconds> m_timerDue;
+    std::set<std::pair<Address, Service_deployment const*>> m_lateAnswers;  // to finds by multicast
+    Clock::Timer m_answerTimer;
+};
+
+}  // namespace eb::com::runtime
