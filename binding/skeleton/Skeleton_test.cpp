@@ -98,6 +98,50 @@ TEST_F(Skeleton_test, EveryDataIdentifierAnswersItsReadAndCancel) {
     });
 }
 
+/// A routine whose methods answer at once.
+template <class Interface>
+class Prompt_routine : public Routine_skeleton<Interface> {
+public:
+    using Routine_skeleton<Interface>::Routine_skeleton;
+
+    eb::com::Future<void> Cancel(Meta const&) override { return done("Cancel"); }
+    eb::com::Future<Routine_outcome> RequestResults(Meta const&) override {
+        log.push_back("RequestResults");
+        eb::com::Promise<Routine_outcome> promise;
+        promise.set_value(Routine_outcome{0x52});
+        return promise.get_future();
+    }
+    eb::com::Future<void> Start(Meta const&) override { return done("Start"); }
+    eb::com::Future<void> Stop(Meta const&) override { return done("Stop"); }
+
+    std::vector<std::string> log;  // one call at a time in these tests
+
+private:
+    eb::com::Future<void> done(char const* method) {
+        log.push_back(method);
+        eb::com::Promise<void> promise;
+        promise.set_value();
+        return promise.get_future();
+    }
+};
+
+TEST_F(Skeleton_test, EveryRoutineAnswersItsFourMethods) {
+    Routines::forEach([]<class Interface>() {
+        SCOPED_TRACE(Interface::NAME);
+        Prompt_routine<Interface> sut("1", 1);
+        sut.OfferService();
+        Client<Interface> client;
+        for (unsigned short method = 0; method < 4; ++method) {
+            Call_result const result = client.call(method, {});
+            EXPECT_EQ(result.outcome, Call_outcome::answered);
+            EXPECT_EQ(result.return_code, 0);
+            EXPECT_EQ(result.payload.bytes(), std::vector<unsigned char>(method == 1 ? 1 : 0, 0x52));
+        }
+        sut.StopOfferService();
+        EXPECT_THAT(sut.log, testing::ElementsAre("Cancel", "RequestResults", "Start", "Stop"));
+    });
+}
+
 TEST_F(Skeleton_test, ConstructionOfferAndStopAreToldInOrder) {
     Capture const log(ara::log::LogLevel::kInfo);
     {
