@@ -2,6 +2,7 @@
 find_package(Threads REQUIRED)
 find_package(nlohmann_json REQUIRED)
 find_package(CLI11 REQUIRED)
+find_package(automotive-dlt REQUIRED)
 find_package(GTest REQUIRED)
 include(GoogleTest)
 find_package(Python3 REQUIRED COMPONENTS Interpreter)

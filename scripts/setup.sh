@@ -6,6 +6,7 @@ packages=(
     g++ cmake ninja-build python3 git
     openjdk-17-jdk-headless junit5
     libasio-dev nlohmann-json3-dev libcli11-dev
+    libdlt-dev dlt-daemon dlt-tools
     libgtest-dev libgmock-dev
     clang-format-14 binutils
 )

@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "platform/log/Console_target.h"
+#include "platform/log/Dlt_target.h"
 #include "platform/log/File_target.h"
 #include "platform/log/Memory_target.h"
 
@@ -14,6 +15,7 @@ namespace {
 
 constexpr std::array<char const*, 7> LEVELS = {"off", "fatal", "error", "warn", "info", "debug", "verbose"};
 constexpr char const* FILE_PREFIX = "file:";
+constexpr char const* DLT_PREFIX = "dlt:";
 
 class No_target : public Target {
     void write(LogLevel, std::string_view, std::string_view) override {}
@@ -42,6 +44,10 @@ Choice choose(std::string const& target, std::string const& level) {
         } catch (std::system_error const& error) {
             choice.complaint = std::string("ARA_LOG_TARGET: ") + error.what() + "; taking console";
         }
+    } else if (target == "dlt") {
+        choice.target = &Dlt_target::instance();
+    } else if (target.rfind(DLT_PREFIX, 0) == 0) {
+        choice.target = &Dlt_target::instance(target.substr(std::string(DLT_PREFIX).size()));
     } else if (target == "memory") {
         choice.target = &Memory_target::instance();
     } else if (target == "none") {
@@ -49,7 +55,8 @@ Choice choose(std::string const& target, std::string const& level) {
         choice.threshold = LogLevel::kOff;
     } else if (!target.empty() && target != "console") {
         choice.complaint =
-            "ARA_LOG_TARGET: '" + target + "' is none of console, file:PATH, memory, none; taking console";
+            "ARA_LOG_TARGET: '" + target +
+            "' is none of console, dlt, dlt:APPLICATION, file:PATH, memory, none; taking console";
     }
     if (choice.target == nullptr) choice.target = &Console_target::standardError();
     return choice;
