@@ -9,11 +9,16 @@ namespace eb::com::runtime {
 
 /// What lives in the runtimes of this process right now. Tests assert that it returns to zero.
 struct Counters {
-    std::atomic<std::int64_t> sessions{0};     ///< calls taken by a server and not forgotten
-    std::atomic<std::int64_t> calls{0};        ///< calls made by a client and not ended
-    std::atomic<std::int64_t> connections{0};  ///< accepted by a server
-    std::atomic<std::int64_t> links{0};        ///< a client's, connected or connecting
-    std::atomic<std::int64_t> dropped{0};      ///< connections that a server ended itself, ever
+    std::atomic<std::int64_t> sessions{0};       ///< calls taken by a server and not forgotten
+    std::atomic<std::int64_t> calls{0};          ///< calls made by a client and not ended
+    std::atomic<std::int64_t> connections{0};    ///< accepted by a server
+    std::atomic<std::int64_t> links{0};          ///< a client's, connected or connecting
+    std::atomic<std::int64_t> subscriptions{0};  ///< sinks of a client's events
+    std::atomic<std::int64_t> subscribers{0};    ///< other processes at eventgroups of a server
+
+    // Ever:
+    std::atomic<std::int64_t> dropped{0};        ///< connections that a server ended itself
+    std::atomic<std::int64_t> missedSamples{0};  ///< that a sink or the network was too slow for
 };
 
 ARA_API Counters& counters() noexcept;

@@ -2,8 +2,6 @@
 
 #include <utility>
 
-#include <ac/com/Exceptions.h>
-
 #include "platform/com/runtime/Process_runtime.h"
 
 namespace ac::com::cpp_binding::skeleton {
@@ -28,8 +26,8 @@ void Pport::stop_offer() {
     m_provided->runtime().withdraw(m_provided);
 }
 
-void Pport::send_event(unsigned short /*event_id*/, eb::com::runtime::Serialized_payload const& /*payload*/) {
-    throw Invalid_argument_exception("events aren't carried yet");
+void Pport::send_event(unsigned short event_id, eb::com::runtime::Serialized_payload const& payload) {
+    m_provided->send(event_id, payload);
 }
 
 }  // namespace ac::com::cpp_binding::skeleton

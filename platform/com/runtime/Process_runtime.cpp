@@ -8,6 +8,7 @@
 
 #include "platform/com/discovery/Static_directory.h"
 #include "platform/com/runtime/Log.h"
+#include "platform/com/runtime/Port.h"
 #include "platform/com/someip/Asio_network.h"
 
 namespace eb::com::runtime {
@@ -34,47 +35,6 @@ void endPools(std::map<unsigned int, std::unique_ptr<ac::com::static_thread_pool
 
 }  // namespace
 
-/// The client's side of one instance. Its calls end with it. Any thread.
-class Process_runtime::Port : public Client_port {
-public:
-    Port(std::shared_ptr<Process_runtime> runtime, Service_deployment const& service)
-        : m_runtime(std::move(runtime)), m_service(service) {}
-    ~Port() override { m_runtime->m_calls->endAll(this, "the port has gone"); }
-    Port(Port const&) = delete;
-    Port& operator=(Port const&) = delete;
-
-    std::shared_ptr<Method_call> call(unsigned short method, Serialized_payload request,
-                                      Answer answer) override {
-        auto call = m_runtime->m_calls->add(this, std::move(answer));
-        if (!call) throw ac::com::Infrastructure_exception("the communication runtime has ended");
-        m_runtime->m_loop->post(
-            [runtime = m_runtime, &service = m_service, call, method, request = std::move(request)] {
-                runtime->send(call, service, method, request);
-            });
-        return call;
-    }
-
-    std::shared_ptr<Subscription_handle> subscribe(unsigned short /*event*/,
-                                                   std::weak_ptr<Event_sink> /*sink*/) override {
-        throw ac::com::Invalid_argument_exception("events aren't carried yet");
-    }
-
-    std::string endpoint() const override {
-        bool local = false;
-        std::optional<Endpoint> endpoint;
-        m_runtime->m_loop->run([&] {
-            local = m_runtime->m_offers.contains({m_service.interface, m_service.instance});
-            endpoint = m_runtime->m_directory->locate(m_service);
-        });
-        if (local) return "local";
-        return endpoint ? endpoint->text() : "nowhere";
-    }
-
-private:
-    std::shared_ptr<Process_runtime> const m_runtime;
-    Service_deployment const& m_service;  // the runtime's
-};
-
 Process_runtime::Process_runtime(Deployment deployment)
     : Process_runtime(std::move(deployment), std::make_shared<Loop>(), nullptr, nullptr) {}
 
@@ -87,8 +47,14 @@ Process_runtime::Process_runtime(Deployment deployment, std::shared_ptr<Loop> lo
       m_network(network ? std::move(network)
                         : std::make_unique<someip::Asio_network>(m_loop, m_deployment.limits.sendQueueBytes)),
       m_directory(std::make_unique<Static_directory>(m_deployment, m_answers)),
+      m_links(std::make_unique<someip::Client_links>(*m_network, *m_clock, m_deployment.limits)),
+      m_subscriptions(std::make_unique<Subscriptions>(
+          *m_directory, *m_links, *m_clock,
+          [this](Service_deployment const& service) { return offerOf(service); })),
       m_calls(std::make_shared<Call_registry>(m_loop, m_answers)),
-      m_local(std::make_shared<Local_carrier>(m_loop, m_deployment.limits)) {}
+      m_local(std::make_shared<Local_carrier>(m_loop, m_deployment.limits)) {
+    m_links->listen(*m_subscriptions);
+}
 
 Process_runtime::~Process_runtime() {
     end();
@@ -105,8 +71,9 @@ void Process_runtime::end() {
     decltype(m_offers) offers;
     m_loop->end([this, &offers] {
         offers.swap(m_offers);
+        m_subscriptions->end();
         m_endpoints.clear();
-        for (auto const& [endpoint, link] : std::exchange(m_links, {})) link->close();
+        m_links->close();
     });
     endWithin(*m_answers, "the function for an answer");
     endPools(std::move(pools));
@@ -142,6 +109,7 @@ void Process_runtime::offer(std::shared_ptr<Provided_service> const& service) {
         endpoint->offer(service);
         m_offers.emplace(name, service);
         m_directory->offered(deployment);
+        m_subscriptions->locationChanged(deployment);
     };
     try {
         if (m_loop->run(task)) return;
@@ -160,7 +128,19 @@ void Process_runtime::withdraw(std::shared_ptr<Provided_service> const& service)
         m_offers.erase(offer);
         m_endpoints.at(deployment.endpoint)->withdraw(*service);
         m_directory->withdrawn(deployment);
+        m_subscriptions->locationChanged(deployment);
     });
+}
+
+std::shared_ptr<Provided_service> Process_runtime::offerOf(Service_deployment const& service) const {
+    auto const offer = m_offers.find({service.interface, service.instance});
+    return offer == m_offers.end() ? nullptr : offer->second;
+}
+
+void Process_runtime::publish(Provided_service const& service, unsigned short event,
+                              Serialized_payload const& payload) {
+    if (offerOf(service.deployment()).get() != &service) return;
+    m_subscriptions->published(service.deployment(), event, payload);
 }
 
 std::shared_ptr<Client_port> Process_runtime::connect(Service_deployment const& service) {
@@ -176,8 +156,7 @@ void Process_runtime::send(std::shared_ptr<Open_call> const& call, Service_deplo
                              {},
                              m_deployment.origin + ": " + service.interface.value + " has no method " +
                                  std::to_string(method)});
-    auto const offer = m_offers.find({service.interface, service.instance});
-    bool const local = offer != m_offers.end();
+    auto const local = offerOf(service);
     auto const endpoint = m_directory->locate(service);
     if (!local && !endpoint)
         return call->finish({Call_outcome::not_available, 0, {}, "nobody offers " + service.interface.value});
@@ -191,26 +170,10 @@ void Process_runtime::send(std::shared_ptr<Open_call> const& call, Service_deplo
                           {},
                           where + ": no answer within " + std::to_string(limit.count()) + " ms"});
     });
-    if (local) return m_local->send(call, offer->second, method, request);
-    if (auto const link = linkTo(*endpoint))
+    if (local) return m_local->send(call, local, method, request);
+    if (auto const link = m_links->to(*endpoint))
         return link->send(call, service, service.methods[method].id, request);
     call->finish({Call_outcome::transport, 0, {}, where + ": no socket to be had"});
-}
-
-std::shared_ptr<someip::Client_link> Process_runtime::linkTo(Endpoint const& remote) {
-    auto const found = m_links.find(remote);
-    if (found != m_links.end()) return found->second;
-    try {
-        auto link = std::make_shared<someip::Client_link>(m_network->connect(remote), *m_clock, remote,
-                                                          m_deployment.limits,
-                                                          [this, remote] { m_links.erase(remote); });
-        m_links.emplace(remote, link);
-        link->start();
-        return link;
-    } catch (std::system_error const& error) {
-        log(ara::log::LogLevel::kError, remote.text() + ": " + error.what());
-        return nullptr;
-    }
 }
 
 }  // namespace eb::com::runtime

@@ -16,7 +16,8 @@
 #include "platform/com/runtime/Loop.h"
 #include "platform/com/runtime/Open_call.h"
 #include "platform/com/runtime/Provided_service.h"
-#include "platform/com/someip/Client_link.h"
+#include "platform/com/runtime/Subscriptions.h"
+#include "platform/com/someip/Client_links.h"
 #include "platform/com/someip/Network.h"
 #include "platform/com/someip/Server_endpoint.h"
 
@@ -60,13 +61,19 @@ public:
 
     std::shared_ptr<Client_port> connect(Service_deployment const& service);
 
+    /// Runs the task later on the io thread; drops it after `end`. Any thread.
+    void post(std::function<void()> task) { m_loop->post(std::move(task)); }
+
+    /// Sends an event of a service to all who hear it, if the service is offered. io thread.
+    void publish(Provided_service const& service, unsigned short event, Serialized_payload const& payload);
+
 private:
     class Port;
     using Name = std::pair<Service_id, Instance_id>;
 
     void send(std::shared_ptr<Open_call> const& call, Service_deployment const& service,
               unsigned short method, Serialized_payload const& request);
-    std::shared_ptr<someip::Client_link> linkTo(Endpoint const& remote);
+    std::shared_ptr<Provided_service> offerOf(Service_deployment const& service) const;
 
     Deployment const m_deployment;
     std::shared_ptr<Loop> const m_loop;
@@ -74,13 +81,14 @@ private:
     std::unique_ptr<Clock> const m_clock;
     std::unique_ptr<someip::Network> const m_network;
     std::unique_ptr<Directory> const m_directory;
+    std::unique_ptr<someip::Client_links> const m_links;
+    std::unique_ptr<Subscriptions> const m_subscriptions;
     std::shared_ptr<Call_registry> const m_calls;
     std::shared_ptr<Local_carrier> const m_local;
 
     // io thread:
     std::map<Name, std::shared_ptr<Provided_service>> m_offers;
     std::map<Endpoint, std::unique_ptr<someip::Server_endpoint>> m_endpoints;
-    std::map<Endpoint, std::shared_ptr<someip::Client_link>> m_links;
 
     std::mutex m_mutex;
     bool m_ended = false;                                                          // guarded by m_mutex

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <deque>
 #include <memory>
 #include <mutex>
+#include <optional>
+#include <vector>
 
 #include <ac/com/cpp_binding/skeleton/Method_dispatcher.h>
 
@@ -24,10 +27,10 @@ public:
 
 /// One instance of a service that this process can offer: where a Pport, its dispatcher and the carriers
 /// meet. Owned by the port, and by the runtime's tables as long as the offer stands.
-class Provided_service {
+class Provided_service : public std::enable_shared_from_this<Provided_service> {
 public:
     Provided_service(std::shared_ptr<Process_runtime> runtime, Service_deployment const& deployment)
-        : m_runtime(std::move(runtime)), m_deployment(deployment) {}
+        : m_runtime(std::move(runtime)), m_deployment(deployment), m_values(deployment.events.size()) {}
 
     Process_runtime& runtime() const noexcept { return *m_runtime; }
     Service_deployment const& deployment() const noexcept { return m_deployment; }
@@ -39,11 +42,30 @@ public:
     void deliver(unsigned short method, ac::com::cpp_binding::skeleton::Reply_function const& reply,
                  Serialized_payload const& payload, std::shared_ptr<void> const& keep);
 
+    /// Hands an event to the io thread, which sends it and keeps the value of a field. Never blocks; a
+    /// publisher that is quicker than the io thread loses the oldest samples that wait. One that is longer
+    /// than a message may be is logged and dropped. Throws Invalid_argument_exception for an event that the
+    /// deployment doesn't have. Any thread.
+    void send(unsigned short event, Serialized_payload const& payload);
+
+    /// A field's present value, nothing for an event that is none. io thread.
+    std::optional<Serialized_payload> value(unsigned short event) const;
+
 private:
+    struct Sample {
+        unsigned short event;
+        Serialized_payload payload;
+    };
+    void flush();
+    void keep(Sample const& sample);
+
     std::shared_ptr<Process_runtime> const m_runtime;
     Service_deployment const& m_deployment;  // the runtime's
-    std::mutex m_mutex;
-    std::shared_ptr<Call_taker> m_taker;  // guarded by m_mutex
+    mutable std::mutex m_mutex;
+    std::shared_ptr<Call_taker> m_taker;                      // guarded by m_mutex
+    std::deque<Sample> m_outbox;                              // guarded by m_mutex
+    std::size_t m_outboxBytes = 0;                            // guarded by m_mutex
+    std::vector<std::optional<Serialized_payload>> m_values;  // guarded by m_mutex
 };
 
 }  // namespace eb::com::runtime

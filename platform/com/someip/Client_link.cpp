@@ -17,15 +17,21 @@ std::uint16_t clientOfThisProcess() {
     return id == 0 ? std::uint16_t{1} : id;
 }
 
+bool isNotification(Header const& header) {
+    return header.type == static_cast<std::uint8_t>(Message_type::notification) &&
+           header.protocolVersion == PROTOCOL_VERSION && header.method >= FIRST_EVENT &&
+           header.code == E_OK && !header.isMagicCookie();
+}
+
 }  // namespace
 
 Client_link::Client_link(std::shared_ptr<Link> link, Clock& clock, Endpoint remote, Limits const& limits,
-                         std::function<void()> gone)
+                         Link_listener& listener)
     : m_link(std::move(link)),
       m_clock(clock),
       m_remote(remote),
       m_limits(limits),
-      m_gone(std::move(gone)),
+      m_listener(listener),
       m_reader(limits.messageBytes),
       m_client(clientOfThisProcess()),
       m_connected(remote.transport == Transport::udp) {}
@@ -47,6 +53,7 @@ void Client_link::start() {
 void Client_link::connected() {
     m_connected = true;
     m_connectTimer.reset();
+    m_listener.linkConnected(m_remote);
 }
 
 void Client_link::send(std::shared_ptr<Open_call> const& call, Service_deployment const& service,
@@ -88,6 +95,7 @@ void Client_link::received(std::uint8_t const* bytes, std::size_t size, Address 
 
 void Client_link::handle(Frame const& frame) {
     Header const& header = frame.header;
+    if (isNotification(header)) return m_listener.notified(m_remote, frame);
     bool const answer = header.type == static_cast<std::uint8_t>(Message_type::response) ||
                         header.type == static_cast<std::uint8_t>(Message_type::error);
     auto const pending = m_pending.find(header.session);
@@ -121,7 +129,7 @@ void Client_link::end(Call_outcome outcome, std::string const& reason) {
         pending.call->onEnd = nullptr;
         pending.call->finish({outcome, 0, {}, m_remote.text() + ": " + reason});
     }
-    if (auto const gone = std::exchange(m_gone, nullptr)) gone();
+    if (!std::exchange(m_ended, true)) m_listener.linkGone(m_remote);
 }
 
 }  // namespace eb::com::runtime::someip

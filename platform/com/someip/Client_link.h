@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <unordered_map>
 
@@ -12,8 +11,21 @@
 
 namespace eb::com::runtime::someip {
 
+/// Hears what happens on client links. io thread.
+class Link_listener {
+public:
+    virtual ~Link_listener() = default;
+
+    virtual void linkConnected(Endpoint const& remote) = 0;  ///< streams only
+    /// The link is of no more use; nothing follows from it.
+    virtual void linkGone(Endpoint const& remote) = 0;
+    /// A well-formed notification came.
+    virtual void notified(Endpoint const& remote, Frame const& frame) = 0;
+};
+
 /// The client's end of the way to one endpoint, shared by all ports whose services are there. It pairs
-/// answers with calls by session id; an id isn't given out again while its call is open.
+/// answers with calls by session id, and hands notifications on; an id isn't given out again while its call
+/// is open.
 ///
 ///     connecting --connected--> open --broken, peer ended--> gone (its calls end; the next call makes a new
 ///     one)
@@ -22,9 +34,8 @@ namespace eb::com::runtime::someip {
 /// Owned by the runtime's table of links until it is gone. io thread.
 class Client_link : public Link_user, public std::enable_shared_from_this<Client_link> {
 public:
-    /// `gone` is called once.
     Client_link(std::shared_ptr<Link> link, Clock& clock, Endpoint remote, Limits const& limits,
-                std::function<void()> gone);
+                Link_listener& listener);
     ~Client_link() override;
 
     void start();
@@ -34,6 +45,10 @@ public:
               Serialized_payload const& request);
     /// Ends without a word; for the end of the runtime, when no call is open any more.
     void close() { m_link->close(); }
+
+    bool isConnected() const noexcept { return m_connected; }
+    /// This end's address, once it is connected.
+    Address local() const { return m_link->local(); }
 
     void connected() override;
     void received(std::uint8_t const* bytes, std::size_t size, Address const& from) override;
@@ -54,7 +69,8 @@ private:
     Clock& m_clock;
     Endpoint const m_remote;
     Limits const& m_limits;
-    std::function<void()> m_gone;
+    Link_listener& m_listener;
+    bool m_ended = false;
     Frame_reader m_reader;
     std::uint16_t const m_client;
     std::uint16_t m_lastSession = 0;

@@ -36,6 +36,7 @@ enum Return_code : std::uint8_t {
 constexpr std::size_t HEADER_BYTES = 16;
 constexpr std::uint32_t LENGTH_OF_EMPTY = 8;  ///< what the length field counts of the header itself
 constexpr std::uint8_t PROTOCOL_VERSION = 1;
+constexpr std::uint16_t FIRST_EVENT = 0x8000;  ///< method ids from here on are those of events
 /// The most that IPv4 lets a UDP datagram carry.
 constexpr std::size_t MAX_DATAGRAM_BYTES = 65'507;
 

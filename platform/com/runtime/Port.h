@@ -1,0 +1,30 @@
+#pragma once
+
+#include "platform/com/runtime/Process_runtime.h"
+
+namespace eb::com::runtime {
+
+/// The client's side of one instance. Its calls end with it; its subscriptions belong to those who hold them.
+/// Any thread.
+class Process_runtime::Port : public Client_port {
+public:
+    Port(std::shared_ptr<Process_runtime> runtime, Service_deployment const& service)
+        : m_runtime(std::move(runtime)), m_service(service) {}
+    ~Port() override { m_runtime->m_calls->endAll(this, "the port has gone"); }
+    Port(Port const&) = delete;
+    Port& operator=(Port const&) = delete;
+
+    std::shared_ptr<Method_call> call(unsigned short method, Serialized_payload request,
+                                      Answer answer) override;
+    std::shared_ptr<Subscription_handle> subscribe(unsigned short event,
+                                                   std::weak_ptr<Event_sink> sink) override;
+    std::string endpoint() const override;
+
+private:
+    class Subscription;
+
+    std::shared_ptr<Process_runtime> const m_runtime;
+    Service_deployment const& m_service;  // the runtime's
+};
+
+}  // namespace eb::com::runtime

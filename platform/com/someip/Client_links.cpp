@@ -1,0 +1,41 @@
+#include "platform/com/someip/Client_links.h"
+
+#include <utility>
+
+#include "platform/com/runtime/Log.h"
+
+namespace eb::com::runtime::someip {
+
+std::shared_ptr<Client_link> Client_links::to(Endpoint const& remote) {
+    auto const found = m_links.find(remote);
+    if (found != m_links.end()) return found->second;
+    try {
+        auto link =
+            std::make_shared<Client_link>(m_network.connect(remote), m_clock, remote, m_limits, *this);
+        m_links.emplace(remote, link);
+        link->start();
+        return link;
+    } catch (std::system_error const& error) {
+        log(ara::log::LogLevel::kError, remote.text() + ": " + error.what());
+        return nullptr;
+    }
+}
+
+void Client_links::close() {
+    for (auto const& [endpoint, link] : std::exchange(m_links, {})) link->close();
+}
+
+void Client_links::linkConnected(Endpoint const& remote) {
+    if (m_listener != nullptr) m_listener->linkConnected(remote);
+}
+
+void Client_links::linkGone(Endpoint const& remote) {
+    m_links.erase(remote);
+    if (m_listener != nullptr) m_listener->linkGone(remote);
+}
+
+void Client_links::notified(Endpoint const& remote, Frame const& frame) {
+    if (m_listener != nullptr) m_listener->notified(remote, frame);
+}
+
+}  // namespace eb::com::runtime::someip
