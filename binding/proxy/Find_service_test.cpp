@@ -1,0 +1,199 @@
+// Searches for a service of this process, through the real runtime.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <mutex>
+#include <optional>
+#include <thread>
+
+#include "binding/generated/DiagnosticDataDistribution.h"
+#include "binding/testing/Data_service.h"
+#include "binding/testing/Incidents.h"
+#include "binding/testing/Runtime.h"
+
+namespace zvg::services::diagnosticdatadistribution {
+namespace {
+
+using ac::com::cpp_binding::Find_service_handle;
+using ac::com::cpp_binding::log::binding_log;
+using ara::log::Capture;
+using binding_testing::eventually;
+using binding_testing::Gate;
+using binding_testing::incidentsOf;
+using Proxy_impl = ac::com::cpp_binding::proxy::Proxy_impl<DiagnosticDataDistribution>;
+using Handles = std::vector<Proxy_impl::Handle_type>;
+
+std::string const WHO = R"("2_service_id":{"1_id":"Service_id","string":")" +
+                        std::string(DiagnosticDataDistribution::NAME) +
+                        R"("},"3_instance_id":{"1_id":"Instance_id","2_string":"*"})";
+
+class Find_service_test : public testing::Test {
+protected:
+    Find_service_test() { service.offer(); }
+
+    Find_service_handle start(Proxy_impl::Handler handler) {
+        return Proxy_impl::start_find_service(std::move(handler), {"*"}, binding_log());
+    }
+    /// A handler that keeps what it is told.
+    Proxy_impl::Handler keep() {
+        return [this](Handles const& handles) {
+            std::lock_guard const lock(m_mutex);
+            m_found.push_back(handles);
+        };
+    }
+    std::vector<Handles> found() {
+        std::lock_guard const lock(m_mutex);
+        return m_found;
+    }
+    bool awaitHandles(std::size_t number) {
+        return eventually([&] { return !found().empty() && found().back().size() == number; });
+    }
+
+    binding_testing::Runtime m_runtime;
+    binding_testing::Data_service service;
+    std::mutex m_mutex;
+    std::vector<Handles> m_found;  // guarded by m_mutex
+};
+
+TEST_F(Find_service_test, OffersComeAndGo) {
+    auto search = start(keep());
+    EXPECT_TRUE(awaitHandles(1));
+    EXPECT_EQ(found().back().at(0).service_handle(),
+              (eb::com::runtime::Service_handle{{std::string(DiagnosticDataDistribution::NAME)}, {"1"}}));
+    service.withdraw();
+    EXPECT_TRUE(awaitHandles(0));
+    service.offer();
+    EXPECT_TRUE(awaitHandles(1));
+    search.stop();
+}
+
+TEST_F(Find_service_test, ResultIsToldWithItsInstances) {
+    Capture const log;
+    auto search = start(keep());
+    EXPECT_TRUE(awaitHandles(1));
+    search.stop();
+    EXPECT_EQ(incidentsOf(log, "Find_service_result").back(),
+              R"({"1_incident":{"1_id":"Find_service_result",)" + WHO +
+                  R"(},"2_data":{"1_found":[{"1_id":"Instance_id","2_string":"1"}]}})");
+}
+
+TEST_F(Find_service_test, StartAndStopCanBeToldWithTheSearchesNumber) {
+    Capture const log;
+    binding_log().trace(
+        ac::com::cpp_binding::log::incidents::Find_service_stop{
+            {{std::string(DiagnosticDataDistribution::NAME)}, {"*"}}},
+        ac::com::cpp_binding::log::Search_number{7});
+    EXPECT_THAT(incidentsOf(log, "Find_service_stop"),
+                testing::ElementsAre(R"({"1_incident":{"1_id":"Find_service_stop",)" + WHO +
+                                     R"(},"2_data":{"1_search":7}})"));
+}
+
+TEST_F(Find_service_test, EverySearchHasANumberOfItsOwn) {
+    auto first = start(keep());
+    auto second = start(keep());
+    EXPECT_NE(first.number(), 0U);
+    EXPECT_EQ(second.number(), first.number() + 1);
+    EXPECT_NE(first.strand(), second.strand());
+    EXPECT_EQ(Find_service_handle(first).number(), first.number());
+    first.stop();
+    second.stop();
+}
+
+TEST_F(Find_service_test, HandlerRunsOnTheSearchesStrandAndNeverOnTheCallersThread) {
+    Gate begun, go;
+    std::atomic<bool> elsewhere{false};
+    auto const caller = std::this_thread::get_id();
+    std::shared_ptr<ac::com::Strand> strand;
+    auto search = start([&](Handles const&) {
+        EXPECT_TRUE(go.wait());
+        elsewhere = std::this_thread::get_id() != caller && strand->running_in_this_thread();
+        begun.open();
+    });
+    strand = search.strand();
+    go.open();
+    EXPECT_TRUE(begun.wait());
+    EXPECT_TRUE(elsewhere);
+    search.stop();
+}
+
+TEST_F(Find_service_test, HandlerThatThrowsIsToldAndCalledAgain) {
+    Capture const log;
+    std::atomic<int> calls{0};
+    auto search = start([&](Handles const&) {
+        ++calls;
+        throw std::runtime_error("not this one");
+    });
+    EXPECT_TRUE(eventually([&] { return calls == 1; }));
+    service.withdraw();
+    EXPECT_TRUE(eventually([&] { return calls == 2; }));
+    search.stop();
+    EXPECT_EQ(incidentsOf(log, "Find_service_handler_exception").at(0),
+              R"({"1_incident":{"1_id":"Find_service_handler_exception",)" + WHO +
+                  R"(},"2_data":{"1_what":"Exception: not this one"}})");
+}
+
+TEST_F(Find_service_test, HandlerThatTakesTooLongIsTold) {
+    Capture const log;
+    auto search = start([](Handles const&) {
+        std::this_thread::sleep_until(std::chrono::steady_clock::now() + std::chrono::milliseconds(501));
+    });
+    EXPECT_TRUE(eventually([&] { return !incidentsOf(log, "Find_service_handler_performance").empty(); }));
+    search.stop();
+    EXPECT_THAT(incidentsOf(log, "Find_service_handler_performance").at(0),
+                testing::HasSubstr(WHO + R"(,"4_time":)"));
+}
+
+TEST_F(Find_service_test, StopWaitsForTheHandlerThatRuns) {
+    Gate inside, go;
+    std::atomic<bool> ended{false};
+    auto search = start([&](Handles const&) {
+        inside.open();
+        EXPECT_TRUE(go.wait());
+        ended = true;
+    });
+    EXPECT_TRUE(inside.wait());
+    std::thread owner([&] {
+        search.stop();
+        EXPECT_TRUE(ended);
+    });
+    go.open();
+    owner.join();
+}
+
+TEST_F(Find_service_test, NothingIsToldAfterStop) {
+    auto search = start(keep());
+    EXPECT_TRUE(awaitHandles(1));
+    auto const copy = search;
+    search.stop();
+    std::size_t const before = found().size();
+    service.withdraw();
+    service.offer();
+    auto witness = start(keep());
+    EXPECT_TRUE(eventually([&] { return found().size() > before; }));
+    witness.stop();
+    EXPECT_EQ(found().size(), before + 1);
+}
+
+TEST_F(Find_service_test, HandlerMayStopItsSearch) {
+    Gate ready, stopped;
+    std::optional<Find_service_handle> search;
+    search.emplace(start([&](Handles const&) {
+        EXPECT_TRUE(ready.wait());
+        search->stop();
+        search.reset();
+        stopped.open();
+    }));
+    ready.open();
+    EXPECT_TRUE(stopped.wait());
+}
+
+TEST_F(Find_service_test, SearchOfAnotherInstanceFindsNothing) {
+    auto search = Proxy_impl::start_find_service(keep(), {"2"}, binding_log());
+    EXPECT_TRUE(awaitHandles(0));
+    search.stop();
+}
+
+}  // namespace
+}  // namespace zvg::services::diagnosticdatadistribution
