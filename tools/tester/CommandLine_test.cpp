@@ -1,13 +1,9 @@
-#include "tools/tester/CommandLine.h"
-
-#include <sstream>
+#include "tools/tester/CommandLineTest.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include "tools/tester/DataIdentifiers.h"
-#include "tools/tester/FakeServices.h"
 #include "tools/tester/Payloads.h"
 
 namespace tester {
@@ -32,35 +28,6 @@ std::string withoutTimes(std::string table) {
     }
     return table;
 }
-
-class CommandLineTest : public testing::Test {
-protected:
-    CommandLineTest() {
-        environment.services = [this] { return std::make_unique<FakeServices>(ports); };
-    }
-
-    /// Runs the program with short waits; the answer is its exit code.
-    int run(std::vector<char const*> arguments) {
-        arguments.insert(arguments.begin(), "tester");
-        arguments.insert(arguments.end(), {"--timeout", "20", "--pause", "0"});
-        return runBare(arguments);
-    }
-    int runBare(std::vector<char const*> const& arguments) {
-        return tester::run(static_cast<int>(arguments.size()), arguments.data(), environment);
-    }
-
-    FakePort& port(char const* identifier) {
-        auto& port = ports[findDataIdentifier(identifier)->service];
-        if (!port) port = std::make_shared<FakePort>();
-        return *port;
-    }
-
-    std::ostringstream out;
-    std::ostringstream err;
-    std::stop_source stop;
-    Environment environment{out, err, false, false, stop.get_token(), {}};
-    FakeServices::Ports ports;
-};
 
 TEST_F(CommandLineTest, TableHasARowForEachIdentifierInTheOrderAsked) {
     port("b047").script = {FakePort::answered(0, timeLastClientPackage())};
@@ -261,7 +228,8 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(CommandLineTest, HelpDocumentsExamplesAndExitCodes) {
     EXPECT_EQ(runBare({"tester", "--help"}), 0);
-    for (char const* part : {"read", "cancel", "list", "--json", "Examples:", "Exit codes:", "130"}) {
+    for (char const* part : {"read", "cancel", "list", "routine", "dtc", "--json", "--wait",
+                             "Examples:", "Exit codes:", "130"}) {
         EXPECT_THAT(out.str(), HasSubstr(part));
     }
 }

@@ -16,9 +16,9 @@ public:
         std::ostream& out = m_session.out();
         Exchange const& exchange = report.exchange;
         bool const answered = exchange.outcome == Outcome::ok;
-        out << m_paint.bold(hexNumber(report.identifier->number) + "  " + report.identifier->interface)
+        out << m_paint.bold(report.target->id + "  " + report.target->interface) << '\n'
+            << "service   " << report.target->service << ", instance " << visible(report.target->instance)
             << '\n'
-            << "service   " << report.identifier->service << ", instance " << INSTANCE << '\n'
             << "endpoint  " << (exchange.endpoint.empty() ? "-" : exchange.endpoint) << '\n';
         if (answered) {
             out << "answer    " << hexByte(exchange.returnCode) << ' ' << answerText(report) << ", "
@@ -32,7 +32,11 @@ public:
                 << '\n';
         }
         if (!exchange.payload.empty()) out << '\n' << hexDump(exchange.payload);
-        if (!report.decoded.fields.empty()) showFields(report.decoded.fields);
+        if (auto const outcome = routineOutcome(report)) {
+            out << "\nstatus    " << outcome->status << "\nresult    " << outcome->result << '\n';
+        } else if (!report.decoded.fields.empty()) {
+            showFields(report.decoded.fields);
+        }
         out << std::flush;
     }
 

@@ -44,8 +44,9 @@ public:
     }
 
     std::shared_ptr<eb::com::runtime::Subscription_handle> subscribe(
-        unsigned short /*event*/, std::weak_ptr<eb::com::runtime::Event_sink> /*sink*/) override {
-        return nullptr;
+        unsigned short /*event*/, std::weak_ptr<eb::com::runtime::Event_sink> sink) override {
+        if (onSubscribe) onSubscribe(sink.lock());
+        return std::make_shared<eb::com::runtime::Subscription_handle>();
     }
 
     std::string endpoint() const override { return endpointText; }
@@ -53,6 +54,7 @@ public:
     std::deque<std::optional<Result>> script;
     std::string endpointText = "tcp 127.0.0.1:1";
     std::function<void()> onCall;
+    std::function<void(std::shared_ptr<eb::com::runtime::Event_sink>)> onSubscribe;
     std::vector<unsigned short> methods;               // of the calls that came
     std::vector<std::vector<unsigned char>> requests;  // of the calls that came
     unsigned cancelled = 0;
@@ -81,11 +83,19 @@ public:
 
     explicit FakeServices(Ports const& ports) : m_ports(ports) {}
 
-    Reached reach(std::string const& service, std::uint32_t, milliseconds, std::stop_token const&) override {
-        auto const found = m_ports.find(service);
-        if (found == m_ports.end()) return {{}, "no instance 1 of the service was found"};
+    Reached port(Wanted const& wanted) override {
+        auto const found = m_ports.find(wanted.service + key(wanted.instance));
+        if (found == m_ports.end())
+            return {{}, "no instance " + wanted.instance + " of the service was found"};
         return {found->second, {}};
     }
+    using Services::reach;
+    Reached reach(Wanted const& wanted, milliseconds, std::stop_token const&) override {
+        return port(wanted);
+    }
+
+    /// What stands behind the service's name in the key of a port: nothing for the usual instance.
+    static std::string key(std::string const& instance) { return instance == INSTANCE ? "" : ' ' + instance; }
 
 private:
     Ports const& m_ports;  // of the test

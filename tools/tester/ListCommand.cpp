@@ -13,7 +13,7 @@ namespace tester {
 namespace {
 
 struct Row {
-    DataIdentifier const* identifier;
+    Target const* target;
     std::string endpoint;  // as the runtime tells it; empty if the service can't be reached at all
     Listening listening = Listening::no;
     std::string problem;
@@ -33,9 +33,12 @@ char const* word(Listening listening) {
 
 class ListCommand final : public Command {
 public:
+    /// Of every target, or of the trouble codes alone.
+    explicit ListCommand(std::vector<Catalogue const*> catalogues) : m_catalogues(std::move(catalogues)) {}
+
     CLI::App* declare(CLI::App& app) override {
         return app.add_subcommand("list",
-                                  "Show every service with its endpoint, and whether somebody listens there");
+                                  "Show each service with its endpoint, and whether somebody listens there");
     }
 
     ExitCode run(Session& session) override {
@@ -44,9 +47,11 @@ public:
             return ExitCode::usage;
         }
         std::vector<Row> rows;
-        for (auto const& identifier : dataIdentifiers()) {
-            if (session.stop().stop_requested()) return ExitCode::interrupted;
-            rows.push_back(look(session, identifier));
+        for (auto const* catalogue : m_catalogues) {
+            for (auto const& target : *catalogue) {
+                if (session.stop().stop_requested()) return ExitCode::interrupted;
+                rows.push_back(look(session, target));
+            }
         }
         ExitCode const code = judge(rows);
         if (session.options().format == Format::json) {
@@ -58,17 +63,17 @@ public:
     }
 
 private:
-    Row look(Session& session, DataIdentifier const& identifier) {
-        milliseconds const limit = session.options().patience.timeout;
-        Reached const reached =
-            session.services().reach(identifier.service, identifier.version, limit, session.stop());
-        if (!reached.port) return {&identifier, {}, Listening::no, reached.problem};
+    Row look(Session& session, Target const& target) {
+        Reached const reached = session.reach(target);
+        if (!reached.port) return {&target, {}, Listening::no, reached.problem};
         std::string const endpoint = reached.port->endpoint();
         auto known = m_probed.find(endpoint);
         if (known == m_probed.end()) {
-            known = m_probed.emplace(endpoint, probe(parseEndpoint(endpoint), limit)).first;
+            known =
+                m_probed.emplace(endpoint, probe(parseEndpoint(endpoint), session.options().patience.timeout))
+                    .first;
         }
-        return {&identifier, endpoint, known->second, {}};
+        return {&target, endpoint, known->second, {}};
     }
 
     static ExitCode judge(std::vector<Row> const& rows) {
@@ -80,17 +85,23 @@ private:
 
     static void showTable(Session& session, std::vector<Row> const& rows) {
         Paint const paint = session.paint();
+        std::size_t idWidth = 6;
         std::size_t width = 0;
-        for (auto const& row : rows) width = std::max(width, row.identifier->interface.size());
-        auto const line = [width](auto const& id, auto const& interface, auto const& instance,
-                                  auto const& endpoint) {
-            return padRight(id, 6) + "  " + padRight(interface, width) + "  " + padRight(instance, 8) + "  " +
-                   padRight(endpoint, 26) + "  ";
+        std::size_t instanceWidth = 8;
+        for (auto const& row : rows) {
+            idWidth = std::max(idWidth, row.target->id.size());
+            width = std::max(width, row.target->interface.size());
+            instanceWidth = std::max(instanceWidth, visible(row.target->instance).size());
+        }
+        auto const line = [=](auto const& id, auto const& interface, auto const& instance,
+                              auto const& endpoint) {
+            return padRight(id, idWidth) + "  " + padRight(interface, width) + "  " +
+                   padRight(instance, instanceWidth) + "  " + padRight(endpoint, 26) + "  ";
         };
         session.out() << paint.bold(line("id", "interface", "instance", "endpoint") + "listening") << '\n';
         for (auto const& row : rows) {
             std::string const text = word(row.listening);
-            session.out() << line(hexNumber(row.identifier->number), row.identifier->interface, INSTANCE,
+            session.out() << line(row.target->id, row.target->interface, visible(row.target->instance),
                                   row.endpoint.empty() ? "-" : row.endpoint)
                           << (row.listening == Listening::no ? paint.red(text) : paint.green(text)) << '\n';
             if (!row.problem.empty()) session.out() << "        " << paint.yellow(row.problem) << '\n';
@@ -104,10 +115,10 @@ private:
         for (auto const& row : rows) {
             Endpoint const endpoint = parseEndpoint(row.endpoint);
             services.push_back(
-                {{"id", hexNumber(row.identifier->number)},
-                 {"interface", row.identifier->interface},
-                 {"service", row.identifier->service},
-                 {"instance", INSTANCE},
+                {{"id", row.target->id},
+                 {"interface", row.target->interface},
+                 {"service", row.target->service},
+                 {"instance", row.target->instance},
                  {"endpoint", row.endpoint.empty() ? Json() : Json(row.endpoint)},
                  {"transport", endpoint.transport.empty() ? Json() : Json(endpoint.transport)},
                  {"address", endpoint.address.empty() ? Json() : Json(endpoint.address)},
@@ -121,13 +132,17 @@ private:
         session.out() << document.dump(2, ' ', false, Json::error_handler_t::replace) << std::endl;
     }
 
+    std::vector<Catalogue const*> m_catalogues;
     std::map<std::string, Listening> m_probed;  // by endpoint: most services share one
 };
 
 }  // namespace
 
 std::unique_ptr<Command> listCommand() {
-    return std::make_unique<ListCommand>();
+    return std::make_unique<ListCommand>(std::vector{&dataIdentifiers(), &routines(), &troubleCodes()});
+}
+std::unique_ptr<Command> listTroubleCodesCommand() {
+    return std::make_unique<ListCommand>(std::vector{&troubleCodes()});
 }
 
 }  // namespace tester

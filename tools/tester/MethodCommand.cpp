@@ -1,126 +1,125 @@
-// `read` and `cancel`: one method of some data identifiers, one after another.
+#include "tools/tester/MethodCommand.h"
+
 #include <algorithm>
 
 #include <CLI/CLI.hpp>
-
-#include "tools/tester/Command.h"
-#include "tools/tester/Presenter.h"
 
 namespace tester {
 
 namespace {
 
-/// Longer than this without an answer, and the user is told what is being waited for.
-constexpr milliseconds PATIENCE_OF_PEOPLE{1000};
+constexpr char NAMES[] = "hexadecimal number (0xB047, b047), interface name, or 'all'";
 
-struct MethodWords {
-    unsigned short method;
-    char const* name;
-    char const* description;
-    char const* done;
-};
-
-constexpr MethodWords READ{METHOD_READ, "read", "Read data identifiers, one after another", "read"};
-constexpr MethodWords CANCEL{METHOD_CANCEL, "cancel",
+constexpr MethodWords READ{&dataIdentifiers,
+                           METHOD_READ,
+                           Reply::output,
+                           {},
+                           "read",
+                           "read",
+                           "ID",
+                           "Read data identifiers, one after another",
+                           NAMES,
+                           "read"};
+constexpr MethodWords CANCEL{&dataIdentifiers,
+                             METHOD_CANCEL,
+                             Reply::nothing,
+                             {},
+                             "cancel",
+                             "cancel",
+                             "ID",
                              "End the pending read of data identifiers: it is answered with zeros",
+                             NAMES,
                              "cancelled"};
 
-std::string checkIdentifier(std::string const& text) {
-    return text == "all" || findDataIdentifier(text) ? std::string() : unknownDataIdentifier(text);
+ExitCode judgeAll(std::vector<Outcome> const& outcomes) {
+    auto const good = [](Outcome outcome) { return outcome == Outcome::ok; };
+    auto const away = [](Outcome outcome) {
+        return outcome == Outcome::notAvailable || outcome == Outcome::notFound ||
+               outcome == Outcome::transport;
+    };
+    if (std::all_of(outcomes.begin(), outcomes.end(), good)) return ExitCode::allGood;
+    return std::all_of(outcomes.begin(), outcomes.end(), away) ? ExitCode::unreachable : ExitCode::someFailed;
 }
 
-class MethodCommand final : public Command {
-public:
-    explicit MethodCommand(MethodWords const& words) : m_words(words) {}
-
-    CLI::App* declare(CLI::App& app) override {
-        CLI::App* const subcommand = app.add_subcommand(m_words.name, m_words.description);
-        subcommand
-            ->add_option("ID", m_arguments, "hexadecimal number (0xB047, b047), interface name, or 'all'")
-            ->required()
-            ->check(CLI::Validator(checkIdentifier, ""));
-        return subcommand;
-    }
-
-    ExitCode run(Session& session) override {
-        Selection const selection = select();
-        auto const presenter = makePresenter(session, selection);
-        presenter->begin();
-        std::vector<Outcome> outcomes;
-        for (auto const* identifier : selection) {
-            if (!outcomes.empty()) pause(session.options().pause, session.stop());
-            if (session.stop().stop_requested()) break;
-            Report const report = call(session, *identifier);
-            session.clearProgress();
-            presenter->show(report);
-            outcomes.push_back(report.outcome);
-        }
-        ExitCode const code = session.stop().stop_requested() ? ExitCode::interrupted : judgeAll(outcomes);
-        presenter->end(code);
-        return code;
-    }
-
-private:
-    Selection select() const {
-        Selection selection;
-        for (auto const& argument : m_arguments) {
-            if (argument != "all") {
-                selection.push_back(findDataIdentifier(argument));
-                continue;
-            }
-            for (auto const& identifier : dataIdentifiers()) selection.push_back(&identifier);
-        }
-        return selection;
-    }
-
-    std::unique_ptr<Presenter> makePresenter(Session& session, Selection const& selection) const {
-        switch (session.options().format) {
-            case Format::json:
-                return jsonPresenter(session, m_words.name);
-            case Format::raw:
-                return rawPresenter(session);
-            case Format::human:
-                break;
-        }
-        bool const detail = m_words.method == METHOD_READ && selection.size() == 1;
-        return detail ? detailPresenter(session) : tablePresenter(session, selection, m_words.done);
-    }
-
-    Report call(Session& session, DataIdentifier const& identifier) const {
-        Patience const& patience = session.options().patience;
-        std::string const id = hexNumber(identifier.number);
-        Reached const reached = session.services().reach(identifier.service, identifier.version,
-                                                         patience.timeout, session.stop());
-        if (!reached.port) return notFound(identifier, reached.problem + " (" + identifier.service + ')');
-        session.tell(id + ' ' + m_words.name + ": " + identifier.service + " at " + reached.port->endpoint());
-        auto const waiting = [&](milliseconds soFar, unsigned attempt) {
-            if (soFar < PATIENCE_OF_PEOPLE) return;
-            session.progress(id + ": waiting for an answer, " +
-                             millisecondsText(double(soFar.count()) / 1000) + " s of " +
-                             millisecondsText(double(patience.timeout.count()) / 1000) + " s, attempt " +
-                             std::to_string(attempt) + " of " + std::to_string(patience.attempts));
-        };
-        Exchange exchange = callMethod(*reached.port, m_words.method, patience, session.stop(), waiting);
-        for (auto const& failure : exchange.failures) session.tell(id + ": " + failure);
-        return judge(identifier, m_words.method, std::move(exchange), patience);
-    }
-
-    static ExitCode judgeAll(std::vector<Outcome> const& outcomes) {
-        auto const good = [](Outcome outcome) { return outcome == Outcome::ok; };
-        auto const away = [](Outcome outcome) {
-            return outcome == Outcome::notAvailable || outcome == Outcome::notFound ||
-                   outcome == Outcome::transport;
-        };
-        if (std::all_of(outcomes.begin(), outcomes.end(), good)) return ExitCode::allGood;
-        return std::all_of(outcomes.begin(), outcomes.end(), away) ? ExitCode::unreachable
-                                                                   : ExitCode::someFailed;
-    }
-
-    MethodWords m_words;
-    std::vector<std::string> m_arguments;
-};
+std::string seconds(milliseconds time) {
+    return millisecondsText(double(time.count()) / 1000) + " s";
+}
 
 }  // namespace
+
+CLI::App* MethodCommand::declare(CLI::App& app) {
+    CLI::App* const subcommand = app.add_subcommand(m_words.name, m_words.description);
+    auto const check = [catalogue = m_words.catalogue](std::string const& text) {
+        return text == "all" || catalogue().find(text) ? std::string() : catalogue().unknown(text);
+    };
+    subcommand->add_option(m_words.argument, m_arguments, m_words.arguments)
+        ->required(mustBeNamed())
+        ->check(CLI::Validator(check, ""));
+    return subcommand;
+}
+
+ExitCode MethodCommand::run(Session& session) {
+    Selection const selection = select();
+    auto const presenter = makePresenter(session, selection);
+    presenter->begin();
+    std::vector<Outcome> outcomes;
+    for (auto const* target : selection) {
+        if (!outcomes.empty()) pause(session.options().pause, session.stop());
+        if (session.stop().stop_requested()) break;
+        Report const report = call(session, *target);
+        session.clearProgress();
+        presenter->show(report);
+        outcomes.push_back(report.outcome);
+    }
+    ExitCode const code = session.stop().stop_requested() ? ExitCode::interrupted : judgeAll(outcomes);
+    presenter->end(code);
+    return code;
+}
+
+Selection MethodCommand::select() const {
+    Catalogue const& catalogue = m_words.catalogue();
+    Selection selection;
+    auto const addAll = [&] {
+        for (auto const& target : catalogue) selection.push_back(&target);
+    };
+    for (auto const& argument : m_arguments) {
+        argument == "all" ? addAll() : selection.push_back(catalogue.find(argument));
+    }
+    if (m_arguments.empty()) addAll();
+    return selection;
+}
+
+std::unique_ptr<Presenter> MethodCommand::makePresenter(Session& session, Selection const& selection) const {
+    switch (session.options().format) {
+        case Format::json:
+            return jsonPresenter(session, m_words.fullName);
+        case Format::raw:
+            return rawPresenter(session);
+        case Format::human:
+            break;
+    }
+    bool const detail = m_words.reply == Reply::output && selection.size() == 1;
+    return detail ? detailPresenter(session)
+                  : tablePresenter(session, selection, m_words.catalogue().noun() + "s " + m_words.done);
+}
+
+Report MethodCommand::call(Session& session, Target const& target) const {
+    Patience const& patience = session.options().patience;
+    Reached const reached = session.reach(target);
+    if (!reached.port) return notFound(target, reached.problem + " (" + target.service + ')');
+    session.tell(target.id + ' ' + m_words.fullName + ": " + target.service + " at " +
+                 reached.port->endpoint());
+    auto const waiting = [&](milliseconds soFar, unsigned attempt) {
+        if (soFar < PATIENCE_OF_PEOPLE) return;
+        session.progress(target.id + ": waiting for an answer, " + seconds(soFar) + " of " +
+                         seconds(patience.timeout) + ", attempt " + std::to_string(attempt) + " of " +
+                         std::to_string(patience.attempts));
+    };
+    Exchange exchange =
+        callMethod(*reached.port, m_words.method, patience, session.stop(), waiting, request());
+    for (auto const& failure : exchange.failures) session.tell(target.id + ": " + failure);
+    return judge(target, m_words.reply, std::move(exchange), patience);
+}
 
 std::unique_ptr<Command> readCommand() {
     return std::make_unique<MethodCommand>(READ);

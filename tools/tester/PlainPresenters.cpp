@@ -42,8 +42,7 @@ public:
         bool const isReply = report.exchange.returnCode == 0;  // an error's payload is none
         m_session.out() << (isReply ? hexPlain(report.exchange.payload) : std::string()) << std::endl;
         if (report.outcome == Outcome::ok && report.detail.empty()) return;
-        m_session.err() << "tester: " << hexNumber(report.identifier->number) << ": " << report.detail
-                        << std::endl;
+        m_session.err() << "tester: " << report.target->id << ": " << report.detail << std::endl;
     }
 
 private:

@@ -4,7 +4,6 @@
 
 #include "binding/generated/Uds_service_failed.h"
 #include "tools/tester/Codes.h"
-#include "tools/tester/Services.h"
 
 namespace tester {
 
@@ -43,10 +42,14 @@ std::string failedAttempts(Exchange const& exchange, Patience const& patience) {
 std::string whyUnanswered(Report const& report, Patience const& patience) {
     Exchange const& exchange = report.exchange;
     return failedAttempts(exchange, patience) + " (" + exchange.endpoint + ", service " +
-           report.identifier->service + ')';
+           report.target->service + ')';
 }
 
-void judgeAnswer(Report& report, unsigned short method) {
+/// The byte that the routines' services give for a status of 2 with a result of 0, and whenever they have no
+/// outcome at all.
+constexpr unsigned char ANY_FAILURE = 0x20;
+
+void judgeAnswer(Report& report, Reply reply) {
     Exchange const& exchange = report.exchange;
     auto const& payload = exchange.payload;
     if (exchange.returnCode == UDS_SERVICE_FAILED && !payload.empty()) {
@@ -56,26 +59,31 @@ void judgeAnswer(Report& report, unsigned short method) {
         report.outcome = Outcome::returnCode;
         report.detail =
             "return code " + hexByte(exchange.returnCode) + ' ' + returnCodeMeaning(exchange.returnCode);
-    } else if (method == METHOD_READ) {
-        report.decoded = report.identifier->decode(payload);
+    } else if (reply == Reply::output) {
+        report.decoded = report.target->decode(payload);
         report.detail = report.decoded.problem;
     } else if (!payload.empty()) {
         report.detail = "an empty payload expected, received " + counted(payload.size(), "byte");
     }
     if (exchange.returnCode == 0 && !report.detail.empty()) report.outcome = Outcome::undecodable;
+    if (report.outcome == Outcome::ok && routineOutcome(report) && payload[0] == ANY_FAILURE) {
+        report.detail =
+            "0x20 also stands for every failure: no answer from Java in time, too many requests at once, or "
+            "an "
+            "outcome that doesn't fit into the byte";
+    }
 }
 
 }  // namespace
 
-Report judge(DataIdentifier const& identifier, unsigned short method, Exchange exchange,
-             Patience const& patience) {
-    Report report{&identifier, std::move(exchange), Outcome::ok, {}, {}};
+Report judge(Target const& target, Reply reply, Exchange exchange, Patience const& patience) {
+    Report report{&target, std::move(exchange), Outcome::ok, {}, {}};
     report.outcome = report.exchange.outcome;
     if (report.outcome != Outcome::ok) {
         report.detail = whyUnanswered(report, patience);
         return report;
     }
-    judgeAnswer(report, method);
+    judgeAnswer(report, reply);
     if (!report.exchange.failures.empty()) {
         if (!report.detail.empty()) report.detail += "; ";
         report.detail += "answered at attempt " + std::to_string(report.exchange.attempts) + " (" +
@@ -85,8 +93,8 @@ Report judge(DataIdentifier const& identifier, unsigned short method, Exchange e
     return report;
 }
 
-Report notFound(DataIdentifier const& identifier, std::string reason) {
-    Report report{&identifier, {}, Outcome::notFound, {}, std::move(reason)};
+Report notFound(Target const& target, std::string reason) {
+    Report report{&target, {}, Outcome::notFound, {}, std::move(reason)};
     report.exchange.outcome = Outcome::notFound;
     return report;
 }
@@ -127,6 +135,19 @@ std::string valueText(std::vector<Field> const& fields) {
     return join(texts, " | ");
 }
 
+std::string valueText(Report const& report) {
+    auto const outcome = routineOutcome(report);
+    if (!outcome) return valueText(report.decoded.fields);
+    return "status " + std::to_string(outcome->status) + ", result " + std::to_string(outcome->result);
+}
+
+std::optional<RoutineOutcome> routineOutcome(Report const& report) {
+    bool const isRoutine = report.target->kind == Target::Kind::routine;
+    if (!isRoutine || report.decoded.fields.size() != 1) return std::nullopt;
+    std::uint32_t const byte = report.decoded.fields[0].number();
+    return RoutineOutcome{byte >> 4U, byte & 0x0FU};
+}
+
 nlohmann::ordered_json toJson(Report const& report) {
     using Json = nlohmann::ordered_json;
     Exchange const& exchange = report.exchange;
@@ -147,22 +168,30 @@ nlohmann::ordered_json toJson(Report const& report) {
                           {"entries", isList ? Json(list.size()) : Json()}});
     }
     bool const udsError = report.outcome == Outcome::serviceError;
-    return {{"id", hexNumber(report.identifier->number)},
-            {"interface", report.identifier->interface},
-            {"service", report.identifier->service},
-            {"instance", INSTANCE},
-            {"endpoint", exchange.endpoint.empty() ? Json() : Json(exchange.endpoint)},
-            {"outcome", name(report.outcome)},
-            {"return_code", answered ? Json(exchange.returnCode) : Json()},
-            {"return_code_meaning", answered ? Json(meaning(report)) : Json()},
-            {"uds_code", udsError ? Json(exchange.payload[0]) : Json()},
-            {"uds_code_name", udsError ? Json(negativeResponseName(exchange.payload[0])) : Json()},
-            {"length", answered ? Json(exchange.payload.size()) : Json()},
-            {"raw", answered ? Json(hexPlain(exchange.payload)) : Json()},
-            {"fields", std::move(fields)},
-            {"ms", answered ? Json(std::stod(millisecondsText(exchange.elapsedMs))) : Json()},
-            {"attempts", exchange.attempts},
-            {"detail", report.detail.empty() ? Json() : Json(report.detail)}};
+    auto const& target = *report.target;
+    Json json{{"id", target.id},
+              {"interface", target.interface},
+              {"service", report.target->service},
+              {"instance", target.instance},
+              {"endpoint", exchange.endpoint.empty() ? Json() : Json(exchange.endpoint)},
+              {"outcome", name(report.outcome)},
+              {"return_code", answered ? Json(exchange.returnCode) : Json()},
+              {"return_code_meaning", answered ? Json(meaning(report)) : Json()},
+              {"uds_code", udsError ? Json(exchange.payload[0]) : Json()},
+              {"uds_code_name", udsError ? Json(negativeResponseName(exchange.payload[0])) : Json()},
+              {"length", answered ? Json(exchange.payload.size()) : Json()},
+              {"raw", answered ? Json(hexPlain(exchange.payload)) : Json()},
+              {"fields", std::move(fields)},
+              {"ms", answered ? Json(std::stod(millisecondsText(exchange.elapsedMs))) : Json()},
+              {"attempts", exchange.attempts},
+              {"detail", report.detail.empty() ? Json() : Json(report.detail)}};
+    if (target.kind == Target::Kind::routine) {
+        auto const outcome = routineOutcome(report);
+        json["status"] = outcome ? Json(outcome->status) : Json();
+        json["result"] = outcome ? Json(outcome->result) : Json();
+    }
+    if (target.kind == Target::Kind::troubleCode) json["code"] = target.number;
+    return json;
 }
 
 }  // namespace tester

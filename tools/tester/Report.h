@@ -1,19 +1,20 @@
-// What the call of one data identifier's method came to, and how that is told.
+// What the call of one target's method came to, and how that is told.
 #pragma once
 
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
 
 #include <nlohmann/json.hpp>
 
-#include "tools/tester/DataIdentifiers.h"
 #include "tools/tester/Exchange.h"
+#include "tools/tester/Targets.h"
 
 namespace tester {
 
 struct Report {
-    DataIdentifier const* identifier;  // of the table of all, so it never dangles
+    Target const* target;  // of its catalogue, so it never dangles
     Exchange exchange;
     Outcome outcome = Outcome::ok;
     Decoded decoded;
@@ -22,13 +23,14 @@ struct Report {
     std::string detail;
 };
 
-/// Judges an exchange: return code, error payload, fields. A payload counts as a read's output for
-/// `METHOD_READ`, and is expected to be empty for any other method.
-Report judge(DataIdentifier const& identifier, unsigned short method, Exchange exchange,
-             Patience const& patience);
+/// What a method's reply holds: the fields that the target's interface names, or no byte.
+enum class Reply : std::uint8_t { nothing, output };
+
+/// Judges an exchange: return code, error payload, fields.
+Report judge(Target const& target, Reply reply, Exchange exchange, Patience const& patience);
 
 /// A service that couldn't even be called.
-Report notFound(DataIdentifier const& identifier, std::string reason);
+Report notFound(Target const& target, std::string reason);
 
 /// The repeated part of a list: its entries where the byte field in front of the last tells their count.
 /// Empty if there is no such count, or if the bytes can't be divided by it.
@@ -40,7 +42,18 @@ std::string fieldText(Field const& field, std::size_t bytesAtMost);
 /// All fields in one line: "20 x 00 | 00 02". A list stands there with its count: "3 entries of 32 B".
 std::string valueText(std::vector<Field> const& fields);
 
-/// The same keys for every outcome; what doesn't apply is null.
+/// The same of a whole reply; a routine's byte as its two halves.
+std::string valueText(Report const& report);
+
+/// A routine's reply: the upper four bits are its status, the lower four its result.
+struct RoutineOutcome {
+    unsigned status;
+    unsigned result;
+};
+std::optional<RoutineOutcome> routineOutcome(Report const& report);
+
+/// The same keys for every outcome; what doesn't apply is null. A routine has a status and a result as well,
+/// a trouble code its decimal number.
 nlohmann::ordered_json toJson(Report const& report);
 
 }  // namespace tester

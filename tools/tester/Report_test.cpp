@@ -24,7 +24,7 @@ Exchange answered(unsigned char returnCode, Payload payload) {
 }
 
 Report read(char const* identifier, Exchange exchange) {
-    return judge(*findDataIdentifier(identifier), METHOD_READ, std::move(exchange), PATIENCE);
+    return judge(*dataIdentifiers().find(identifier), Reply::output, std::move(exchange), PATIENCE);
 }
 
 TEST(Report, GoodReplyHasItsFields) {
@@ -121,9 +121,9 @@ TEST(Report, AnswerAtTheSecondAttemptSaysSo) {
 }
 
 TEST(Report, CancelExpectsAnEmptyPayload) {
-    auto const& identifier = *findDataIdentifier("b047");
-    EXPECT_EQ(judge(identifier, METHOD_CANCEL, answered(0, {}), PATIENCE).outcome, Outcome::ok);
-    Report const report = judge(identifier, METHOD_CANCEL, answered(0, {1}), PATIENCE);
+    auto const& identifier = *dataIdentifiers().find("b047");
+    EXPECT_EQ(judge(identifier, Reply::nothing, answered(0, {}), PATIENCE).outcome, Outcome::ok);
+    Report const report = judge(identifier, Reply::nothing, answered(0, {1}), PATIENCE);
     EXPECT_EQ(report.outcome, Outcome::undecodable);
     EXPECT_EQ(report.detail, "an empty payload expected, received 1 byte");
 }
@@ -165,7 +165,7 @@ TEST(ReportJson, KeysAreTheSameForEveryOutcome) {
     lost.outcome = Outcome::timeOut;
     EXPECT_EQ(keys(toJson(read("b047", lost))), good);
     EXPECT_EQ(keys(toJson(read("b047", answered(2, {0x26})))), good);
-    EXPECT_EQ(keys(toJson(notFound(*findDataIdentifier("b047"), "nowhere"))), good);
+    EXPECT_EQ(keys(toJson(notFound(*dataIdentifiers().find("b047"), "nowhere"))), good);
 }
 
 TEST(ReportJson, ErrorsCarryTheirCodes) {

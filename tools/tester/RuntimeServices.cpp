@@ -25,25 +25,19 @@ using eb::com::runtime::Service_interface_description;
 struct Findings {
     std::mutex mutex;
     std::condition_variable_any changed;
-    bool any = false;  // guarded by mutex
+    bool told = false;  // guarded by mutex, as what follows
+    bool any = false;
 };
 
 class RuntimeServices final : public Services {
 public:
-    Reached reach(std::string const& service, std::uint32_t version, milliseconds limit,
-                  std::stop_token const& stop) override {
+    Reached port(Wanted const& wanted) override {
         try {
-            auto port = m_ports.find(service);
+            Service_handle const handle = handleOf(wanted);
+            auto port = m_ports.find(handle);
             if (port == m_ports.end()) {
-                // The port knows at once whether the service is deployed at all, which a search can't tell.
-                Service_handle const handle{Service_id{service}, Instance_id{INSTANCE}};
-                auto made = std::make_unique<Rport>(handle, Service_interface_description{version});
-                if (!found(handle, limit, stop)) {
-                    return {{},
-                            "no instance " + handle.instance.value + " of the service was found within " +
-                                std::to_string(limit.count()) + " ms"};
-                }
-                port = m_ports.emplace(service, std::move(made)).first;
+                auto made = std::make_unique<Rport>(handle, Service_interface_description{wanted.version});
+                port = m_ports.emplace(handle, std::move(made)).first;
             }
             return {port->second->client_port(), {}};
         } catch (ac::com::Invalid_argument_exception const& unknown) {
@@ -51,21 +45,39 @@ public:
         }
     }
 
+    using Services::reach;
+    Reached reach(Wanted const& wanted, milliseconds limit, std::stop_token const& stop) override {
+        // The port knows at once whether the service is deployed at all, which a search can't tell.
+        Reached reached = port(wanted);
+        if (reached.port && !found(handleOf(wanted), limit, stop)) {
+            return {{}, "no instance " + wanted.instance + " of the service was found in time (--wait)"};
+        }
+        return reached;
+    }
+
 private:
+    static Service_handle handleOf(Wanted const& wanted) {
+        return {Service_id{wanted.service}, Instance_id{wanted.instance}};
+    }
+
     static bool found(Service_handle const& wanted, milliseconds limit, std::stop_token const& stop) {
+        constexpr milliseconds FIRST_WORD{1000};  // comes at once; bounded, should the runtime be busy
         auto const findings = std::make_shared<Findings>();
         auto const search = Component_singleton::get_service_finder().subscribe(
             wanted.service, wanted.instance, [findings](std::vector<Service_handle> const& handles) {
                 std::lock_guard const lock(findings->mutex);
+                findings->told = true;
                 findings->any = !handles.empty();
                 findings->changed.notify_all();
             });
         std::unique_lock lock(findings->mutex);
-        return findings->changed.wait_for(lock, stop, limit, [&] { return findings->any; });
+        if (findings->changed.wait_for(lock, stop, limit, [&] { return findings->any; })) return true;
+        findings->changed.wait_for(lock, stop, FIRST_WORD, [&] { return findings->told; });
+        return findings->any;
     }
 
     Component_singleton m_runtime{false, "tester"};
-    std::map<std::string, std::unique_ptr<Rport>> m_ports;  // ends before the runtime does
+    std::map<Service_handle, std::unique_ptr<Rport>> m_ports;  // ends before the runtime does
 };
 
 }  // namespace

@@ -12,8 +12,15 @@
 
 namespace tester {
 
-/// The instance that all data identifier services are offered as.
+/// The instance that the services of data identifiers and routines are offered as.
 inline constexpr char INSTANCE[] = "1";
+
+/// One instance of a service.
+struct Wanted {
+    std::string service;
+    std::uint32_t version;
+    std::string instance;
+};
 
 /// A service's port, or the reason why there is none.
 struct Reached {
@@ -27,9 +34,17 @@ class Services {
 public:
     virtual ~Services() = default;
 
-    /// Waits for an instance of the service to be found, at most `limit`.
-    virtual Reached reach(std::string const& service, std::uint32_t version, milliseconds limit,
-                          std::stop_token const& stop) = 0;
+    /// The port of an instance, whether it is to be had or not: for subscriptions, which wait for it.
+    virtual Reached port(Wanted const& wanted) = 0;
+
+    /// Waits for the instance to be found, at most `limit`. With nothing left to wait it still hears what is
+    /// known.
+    virtual Reached reach(Wanted const& wanted, milliseconds limit, std::stop_token const& stop) = 0;
+
+    Reached reach(std::string const& service, std::uint32_t version, milliseconds limit,
+                  std::stop_token const& stop) {
+        return reach({service, version, INSTANCE}, limit, stop);
+    }
 };
 
 /// Services over the communication runtime, which starts with this object and ends with it. Throws

@@ -1,5 +1,6 @@
 #include "tools/tester/Session.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 namespace tester {
@@ -33,6 +34,24 @@ Services& Session::services() {
         m_services = m_environment.services();
     }
     return *m_services;
+}
+
+Reached Session::reach(Target const& target) {
+    using std::chrono::steady_clock;
+    Services& services = this->services();
+    if (!m_waitUntil) m_waitUntil = steady_clock::now() + m_options.wait;
+    auto const wait = [&](milliseconds atMost) {
+        auto const left = std::max(*m_waitUntil - steady_clock::now(), steady_clock::duration(0));
+        return services.reach({target.service, target.version, target.instance},
+                              std::min(atMost, std::chrono::ceil<milliseconds>(left)), stop());
+    };
+    Reached reached = wait(PATIENCE_OF_PEOPLE);
+    if (!reached.port && steady_clock::now() < *m_waitUntil && !stop().stop_requested()) {
+        progress(target.id + ": waiting for the service to be offered");
+        reached = wait(m_options.wait);
+        clearProgress();
+    }
+    return reached;
 }
 
 void Session::progress(std::string const& text) {

@@ -4,12 +4,14 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <stop_token>
 #include <string>
 
 #include "tools/tester/Exchange.h"
 #include "tools/tester/Services.h"
+#include "tools/tester/Targets.h"
 
 namespace tester {
 
@@ -25,11 +27,15 @@ enum class ExitCode : int {
 enum class Format : std::uint8_t { human, json, raw };
 enum class Color : std::uint8_t { automatic, always, never };
 
+/// Longer than this without an answer, and the user is told what is being waited for.
+inline constexpr milliseconds PATIENCE_OF_PEOPLE{1000};
+
 /// The options that all subcommands share.
 struct Options {
     Format format = Format::human;
     Color color = Color::automatic;
     Patience patience;
+    milliseconds wait{2000};  ///< for the services to be found, in all
     milliseconds pause{20};
     std::string manifest;
     std::string address;
@@ -74,6 +80,9 @@ public:
     /// Starts the runtime at the first call, so that a subcommand that needs none does without.
     Services& services();
 
+    /// Waits for a target to be found. What a run waits for its targets is bounded as a whole.
+    Reached reach(Target const& target);
+
     /// A line that tells what is being waited for, on a terminal's error stream only. It is written over
     /// itself until `clearProgress` wipes it.
     void progress(std::string const& text);
@@ -86,6 +95,7 @@ private:
     Options m_options;
     Environment& m_environment;
     std::unique_ptr<Services> m_services;
+    std::optional<std::chrono::steady_clock::time_point> m_waitUntil;  // set by the first wait
     bool m_progressShown = false;
 };
 

@@ -7,7 +7,6 @@ namespace tester {
 
 namespace {
 
-constexpr std::size_t ID_WIDTH = 6;
 constexpr std::size_t RAW_BYTES = 8;
 constexpr std::size_t RAW_WIDTH = RAW_BYTES * 3 - 1 + 4;  // with "..." between the two halves
 constexpr std::size_t LENGTH_WIDTH = 6;
@@ -44,8 +43,9 @@ class TablePresenter final : public Presenter {
 public:
     TablePresenter(Session& session, Selection const& selection, std::string done)
         : m_session(session), m_paint(session.paint()), m_total(selection.size()), m_done(std::move(done)) {
-        for (auto const* identifier : selection) {
-            m_nameWidth = std::max(m_nameWidth, identifier->shortName().size());
+        for (auto const* target : selection) {
+            m_idWidth = std::max(m_idWidth, target->id.size());
+            m_nameWidth = std::max(m_nameWidth, target->shortName.size());
         }
     }
 
@@ -60,21 +60,20 @@ public:
         bool const good = report.outcome == Outcome::ok;
         if (good) ++m_good;
         std::string const row =
-            line(hexNumber(report.identifier->number), std::string(report.identifier->shortName()),
+            line(report.target->id, report.target->shortName,
                  exchange.payload.empty() ? "-" : hex(exchange.payload, RAW_BYTES),
                  answered ? std::to_string(exchange.payload.size()) + " B" : "-",
-                 good ? valueText(report.decoded.fields) : failureText(report),
+                 good ? valueText(report) : failureText(report),
                  answered ? millisecondsText(exchange.elapsedMs) : "-", name(report.outcome));
         m_session.out() << (good ? row : m_paint.red(row)) << '\n';
         if (!report.detail.empty()) {
-            m_session.out() << std::string(ID_WIDTH + 2, ' ') << m_paint.yellow(report.detail) << '\n';
+            m_session.out() << std::string(m_idWidth + 2, ' ') << m_paint.yellow(report.detail) << '\n';
         }
         m_session.out() << std::flush;
     }
 
     void end(ExitCode) override {
-        std::string const sum =
-            std::to_string(m_good) + '/' + std::to_string(m_total) + " data identifiers " + m_done;
+        std::string const sum = std::to_string(m_good) + '/' + std::to_string(m_total) + ' ' + m_done;
         m_session.out() << (m_good == m_total ? m_paint.green(sum) : m_paint.red(sum)) << std::endl;
     }
 
@@ -82,7 +81,7 @@ private:
     std::string line(std::string const& id, std::string const& interface, std::string const& raw,
                      std::string const& length, std::string const& value, std::string const& time,
                      std::string const& outcome) const {
-        return padRight(id, ID_WIDTH) + "  " + padRight(interface, m_nameWidth) + "  " +
+        return padRight(id, m_idWidth) + "  " + padRight(interface, m_nameWidth) + "  " +
                padRight(raw, RAW_WIDTH) + "  " + padLeft(length, LENGTH_WIDTH) + "  " +
                padRight(cut(value, VALUE_WIDTH), VALUE_WIDTH) + "  " + padLeft(time, TIME_WIDTH) + "  " +
                outcome;
@@ -92,6 +91,7 @@ private:
     Paint m_paint;
     std::size_t m_total;
     std::string m_done;
+    std::size_t m_idWidth = 6;
     std::size_t m_nameWidth = 9;
     std::size_t m_good = 0;
 };

@@ -1,16 +1,16 @@
-#include "tools/tester/DataIdentifiers.h"
+#include "tools/tester/Targets.h"
 
 #include <algorithm>
 #include <cctype>
 #include <charconv>
 
+#include "binding/generated/DiagnosticMonitor.h"
 #include "binding/generated/all.h"
+#include "tools/tester/Services.h"
 
 namespace tester {
 
 namespace {
-
-constexpr std::string_view PREFIX = "DataIdentifier_";
 
 std::string lower(std::string_view text) {
     std::string result(text);
@@ -19,61 +19,102 @@ std::string lower(std::string_view text) {
 }
 
 /// The whole text as a number, or -1.
-int parse(std::string_view text, int base) {
-    int number = -1;
+std::int64_t parse(std::string_view text, int base) {
+    std::int64_t number = -1;
     auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, base);
     return error == std::errc() && end == text.data() + text.size() ? number : -1;
 }
 
-DataIdentifier const* findNumber(int number) {
-    auto const& all = dataIdentifiers();
-    auto const found =
-        std::find_if(all.begin(), all.end(), [number](auto const& each) { return each.number == number; });
-    return found == all.end() ? nullptr : &*found;
+/// "DataIdentifier_ParameterList" is called "ParameterList".
+std::string shortName(std::string_view interface) {
+    return std::string(interface.substr(interface.find('_') + 1));
 }
 
 template <class Interface>
-DataIdentifier describe() {
-    return {Interface::DATA_IDENTIFIER, Interface::DESCRIPTION, std::string(Interface::SHORT_NAME),
-            std::string(Interface::NAME), &decodeFields<typename Interface::ReadMethod::Output>};
+Target describe(Target::Kind kind, std::uint16_t number, decltype(Target::decode) decode) {
+    return {kind,
+            number,
+            Interface::DESCRIPTION,
+            hexNumber(number),
+            std::string(Interface::SHORT_NAME),
+            shortName(Interface::SHORT_NAME),
+            std::string(Interface::NAME),
+            INSTANCE,
+            decode};
+}
+
+std::vector<Target> monitors() {
+    using ac::dm::dem::DiagnosticMonitor;
+    std::vector<Target> each;
+    for (unsigned long const code : DiagnosticMonitor::CODES) {
+        each.push_back({Target::Kind::troubleCode, static_cast<std::uint32_t>(code),
+                        DiagnosticMonitor::DESCRIPTION, hexNumber(static_cast<std::uint32_t>(code)),
+                        "DiagnosticMonitor", std::to_string(code), std::string(DiagnosticMonitor::NAME),
+                        DiagnosticMonitor::instance(code), nullptr});
+    }
+    return each;
 }
 
 }  // namespace
 
-std::vector<DataIdentifier> const& dataIdentifiers() {
-    static std::vector<DataIdentifier> const all = [] {
-        std::vector<DataIdentifier> each;
-        zvg::services::diag::Data_identifiers::forEach(
-            [&each]<class Interface>() { each.push_back(describe<Interface>()); });
-        return each;
-    }();
-    return all;
+Target const* Catalogue::findNumber(std::int64_t number) const {
+    auto const found = std::find_if(begin(), end(), [number](auto const& each) {
+        return static_cast<std::int64_t>(each.number) == number;
+    });
+    return found == end() ? nullptr : &*found;
 }
 
-std::string_view DataIdentifier::shortName() const noexcept {
-    return std::string_view(interface).substr(PREFIX.size());
-}
-
-DataIdentifier const* findDataIdentifier(std::string_view text) {
+Target const* Catalogue::find(std::string_view text) const {
     std::string const wanted = lower(text);
-    for (auto const& each : dataIdentifiers()) {
-        if (wanted == lower(each.interface) || wanted == lower(each.shortName())) return &each;
+    for (auto const& each : *this) {
+        if (wanted == lower(each.shortName)) return &each;
+        if (each.kind != Target::Kind::troubleCode && wanted == lower(each.interface)) return &each;
     }
     std::string_view digits = wanted;
-    if (digits.starts_with("0x") || digits.starts_with("d_")) digits.remove_prefix(2);
+    if (digits.starts_with("0x") || digits.starts_with("d_") || digits.starts_with("r_")) {
+        digits.remove_prefix(2);
+    }
     return findNumber(parse(digits, 16));
 }
 
-std::string unknownDataIdentifier(std::string_view text) {
-    std::string message = "'" + std::string(text) + "' is no data identifier";
+std::string Catalogue::unknown(std::string_view text) const {
+    std::string message = "'" + std::string(text) + "' is no " + m_noun;
     if (auto const* meant = findNumber(parse(text, 10))) {
-        message += "; numbers are hexadecimal: do you mean " + hexNumber(meant->number) + "?";
+        message += "; numbers are hexadecimal: do you mean " + meant->id + "?";
     }
     message += "\nKnown are 'all' and these, by number or name:";
-    for (auto const& each : dataIdentifiers()) {
-        message += "\n  " + hexNumber(each.number) + "  " + std::string(each.shortName());
-    }
+    for (auto const& each : *this) message += "\n  " + each.id + "  " + each.shortName;
     return message;
+}
+
+Catalogue const& dataIdentifiers() {
+    static Catalogue const all("data identifier", [] {
+        std::vector<Target> each;
+        zvg::services::diag::Data_identifiers::forEach([&each]<class Interface>() {
+            each.push_back(describe<Interface>(Target::Kind::dataIdentifier, Interface::DATA_IDENTIFIER,
+                                               &decodeFields<typename Interface::ReadMethod::Output>));
+        });
+        return each;
+    }());
+    return all;
+}
+
+Catalogue const& routines() {
+    static Catalogue const all("routine", [] {
+        std::vector<Target> each;
+        zvg::services::diag::Routines::forEach([&each]<class Interface>() {
+            each.push_back(
+                describe<Interface>(Target::Kind::routine, Interface::ROUTINE_IDENTIFIER,
+                                    &decodeFields<typename Interface::RequestResultsMethod::Output>));
+        });
+        return each;
+    }());
+    return all;
+}
+
+Catalogue const& troubleCodes() {
+    static Catalogue const all("trouble code", monitors());
+    return all;
 }
 
 }  // namespace tester

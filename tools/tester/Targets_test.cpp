@@ -1,4 +1,4 @@
-#include "tools/tester/DataIdentifiers.h"
+#include "tools/tester/Targets.h"
 
 #include <set>
 
@@ -64,7 +64,7 @@ Payload zeros(std::string const& types) {
 
 TEST_P(EveryIdentifier, HasItsNumberNameAndFields) {
     Row const& row = GetParam();
-    DataIdentifier const* identifier = findDataIdentifier(hexNumber(row.number));
+    Target const* identifier = dataIdentifiers().find(hexNumber(row.number));
     ASSERT_NE(identifier, nullptr);
     EXPECT_EQ(identifier->number, row.number);
     EXPECT_EQ(identifier->service, row.service);
@@ -80,14 +80,14 @@ TEST_P(EveryIdentifier, HasItsNumberNameAndFields) {
 }
 
 TEST_P(EveryIdentifier, IsFoundByEveryNameInAnyCase) {
-    DataIdentifier const* identifier = findDataIdentifier(hexNumber(GetParam().number));
+    Target const* identifier = dataIdentifiers().find(hexNumber(GetParam().number));
     ASSERT_NE(identifier, nullptr);
     std::string const digits = hexNumber(GetParam().number).substr(2);
-    std::string upper(identifier->shortName());
+    std::string upper = identifier->shortName;
     for (char& letter : upper) letter = static_cast<char>(std::toupper(static_cast<unsigned char>(letter)));
-    for (std::string const& name : {"0X" + digits, digits, "d_" + digits, identifier->interface,
-                                    std::string(identifier->shortName()), upper}) {
-        EXPECT_EQ(findDataIdentifier(name), identifier) << name;
+    for (std::string const& name :
+         {"0X" + digits, digits, "d_" + digits, identifier->interface, identifier->shortName, upper}) {
+        EXPECT_EQ(dataIdentifiers().find(name), identifier) << name;
     }
 }
 
@@ -95,33 +95,73 @@ INSTANTIATE_TEST_SUITE_P(All, EveryIdentifier, testing::ValuesIn(ROWS),
                          [](auto const& each) { return hexNumber(each.param.number); });
 
 TEST(DataIdentifiers, AreFourteenDifferentOnes) {
-    std::set<std::uint16_t> numbers;
+    std::set<std::uint32_t> numbers;
     for (auto const& each : dataIdentifiers()) numbers.insert(each.number);
     EXPECT_EQ(numbers.size(), 14U);
     EXPECT_EQ(dataIdentifiers().size(), 14U);
 }
 
 TEST(DataIdentifiers, LeadingZerosMayBeLeftOut) {
-    EXPECT_EQ(findDataIdentifier("17d"), findDataIdentifier("0x017D"));
+    EXPECT_EQ(dataIdentifiers().find("17d"), dataIdentifiers().find("0x017D"));
 }
 
 TEST(DataIdentifiers, NonsenseIsNotFound) {
     for (char const* text :
          {"", "0x", "d_", "b048", "0xB0470", "-1", "0x-1", "B0 47", "DataIdentifier_", "1189"}) {
-        EXPECT_EQ(findDataIdentifier(text), nullptr) << text;
+        EXPECT_EQ(dataIdentifiers().find(text), nullptr) << text;
     }
 }
 
 TEST(DataIdentifiers, UnknownOneIsToldWithAllThatAreKnown) {
-    std::string const message = unknownDataIdentifier("b048");
+    std::string const message = dataIdentifiers().unknown("b048");
     EXPECT_TRUE(message.starts_with("'b048' is no data identifier\n")) << message;
     for (auto const& each : dataIdentifiers()) {
-        EXPECT_THAT(message, HasSubstr(hexNumber(each.number) + "  " + std::string(each.shortName())));
+        EXPECT_THAT(message, HasSubstr(hexNumber(each.number) + "  " + each.shortName));
     }
 }
 
 TEST(DataIdentifiers, DecimalNumberGetsAHint) {
-    EXPECT_THAT(unknownDataIdentifier("45127"), HasSubstr("numbers are hexadecimal: do you mean 0xB047?"));
+    EXPECT_THAT(dataIdentifiers().unknown("45127"),
+                HasSubstr("numbers are hexadecimal: do you mean 0xB047?"));
+}
+
+TEST(Routines, AreFourWithTheirNumbersAndNames) {
+    struct {
+        char const* id;
+        char const* service;
+    } const rows[] = {{"0x0687", "zvg::services::diag::r_0687::RoutineService_RebuildParameters"},
+                      {"0x0688", "zvg::services::diag::r_0688::RoutineService_InitializeParameters"},
+                      {"0x0689", "zvg::services::diag::r_0689::RoutineService_TransferParametersFromATN"},
+                      {"0x068A", "zvg::services::diag::r_068a::RoutineService_StoreParametersInATN"}};
+    EXPECT_EQ(routines().size(), 4U);
+    for (auto const& [id, service] : rows) {
+        Target const* routine = routines().find(id);
+        ASSERT_NE(routine, nullptr) << id;
+        EXPECT_EQ(routine->id, id);
+        EXPECT_EQ(routine->service, service);
+        EXPECT_EQ(routine->instance, "1");
+        EXPECT_EQ(routine->version, 0x20000U);
+        EXPECT_EQ(routine->decode({0x51}).fields.at(0).number(), 0x51U);
+        EXPECT_EQ(routines().find(routine->shortName), routine);
+        EXPECT_EQ(routines().find("r_" + routine->id.substr(2)), routine);
+    }
+}
+
+TEST(TroubleCodes, AreFoundByDecimalAndHexadecimalNumbers) {
+    EXPECT_EQ(troubleCodes().size(), 3U);
+    for (char const* name : {"8495840", "0x81A2E0", "81a2e0", "0X81a2e0"}) {
+        Target const* code = troubleCodes().find(name);
+        ASSERT_NE(code, nullptr) << name;
+        EXPECT_EQ(code->number, 8495840U);
+        EXPECT_EQ(code->id, "0x81A2E0");
+        EXPECT_EQ(code->shortName, "8495840");
+        EXPECT_EQ(code->instance, "\u202D8495840\u202C");
+        EXPECT_EQ(code->service, "ac::dm::dem::DiagnosticMonitor");
+        EXPECT_EQ(code->version, 0x10000U);
+    }
+    for (char const* name : {"8495843", "0x8495840", "DiagnosticMonitor", "", "\u202D8495840\u202C"}) {
+        EXPECT_EQ(troubleCodes().find(name), nullptr) << name;
+    }
 }
 
 }  // namespace

@@ -31,7 +31,7 @@ void appendHex(std::string& text, Bytes bytes) {
 
 }  // namespace
 
-std::string hexNumber(std::uint16_t number) {
+std::string hexNumber(std::uint32_t number) {
     return formatted("0x%04X", number);
 }
 
@@ -80,6 +80,18 @@ std::optional<std::string> printable(Bytes bytes) {
     bool const zerosBehind = std::all_of(end, bytes.end(), [](unsigned char byte) { return byte == 0; });
     if (end - bytes.begin() < 4 || !zerosBehind || !std::all_of(bytes.begin(), end, isPrintable)) return {};
     return std::string(bytes.begin(), end);
+}
+
+std::string visible(std::string text) {
+    constexpr std::string_view DIRECTION = "\xE2\x80";  // begins U+2000 to U+203F in UTF-8
+    constexpr unsigned char FIRST = 0xAA;               // ends U+202A, and so on up to U+202E
+    for (std::size_t at = text.find(DIRECTION); at != std::string::npos; at = text.find(DIRECTION, at + 1)) {
+        if (at + 2 >= text.size()) break;
+        unsigned const last = static_cast<unsigned char>(text[at + 2]);
+        if (last < FIRST || last > FIRST + 4U) continue;
+        text.replace(at, 3, formatted("<U+%04X>", 0x2000U + (last - 0x80U)));
+    }
+    return text;
 }
 
 std::string cut(std::string text, std::size_t width) {

@@ -13,8 +13,8 @@ namespace tester {
 
 using Bytes = std::span<unsigned char const>;
 
-/// "0xB047".
-std::string hexNumber(std::uint16_t number);
+/// "0xB047", "0x81A2E0".
+std::string hexNumber(std::uint32_t number);
 /// "0x04".
 std::string hexByte(unsigned char byte);
 
@@ -29,6 +29,10 @@ std::string hexDump(Bytes bytes);
 
 /// The bytes as text: printable ASCII of four characters or more, with nothing but zeros behind it.
 std::optional<std::string> printable(Bytes bytes);
+
+/// The text with the marks of writing direction, which no terminal shows, by their names:
+/// "<U+202D>8495840<U+202C>".
+std::string visible(std::string text);
 
 /// One line in place of many: a text longer than `width` ends in "...".
 std::string cut(std::string text, std::size_t width);

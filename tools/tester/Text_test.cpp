@@ -16,6 +16,7 @@ std::vector<unsigned char> counting(std::size_t count) {
 TEST(Text, NumbersAreFourAndTwoDigits) {
     EXPECT_EQ(hexNumber(0xB047), "0xB047");
     EXPECT_EQ(hexNumber(0x17D), "0x017D");
+    EXPECT_EQ(hexNumber(0x81A2E0), "0x81A2E0");
     EXPECT_EQ(hexByte(4), "0x04");
 }
 
@@ -56,6 +57,14 @@ TEST(Text, PrintableNeedsFourCharactersAndOnlyZerosBehind) {
     EXPECT_EQ(text("20\n26"), std::nullopt);
     EXPECT_EQ(text("caf\xC3\xA9"), std::nullopt);
     EXPECT_EQ(text(""), std::nullopt);
+}
+
+TEST(Text, MarksOfWritingDirectionAreMadeVisible) {
+    EXPECT_EQ(visible("\u202D8495840\u202C"), "<U+202D>8495840<U+202C>");
+    EXPECT_EQ(visible("\u202A\u202E\u202B"), "<U+202A><U+202E><U+202B>");
+    EXPECT_EQ(visible("1"), "1");
+    EXPECT_EQ(visible("\u2029\u202F"), "\u2029\u202F") << "their neighbours are none";
+    EXPECT_EQ(visible("\xE2\x80"), "\xE2\x80") << "cut in its middle";
 }
 
 TEST(Text, ColumnsAreCutAndPadded) {

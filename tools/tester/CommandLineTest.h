@@ -1,0 +1,45 @@
+// The whole program on services that a test commands.
+#pragma once
+
+#include <sstream>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tools/tester/CommandLine.h"
+#include "tools/tester/FakeServices.h"
+#include "tools/tester/Targets.h"
+
+namespace tester {
+
+class CommandLineTest : public testing::Test {
+protected:
+    CommandLineTest() {
+        environment.services = [this] { return std::make_unique<FakeServices>(ports); };
+    }
+
+    /// Runs the program with short waits; the answer is its exit code.
+    int run(std::vector<char const*> arguments) {
+        arguments.insert(arguments.begin(), "tester");
+        arguments.insert(arguments.end(), {"--timeout", "20", "--pause", "0"});
+        return runBare(arguments);
+    }
+    int runBare(std::vector<char const*> const& arguments) {
+        return tester::run(static_cast<int>(arguments.size()), arguments.data(), environment);
+    }
+
+    FakePort& port(char const* identifier) { return port(*dataIdentifiers().find(identifier)); }
+    FakePort& port(Target const& target) {
+        auto& port = ports[target.service + FakeServices::key(target.instance)];
+        if (!port) port = std::make_shared<FakePort>();
+        return *port;
+    }
+
+    std::ostringstream out;
+    std::ostringstream err;
+    std::stop_source stop;
+    Environment environment{out, err, false, false, stop.get_token(), {}};
+    FakeServices::Ports ports;
+};
+
+}  // namespace tester
