@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 
 #include <eb/com/runtime/Client_port.h>
+#include <eb/com/runtime/Runtime_report.h>
 #include <eb/com/runtime/Service_finder.h>
 
 #include "platform/com/deployment/Deployment.h"
@@ -43,6 +45,9 @@ public:
     /// Whether clients are told that the instance is to be had. io thread.
     virtual bool isOffered(Service_deployment const& service) const { return locate(service).has_value(); }
 
+    /// As long as the result lives, this process wants to know where the instance is. Any thread.
+    virtual std::shared_ptr<void> want(Service_deployment const& /*service*/) { return {}; }
+
     /// This process offers an instance, or no longer. io thread.
     virtual void offered(Service_deployment const& service) = 0;
     virtual void withdrawn(Service_deployment const& service) = 0;
@@ -61,6 +66,9 @@ public:
     /// A subscriber that Eventgroups accepted has gone with its connection. io thread.
     virtual void subscriberGone(Service_deployment const& /*service*/, std::uint16_t /*eventgroup*/,
                                 Endpoint const& /*subscriber*/) {}
+
+    /// Fills in what discovery knows; `instances` are there already, in the deployment's order. io thread.
+    virtual void report(Runtime_report& report) const = 0;
 };
 
 }  // namespace eb::com::runtime

@@ -1,12 +1,10 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
-#include <set>
-#include <vector>
 
 #include "platform/com/discovery/Directory.h"
-#include "platform/com/runtime/Answers.h"
+#include "platform/com/discovery/Searches.h"
+#include "platform/com/runtime/Notices.h"
 
 namespace eb::com::runtime {
 
@@ -16,30 +14,28 @@ namespace eb::com::runtime {
 /// eventgroups of other processes, so subscriptions to them stay pending. Owned by the runtime.
 class Static_directory : public Directory {
 public:
-    Static_directory(Deployment const& deployment, std::shared_ptr<Answers> answers)
-        : m_deployment(deployment), m_answers(std::move(answers)) {}
+    Static_directory(Deployment const& deployment, std::shared_ptr<Answers> answers, Notices& notices);
 
     std::shared_ptr<Subscription_handle> subscribe(Service_id const& service, Instance_id const& instance,
-                                                   Found found) override;
+                                                   Found found) override {
+        return m_searches.subscribe(service, instance, std::move(found));
+    }
     std::optional<Endpoint> locate(Service_deployment const& service) const override {
         return service.endpoint;
     }
-    bool isOffered(Service_deployment const& service) const override;
+    bool isOffered(Service_deployment const& service) const override {
+        return m_searches.isAvailable(service);
+    }
     void offered(Service_deployment const& service) override;
     void withdrawn(Service_deployment const& service) override;
     void subscribe(Service_deployment const&, std::uint16_t, Endpoint const&) override {}
     void unsubscribe(Service_deployment const&, std::uint16_t) override {}
+    void report(Runtime_report& report) const override;
 
 private:
-    class Search;
-    void tell(std::shared_ptr<Search> const& search) const;
-    void tellAll(Service_deployment const& service);
-
     Deployment const& m_deployment;
-    std::shared_ptr<Answers> m_answers;
-    mutable std::mutex m_mutex;
-    std::set<Service_deployment const*> m_withdrawn;  // guarded by m_mutex
-    std::vector<std::weak_ptr<Search>> m_searches;    // guarded by m_mutex
+    Notices& m_notices;
+    Searches m_searches;
 };
 
 }  // namespace eb::com::runtime

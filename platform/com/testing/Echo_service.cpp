@@ -57,7 +57,8 @@ std::string manifest(Address const& address, std::string const& limits) {
     std::string const text = address.text();
     std::string const at =
         R"("address": ")" + text.substr(0, text.find(':')) + R"(", "port": )" + std::to_string(address.port);
-    return R"({"limits": )" + limits + R"(, "defaults": {"instance": "1", "instance_id": 1,
+    return R"({"discovery": {"mode": "static"}, "limits": )" + limits +
+           R"(, "defaults": {"instance": "1", "instance_id": 1,
         "version": {"major": 2, "minor": 0}, "methods": [
             {"name": "Big", "id": 1}, {"name": "Echo", "id": 2}, {"name": "Fail", "id": 3}, {"name": "Hold", "id": 4},
             {"name": "Never", "id": 5}, {"name": "Throw", "id": 6}, {"name": "Unhandled", "id": 7}]},

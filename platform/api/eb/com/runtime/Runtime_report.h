@@ -50,6 +50,7 @@ struct Runtime_report {
     std::string sd_address;               ///< own SD socket; empty without discovery
     std::vector<std::string> sd_targets;  ///< where offers and finds are sent to, as "127.0.0.1:30490-30505"
     std::uint64_t sd_sent = 0, sd_received = 0, sd_malformed = 0;  ///< messages
+    std::uint64_t sd_ignored = 0;  ///< offers and subscriptions of services that the manifest doesn't know
     std::vector<Peer_report> peers;
     std::vector<Instance_report> instances;  ///< in the manifest's order
 };
