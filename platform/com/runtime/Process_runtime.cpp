@@ -6,10 +6,10 @@
 
 #include <ac/com/Exceptions.h>
 
-#include "platform/com/discovery/Sd_directory.h"
 #include "platform/com/discovery/Static_directory.h"
 #include "platform/com/runtime/Log.h"
 #include "platform/com/runtime/Port.h"
+#include "platform/com/runtime/Publisher.h"
 #include "platform/com/someip/Asio_network.h"
 
 namespace eb::com::runtime {
@@ -47,27 +47,21 @@ Process_runtime::Process_runtime(Deployment deployment, std::shared_ptr<Loop> lo
       m_clock(clock ? std::move(clock) : std::make_unique<Loop_clock>(*m_loop)),
       m_network(network ? std::move(network)
                         : std::make_unique<someip::Asio_network>(m_loop, m_deployment.limits.sendQueueBytes)),
-      m_notices(m_answers),
-      m_directory(makeDirectory()),
+      m_directory(std::make_unique<Static_directory>(m_deployment, m_answers)),
       m_links(std::make_unique<someip::Client_links>(*m_network, *m_clock, m_deployment.limits)),
       m_subscriptions(std::make_unique<Subscriptions>(
           *m_directory, *m_links, *m_clock,
           [this](Service_deployment const& service) { return offerOf(service); })),
+      m_publisher(std::make_unique<Publisher>(*this)),
       m_calls(std::make_shared<Call_registry>(m_loop, m_answers)),
       m_local(std::make_shared<Local_carrier>(m_loop, m_deployment.limits)) {
     m_links->listen(*m_subscriptions);
     try {
-        m_loop->run([this] { m_directory->start(*m_subscriptions, m_nobody); });
+        m_loop->run([this] { m_directory->start(*m_subscriptions, *m_publisher); });
     } catch (...) {
         end();
         throw;
     }
-}
-
-std::unique_ptr<Directory> Process_runtime::makeDirectory() {
-    if (m_deployment.discovery.mode == Discovery::Mode::fixed)
-        return std::make_unique<Static_directory>(m_deployment, m_answers, m_notices);
-    return std::make_unique<Sd_directory>(m_deployment, m_loop, *m_clock, *m_network, m_answers, m_notices);
 }
 
 Process_runtime::~Process_runtime() {
@@ -119,8 +113,12 @@ void Process_runtime::offer(std::shared_ptr<Provided_service> const& service) {
         }
         auto& endpoint = m_endpoints[deployment.endpoint];
         if (!endpoint)
-            endpoint = std::make_unique<someip::Server_endpoint>(m_loop, *m_clock, *m_network,
-                                                                 m_deployment.limits, deployment.endpoint);
+            endpoint = std::make_unique<someip::Server_endpoint>(
+                m_loop, *m_clock, *m_network, m_deployment.limits, deployment.endpoint,
+                [this, at = deployment.endpoint](std::uint16_t id, std::uint16_t eventgroup,
+                                                 Address const& subscriber) {
+                    m_publisher->gone(at, id, eventgroup, subscriber);
+                });
         endpoint->offer(service);
         m_offers.emplace(name, service);
         m_directory->offered(deployment);
@@ -155,7 +153,9 @@ std::shared_ptr<Provided_service> Process_runtime::offerOf(Service_deployment co
 void Process_runtime::publish(Provided_service const& service, unsigned short event,
                               Serialized_payload const& payload) {
     if (offerOf(service.deployment()).get() != &service) return;
-    m_subscriptions->published(service.deployment(), event, payload);
+    Service_deployment const& deployment = service.deployment();
+    m_subscriptions->published(deployment, event, payload);
+    m_endpoints.at(deployment.endpoint)->subscribers().notify(deployment, deployment.events[event], payload);
 }
 
 std::shared_ptr<Client_port> Process_runtime::connect(Service_deployment const& service) {

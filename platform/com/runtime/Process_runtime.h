@@ -15,7 +15,6 @@
 #include "platform/com/runtime/Answers.h"
 #include "platform/com/runtime/Eventgroups.h"
 #include "platform/com/runtime/Loop.h"
-#include "platform/com/runtime/Notices.h"
 #include "platform/com/runtime/Open_call.h"
 #include "platform/com/runtime/Provided_service.h"
 #include "platform/com/runtime/Subscriptions.h"
@@ -71,18 +70,9 @@ public:
 
 private:
     class Port;
-    /// Gives no event to other processes.
-    struct Nobody : Eventgroups {
-        Subscribe_result subscribe(Service_deployment const&, std::uint16_t, Endpoint const&) override {
-            return Subscribe_result::noEventgroup;
-        }
-        void sendInitial(Service_deployment const&, std::uint16_t, Endpoint const&) override {}
-        void unsubscribe(Service_deployment const&, std::uint16_t, Endpoint const&) override {}
-        std::size_t subscribers(Service_deployment const&, std::uint16_t) const override { return 0; }
-    };
+    class Publisher;
     using Name = std::pair<Service_id, Instance_id>;
 
-    std::unique_ptr<Directory> makeDirectory();
     void send(std::shared_ptr<Open_call> const& call, Service_deployment const& service,
               unsigned short method, Serialized_payload const& request);
     std::shared_ptr<Provided_service> offerOf(Service_deployment const& service) const;
@@ -92,11 +82,10 @@ private:
     std::shared_ptr<Answers> const m_answers;
     std::unique_ptr<Clock> const m_clock;
     std::unique_ptr<someip::Network> const m_network;
-    Notices m_notices;
-    Nobody m_nobody;
     std::unique_ptr<Directory> const m_directory;
     std::unique_ptr<someip::Client_links> const m_links;
     std::unique_ptr<Subscriptions> const m_subscriptions;
+    std::unique_ptr<Publisher> const m_publisher;
     std::shared_ptr<Call_registry> const m_calls;
     std::shared_ptr<Local_carrier> const m_local;
 

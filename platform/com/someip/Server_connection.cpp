@@ -125,14 +125,27 @@ void Server_connection::refuse(Header const& request, Address const& to, std::ui
 
 void Server_connection::reply(Header const& request, Address const& to, std::uint8_t code,
                               Serialized_payload const& payload) {
-    std::size_t const most =
-        isDatagram() ? MAX_DATAGRAM_BYTES - HEADER_BYTES : m_context->limits.messageBytes;
-    if (payload.bytes().size() > most) {
+    if (payload.bytes().size() > mostBytes()) {
         log(ara::log::LogLevel::kError,
             "a reply of " + std::to_string(payload.bytes().size()) + " bytes is too long for its carrier");
         return reply(request, to, E_NOT_OK, {});
     }
     m_link->send(encode(answerTo(request, code), payload.bytes()), to);
+}
+
+void Server_connection::notify(Header const& header, Address const& to, Serialized_payload const& payload) {
+    if (payload.bytes().size() <= mostBytes()) return m_link->send(encode(header, payload.bytes()), to);
+    log(ara::log::LogLevel::kError,
+        "an event of " + std::to_string(payload.bytes().size()) + " bytes is too long for its carrier");
+    ++counters().missedSamples;
+}
+
+bool Server_connection::reaches(Address const& address) const {
+    return isDatagram() || (!m_ending && m_link->remote() == address);
+}
+
+std::size_t Server_connection::mostBytes() const noexcept {
+    return isDatagram() ? MAX_DATAGRAM_BYTES - HEADER_BYTES : m_context->limits.messageBytes;
 }
 
 void Server_connection::sessionEnded(std::size_t bytes) {

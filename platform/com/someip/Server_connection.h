@@ -54,6 +54,12 @@ public:
                Serialized_payload const& payload);
     void sessionEnded(std::size_t bytes);
 
+    /// Sends a notification, to the peer or (udp) to that address. One that the carrier can't take is lost.
+    void notify(Header const& header, Address const& to, Serialized_payload const& payload);
+    /// Whether notifications may go to that address: udp takes any, a stream has one peer and sends him
+    /// nothing more once it is ending.
+    bool reaches(Address const& address) const;
+
     void received(std::uint8_t const* bytes, std::size_t size, Address const& from) override;
     void peerEnded() override;
     void broken(std::error_code const& reason) override;
@@ -62,6 +68,7 @@ public:
 private:
     bool isDatagram() const noexcept { return m_context->transport == Transport::udp; }
     bool isFull() const noexcept;
+    std::size_t mostBytes() const noexcept;
     void readFrames(Frame_reader& reader, Address const& from);
     void handle(Frame const& frame, Address const& from);
     void refuse(Header const& request, Address const& to, std::uint8_t code);

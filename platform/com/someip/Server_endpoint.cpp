@@ -7,13 +7,15 @@
 namespace eb::com::runtime::someip {
 
 Server_endpoint::Server_endpoint(std::shared_ptr<Loop> loop, Clock& clock, Network& network,
-                                 Limits const& limits, Endpoint local)
+                                 Limits const& limits, Endpoint local, Subscribers::Gone subscriberGone)
     : m_network(network),
       m_local(local),
-      m_context(new Server_context{std::move(loop), clock, limits, local.transport, {}, false}) {}
+      m_context(new Server_context{std::move(loop), clock, limits, local.transport, {}, false}),
+      m_subscribers(limits, std::move(subscriberGone)) {}
 
 Server_endpoint::~Server_endpoint() {
     m_listener.reset();
+    m_subscribers.clear();  // nobody is told of them any more
     for (auto const& connection : std::exchange(m_connections, {})) connection->close();
 }
 
@@ -44,8 +46,11 @@ void Server_endpoint::add(std::shared_ptr<Link> link) {
         return;
     }
     auto const holder = std::make_shared<std::weak_ptr<Server_connection>>();
-    auto const connection = std::make_shared<Server_connection>(
-        m_context, std::move(link), [this, holder] { m_connections.erase(holder->lock()); });
+    auto const connection = std::make_shared<Server_connection>(m_context, std::move(link), [this, holder] {
+        auto const closed = holder->lock();
+        m_connections.erase(closed);
+        if (closed) m_subscribers.removeAll(*closed);
+    });
     *holder = connection;
     m_connections.insert(connection);
     connection->start();
@@ -53,11 +58,22 @@ void Server_endpoint::add(std::shared_ptr<Link> link) {
 
 void Server_endpoint::withdraw(Provided_service const& service) {
     m_context->offers.erase(service.deployment().serviceId);
+    m_subscribers.removeAll(service.deployment().serviceId);
     if (!m_context->offers.empty()) return;
     m_context->open = false;
     m_listener.reset();
     auto const connections = m_connections;
     for (auto const& connection : connections) connection->proceed();
+}
+
+Subscribe_result Server_endpoint::subscribe(Service_deployment const& service, std::uint16_t eventgroup,
+                                            Address const& subscriber) {
+    for (auto const& connection : m_connections)
+        if (connection->reaches(subscriber))
+            return m_subscribers.add(service.serviceId, eventgroup, subscriber, connection)
+                       ? Subscribe_result::accepted
+                       : Subscribe_result::tooMany;
+    return Subscribe_result::noConnection;
 }
 
 }  // namespace eb::com::runtime::someip

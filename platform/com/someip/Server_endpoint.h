@@ -4,6 +4,7 @@
 #include <set>
 
 #include "platform/com/someip/Server_connection.h"
+#include "platform/com/someip/Subscribers.h"
 
 namespace eb::com::runtime::someip {
 
@@ -13,7 +14,7 @@ namespace eb::com::runtime::someip {
 class Server_endpoint {
 public:
     Server_endpoint(std::shared_ptr<Loop> loop, Clock& clock, Network& network, Limits const& limits,
-                    Endpoint local);
+                    Endpoint local, Subscribers::Gone subscriberGone);
     ~Server_endpoint();
     Server_endpoint(Server_endpoint const&) = delete;
     Server_endpoint& operator=(Server_endpoint const&) = delete;
@@ -21,6 +22,12 @@ public:
     /// Throws std::system_error if the endpoint can't be bound.
     void offer(std::shared_ptr<Provided_service> const& service);
     void withdraw(Provided_service const& service);
+
+    /// A service that is offered here sends its events to that address as well: to the peer of a connection
+    /// that stands (tcp), or to any address (udp).
+    Subscribe_result subscribe(Service_deployment const& service, std::uint16_t eventgroup,
+                               Address const& subscriber);
+    Subscribers& subscribers() noexcept { return m_subscribers; }
 
 private:
     void open();
@@ -31,6 +38,7 @@ private:
     std::shared_ptr<Server_context> const m_context;
     std::unique_ptr<Listener> m_listener;  // tcp
     std::set<std::shared_ptr<Server_connection>> m_connections;
+    Subscribers m_subscribers;
 };
 
 }  // namespace eb::com::runtime::someip
