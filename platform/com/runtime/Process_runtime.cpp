@@ -6,6 +6,7 @@
 
 #include <ac/com/Exceptions.h>
 
+#include "platform/com/discovery/Sd_directory.h"
 #include "platform/com/discovery/Static_directory.h"
 #include "platform/com/runtime/Log.h"
 #include "platform/com/runtime/Port.h"
@@ -47,7 +48,8 @@ Process_runtime::Process_runtime(Deployment deployment, std::shared_ptr<Loop> lo
       m_clock(clock ? std::move(clock) : std::make_unique<Loop_clock>(*m_loop)),
       m_network(network ? std::move(network)
                         : std::make_unique<someip::Asio_network>(m_loop, m_deployment.limits.sendQueueBytes)),
-      m_directory(std::make_unique<Static_directory>(m_deployment, m_answers)),
+      m_notices(m_answers),
+      m_directory(makeDirectory()),
       m_links(std::make_unique<someip::Client_links>(*m_network, *m_clock, m_deployment.limits)),
       m_subscriptions(std::make_unique<Subscriptions>(
           *m_directory, *m_links, *m_clock,
@@ -62,6 +64,12 @@ Process_runtime::Process_runtime(Deployment deployment, std::shared_ptr<Loop> lo
         end();
         throw;
     }
+}
+
+std::unique_ptr<Directory> Process_runtime::makeDirectory() {
+    if (m_deployment.discovery.mode == Discovery::Mode::fixed)
+        return std::make_unique<Static_directory>(m_deployment, m_answers, m_notices);
+    return std::make_unique<Sd_directory>(m_deployment, m_loop, *m_clock, *m_network, m_answers, m_notices);
 }
 
 Process_runtime::~Process_runtime() {

@@ -15,6 +15,7 @@
 #include "platform/com/runtime/Answers.h"
 #include "platform/com/runtime/Eventgroups.h"
 #include "platform/com/runtime/Loop.h"
+#include "platform/com/runtime/Notices.h"
 #include "platform/com/runtime/Open_call.h"
 #include "platform/com/runtime/Provided_service.h"
 #include "platform/com/runtime/Subscriptions.h"
@@ -73,6 +74,7 @@ private:
     class Publisher;
     using Name = std::pair<Service_id, Instance_id>;
 
+    std::unique_ptr<Directory> makeDirectory();
     void send(std::shared_ptr<Open_call> const& call, Service_deployment const& service,
               unsigned short method, Serialized_payload const& request);
     std::shared_ptr<Provided_service> offerOf(Service_deployment const& service) const;
@@ -82,6 +84,7 @@ private:
     std::shared_ptr<Answers> const m_answers;
     std::unique_ptr<Clock> const m_clock;
     std::unique_ptr<someip::Network> const m_network;
+    Notices m_notices;
     std::unique_ptr<Directory> const m_directory;
     std::unique_ptr<someip::Client_links> const m_links;
     std::unique_ptr<Subscriptions> const m_subscriptions;
