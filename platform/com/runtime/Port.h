@@ -9,7 +9,9 @@ namespace eb::com::runtime {
 class Process_runtime::Port : public Client_port {
 public:
     Port(std::shared_ptr<Process_runtime> runtime, Service_deployment const& service)
-        : m_runtime(std::move(runtime)), m_service(service) {}
+        : m_runtime(std::move(runtime)),
+          m_service(service),
+          m_wanted(m_runtime->m_directory->want(service)) {}
     ~Port() override { m_runtime->m_calls->endAll(this, "the port has gone"); }
     Port(Port const&) = delete;
     Port& operator=(Port const&) = delete;
@@ -25,6 +27,7 @@ private:
 
     std::shared_ptr<Process_runtime> const m_runtime;
     Service_deployment const& m_service;  // the runtime's
+    std::shared_ptr<void> const m_wanted;
 };
 
 }  // namespace eb::com::runtime

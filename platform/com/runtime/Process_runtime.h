@@ -48,6 +48,10 @@ public:
 
     Deployment const& deployment() const noexcept { return m_deployment; }
     Directory& directory() noexcept { return *m_directory; }
+    Notices& notices() noexcept { return m_notices; }
+
+    /// Throws Infrastructure_exception after `end`. Any thread but the io thread.
+    Runtime_report report();
 
     /// Throws Invalid_argument_exception if the deployment doesn't know the instance.
     Service_deployment const& deploymentOf(Service_id const& service, Instance_id const& instance) const;
