@@ -144,19 +144,19 @@ public:
     // What a diagnostic request tells about itself changes nothing. The void ones succeed whatever happens.
 
     eb::com::Future<void> Start(Meta const&) {
-        return sendJavaRoutineRequest<void, StartHandler>(eControlParameterStart,
+        return sendJavaRoutineRequest<void, StartHandler>(routine::Start::CONTROL,
                                                           CFG_ROUTINE_START_RESPONSE_TIMEOUT);
     }
     eb::com::Future<void> Stop(Meta const&) {
-        return sendJavaRoutineRequest<void, StopHandler>(eControlParameterStop,
+        return sendJavaRoutineRequest<void, StopHandler>(routine::Stop::CONTROL,
                                                          CFG_ROUTINE_STOP_RESPONSE_TIMEOUT);
     }
     eb::com::Future<routine::RequestResults::Output> RequestResults(Meta const&) {
         return sendJavaRoutineRequest<routine::RequestResults::Output, RequestResultsHandler>(
-            eControlParameterRequestResults, CFG_ROUTINE_REQUESTRESULTS_RESPONSE_TIMEOUT);
+            routine::RequestResults::CONTROL, CFG_ROUTINE_REQUESTRESULTS_RESPONSE_TIMEOUT);
     }
     eb::com::Future<void> Cancel(Meta const&) {
-        return sendJavaRoutineRequest<void, CancelHandler>(eControlParameterCancel,
+        return sendJavaRoutineRequest<void, CancelHandler>(routine::Cancel::CONTROL,
                                                            CFG_ROUTINE_CANCEL_RESPONSE_TIMEOUT);
     }
 

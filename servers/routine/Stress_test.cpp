@@ -1,6 +1,7 @@
 // Ten requests in flight at each of the four servers all the time, and Java answering around the moment at
 // which they give up: nothing breaks, no transaction comes twice, each client gets one whole reply.
-#include <atomic>
+#include <algorithm>
+#include <cmath>
 #include <condition_variable>
 #include <cstdio>
 #include <map>
@@ -18,12 +19,13 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::size_t IN_FLIGHT = 10;      // of each server
-constexpr std::uint32_t REQUESTS = 20000;  // of all four
-constexpr std::chrono::milliseconds WAIT{5};
+constexpr std::size_t IN_FLIGHT = 10;         // of each server
+constexpr std::uint32_t REQUESTS = 20000;     // of all four
+constexpr std::chrono::milliseconds WAIT{5};  // at first
 constexpr unsigned WRITERS = 2;
 
-/// Java as it answers from threads of its own, each response after a random time.
+/// Java as it answers from threads of its own, each response after a random time. The servers' wait follows
+/// the time that this really takes, so that about half of the responses are in time on any machine.
 class Answers {
 public:
     /// `write` is called by several threads at once.
@@ -43,7 +45,8 @@ public:
     void ask(Ids const& ids) {
         {
             std::lock_guard const lock(m_mutex);
-            m_due.emplace(Clock::now() + std::chrono::microseconds(m_around(m_random)), ids);
+            auto const now = Clock::now();
+            m_due.emplace(now + std::chrono::microseconds(m_around(m_random)), Asked{now, ids});
         }
         m_changed.notify_one();
     }
@@ -60,7 +63,7 @@ private:
                 m_changed.wait_until(lock, Clock::time_point(m_due.begin()->first));
                 continue;
             }
-            Ids const ids = m_due.extract(m_due.begin()).mapped();
+            auto const [asked, ids] = m_due.extract(m_due.begin()).mapped();
             bool const again = m_random() % 4 == 0;
             bool const other = m_random() % 4 == 0;
             lock.unlock();
@@ -72,8 +75,15 @@ private:
                 m_write(response(
                     {ids.routine, ids.transaction, static_cast<std::uint8_t>(ids.control % 4 + 1)}, 0, 2));
             lock.lock();
+            m_mean += (std::chrono::duration<double, std::milli>(Clock::now() - asked).count() - m_mean) / 64;
+            waitMilliseconds = std::max<std::chrono::milliseconds::rep>(1, std::lround(m_mean));
         }
     }
+
+    struct Asked {
+        Clock::time_point when;
+        Ids ids;
+    };
 
     std::function<void(Bytes const&)> const m_write;
     unsigned const m_seed = std::random_device{}();
@@ -82,7 +92,8 @@ private:
     // Guarded by m_mutex, all of these:
     std::mt19937 m_random{m_seed};
     std::uniform_int_distribution<long> m_around{0, 2 * std::chrono::microseconds(WAIT).count()};
-    std::multimap<Clock::time_point, Ids> m_due;
+    std::multimap<Clock::time_point, Asked> m_due;
+    double m_mean = static_cast<double>(WAIT.count());  // milliseconds until a response is in
     bool m_ending = false;
     std::vector<std::thread> m_threads;  // the constructor's and the destructor's
 };
