@@ -61,7 +61,7 @@ TEST(DiagnosticDataDistribution, OperationsAreNumberedAsTheDeploymentListsThem) 
 
 TEST(DiagnosticDataDistribution, HashesAreTaggedStructuresBehindLengthFields) {
     Field::Value const value{{1, 2, 0x0102030405060708}, {{}, {}, {}}, {{}, {}, 9}};
-    Bytes const bytes{0,    0, 0, 48,                       //
+    Bytes const bytes{0,    0, 0, 44,                       //
                       0,    0, 0, 22,                       //
                       0x20, 0, 0, 0,  0,    1,              //
                       0x20, 1, 0, 0,  0,    2,              //
