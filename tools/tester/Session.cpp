@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "tools/tester/Targets.h"
+
 namespace tester {
 
 std::string Paint::in(char const* color, std::string const& text) const {

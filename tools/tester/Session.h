@@ -11,9 +11,10 @@
 
 #include "tools/tester/Exchange.h"
 #include "tools/tester/Services.h"
-#include "tools/tester/Targets.h"
 
 namespace tester {
+
+struct Target;
 
 /// How a run ends, for scripts.
 enum class ExitCode : int {

@@ -6,6 +6,7 @@
 
 #include "tools/tester/Command.h"
 #include "tools/tester/Journal.h"
+#include "tools/tester/Targets.h"
 
 namespace tester {
 
