@@ -29,6 +29,8 @@ std::unique_ptr<Command> listCommand();
 std::unique_ptr<Command> routineCommand();
 std::unique_ptr<Command> troubleCodeCommand();
 std::unique_ptr<Command> dataServiceCommand();
+std::unique_ptr<Command> watchCommand();
+std::unique_ptr<Command> doctorCommand();
 
 // Of `dtc`.
 std::unique_ptr<Command> watchTroubleCodesCommand();

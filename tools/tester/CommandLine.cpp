@@ -96,6 +96,8 @@ std::vector<std::unique_ptr<Command>> commands() {
     all.push_back(troubleCodeCommand());
     all.push_back(listCommand());
     all.push_back(dataServiceCommand());
+    all.push_back(watchCommand());
+    all.push_back(doctorCommand());
     return all;
 }
 

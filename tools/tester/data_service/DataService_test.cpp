@@ -141,9 +141,9 @@ TEST_F(DataServiceTest, AnnouncesEachChangeByAnotherHash) {
     auto const subscription = port.client_port()->subscribe(0, samples);
     auto const first = samples->all.next();
     ASSERT_TRUE(first);
-    // One structure of 28 bytes with its length: name space 0, category 0, a hash.
-    EXPECT_THAT(*first, testing::StartsWith("0000001c"
-                                            "00000018"
+    // One structure of 22 bytes with its length: name space 0, category 0, a hash.
+    EXPECT_THAT(*first, testing::StartsWith("0000001a"
+                                            "00000016"
                                             "200000000000"
                                             "200100000000"
                                             "3002"));
