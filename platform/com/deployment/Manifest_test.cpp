@@ -101,7 +101,108 @@ TEST(Manifest_test, LimitsHaveDefaultsAndAreTaken) {
 TEST(Manifest_test, AddressOfTheProcessReplacesEveryEndpoints) {
     Deployment const deployment = parseManifest(DEFAULT_MANIFEST, "built-in manifest", "127.9.8.7");
     for (Service_deployment const& service : deployment.services)
-        EXPECT_EQ(service.endpoint.text(), "tcp 127.9.8.7:30509");
+        EXPECT_EQ(service.endpoint.text().rfind("tcp 127.9.8.7:305", 0), 0U) << service.endpoint.text();
+}
+
+std::string withDiscovery(std::string const& discovery) {
+    return with("{\"services\"", R"({"discovery": )" + discovery + R"(, "services")");
+}
+
+Discovery discoveryOf(std::string const& text) {
+    return parseManifest(withDiscovery(text), "car.json").discovery;
+}
+
+TEST(Manifest_test, DiscoveryNeedsNoSettings) {
+    for (std::string const& text : {std::string(GOOD), withDiscovery("{}")}) {
+        Discovery const discovery = parseManifest(text, "car.json").discovery;
+        EXPECT_EQ(discovery.mode, Discovery::Mode::unicast);
+        EXPECT_EQ(discovery.ports.text(), "127.0.0.2:30490-30505") << "at the services' address";
+        EXPECT_TRUE(discovery.peers.empty());
+        EXPECT_LT(discovery.cyclic * 5, discovery.ttl) << "loss has to be survived";
+        EXPECT_LE(discovery.initialDelay.most, std::chrono::milliseconds(10));
+    }
+    EXPECT_EQ(parseManifest(GOOD, "car.json", "127.9.8.7").discovery.ports.ip, 0x7F090807U);
+}
+
+TEST(Manifest_test, DiscoveryIsReadWhole) {
+    Discovery const discovery = discoveryOf(R"({"mode": "multicast", "address": "127.0.0.9",
+        "ports": {"first": 4000, "count": 3}, "peers": ["10.0.0.1", "10.0.0.2:65535"],
+        "multicast": {"group": "239.1.2.3", "port": 5000, "interface": "10.0.0.9"}, "ttl_s": 16777215,
+        "initial_delay_ms": {"min": 1, "max": 2}, "repetition_base_ms": 3, "repetitions": 4, "cyclic_ms": 10,
+        "request_response_delay_ms": {"min": 5, "max": 5}})");
+    using std::chrono::milliseconds;
+    EXPECT_EQ(discovery.mode, Discovery::Mode::multicast);
+    EXPECT_EQ(discovery.ports.text(), "127.0.0.9:4000-4002");
+    ASSERT_EQ(discovery.peers.size(), 2U);
+    EXPECT_EQ(discovery.peers[0].text(), "10.0.0.1:4000-4002");
+    EXPECT_EQ(discovery.peers[1].text(), "10.0.0.2:65535");
+    EXPECT_EQ(discovery.group.text(), "239.1.2.3:5000");
+    EXPECT_EQ(discovery.interface, 0x0A000009U);
+    EXPECT_EQ(discovery.ttl, Discovery::FOR_EVER);
+    EXPECT_EQ(discovery.initialDelay.least, milliseconds(1));
+    EXPECT_EQ(discovery.initialDelay.most, milliseconds(2));
+    EXPECT_EQ(discovery.repetitionBase, milliseconds(3));
+    EXPECT_EQ(discovery.repetitions, 4U);
+    EXPECT_EQ(discovery.cyclic, milliseconds(10));
+    EXPECT_EQ(discovery.requestResponseDelay.most, milliseconds(5));
+}
+
+TEST(Manifest_test, DiscoverysOwnAddressCountsMoreThanThatOfTheProcess) {
+    std::string const text = withDiscovery(R"({"mode": "static", "address": "127.0.0.9"})");
+    Discovery const discovery = parseManifest(text, "car.json", "127.9.8.7").discovery;
+    EXPECT_EQ(discovery.mode, Discovery::Mode::fixed);
+    EXPECT_EQ(discovery.ports.ip, 0x7F000009U);
+    EXPECT_EQ(discovery.interface, 0x7F000009U);
+}
+
+TEST(Manifest_test, BadDiscoveryIsNamed) {
+    struct {
+        char const* text;
+        char const* complaint;
+    } const rows[] = {
+        {"1", " = 1: has to be an object"},
+        {R"({"modus": 1})", ".modus = 1: no such key"},
+        {R"({"mode": "broadcast"})", R"(.mode = "broadcast": has to be "unicast", "multicast" or "static")"},
+        {R"({"address": "0.0.0.0"})", R"(.address = "0.0.0.0": has to be an IPv4 address)"},
+        {R"({"address": "224.0.0.1"})", R"(.address = "224.0.0.1": has to be an IPv4 address)"},
+        {R"({"ports": {"first": 0}})", ".ports.first = 0: has to be a number from 1 to 65535"},
+        {R"({"ports": {"count": 0}})", ".ports.count = 0: has to be a number from 1 to 256"},
+        {R"({"ports": {"count": 257}})", ".ports.count = 257: has to be a number from 1 to 256"},
+        {R"({"ports": {"last": 1}})", ".ports.last = 1: no such key"},
+        {R"({"ports": {"first": 65530, "count": 7}})",
+         R"(.ports = {"count":7,"first":65530}: goes beyond port 65535)"},
+        {R"({"peers": []})", ".peers = []: has to be a list with at least one element"},
+        {R"({"peers": ["car"]})", R"(.peers[0] = "car": has to be an IPv4 address, or one with a port)"},
+        {R"({"peers": ["10.0.0.1:"]})", R"(.peers[0] = "10.0.0.1:": has to be)"},
+        {R"({"peers": ["10.0.0.1:0"]})", R"(.peers[0] = "10.0.0.1:0": has to be)"},
+        {R"({"peers": ["10.0.0.1:65536"]})", R"(.peers[0] = "10.0.0.1:65536": has to be)"},
+        {R"({"peers": ["10.0.0.1:99999999999"]})", R"(.peers[0] = "10.0.0.1:99999999999": has to be)"},
+        {R"({"peers": ["10.0.0.1:1x"]})", R"(.peers[0] = "10.0.0.1:1x": has to be)"},
+        {R"({"peers": ["255.255.255.255:1"]})", R"(.peers[0] = "255.255.255.255:1": has to be)"},
+        {R"({"multicast": {"group": "10.0.0.1"}})",
+         R"(.multicast.group = "10.0.0.1": has to be an IPv4 multicast address)"},
+        {R"({"multicast": {"group": "240.0.0.1"}})", ".multicast.group"},
+        {R"({"multicast": {"port": 0}})", ".multicast.port = 0: has to be"},
+        {R"({"multicast": {"interface": "lo"}})", R"(.multicast.interface = "lo": has to be)"},
+        {R"({"ttl_s": 0})", ".ttl_s = 0: has to be a number from 1 to 16777215"},
+        {R"({"ttl_s": 16777216})", ".ttl_s = 16777216: has to be"},
+        {R"({"initial_delay_ms": 5})", ".initial_delay_ms = 5: has to be an object"},
+        {R"({"initial_delay_ms": {"min": 5}})", ".initial_delay_ms.max: is missing"},
+        {R"({"initial_delay_ms": {"min": 5, "max": 4}})",
+         R"(.initial_delay_ms = {"max":4,"min":5}: max can't be smaller than min)"},
+        {R"({"repetition_base_ms": 0})", ".repetition_base_ms = 0: has to be"},
+        {R"({"repetitions": 11})", ".repetitions = 11: has to be a number from 0 to 10"},
+        {R"({"cyclic_ms": 9})", ".cyclic_ms = 9: has to be a number from 10 to 3600000"},
+        {R"({"ttl_s": 2, "cyclic_ms": 2000})",
+         R"( = {"cyclic_ms":2000,"ttl_s":2}: cyclic_ms has to be shorter than ttl_s)"},
+        {R"({"request_response_delay_ms": {"min": 0, "max": 60001}})",
+         ".request_response_delay_ms.max = 60001: has to be"},
+    };
+    for (auto const& row : rows) {
+        SCOPED_TRACE(row.text);
+        std::string const complaint = complaintAbout(withDiscovery(row.text));
+        EXPECT_EQ(complaint.rfind(std::string("car.json: discovery") + row.complaint, 0), 0U) << complaint;
+    }
 }
 
 TEST(Manifest_test, UnknownInstanceIsNotFound) {
