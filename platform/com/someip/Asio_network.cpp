@@ -82,6 +82,17 @@ private:
     Clock::Timer m_timer;
 };
 
+/// Runs what opens a socket. Asio's errors have a category of their own, which doesn't compare with
+/// std::errc; they are thrown in the standard's.
+template <class Make>
+auto withStandardErrors(Make const& make) {
+    try {
+        return make();
+    } catch (std::system_error const& error) {
+        throw std::system_error(error.code().value(), std::system_category());
+    }
+}
+
 class Open_listener : public Listener {
 public:
     explicit Open_listener(std::shared_ptr<Tcp_listener> listener) : m_listener(std::move(listener)) {
@@ -96,41 +107,49 @@ private:
 }  // namespace
 
 std::unique_ptr<Listener> Asio_network::listen(Address const& local, Accepted accepted) {
-    return std::make_unique<Open_listener>(
-        std::make_shared<Tcp_listener>(m_loop, local, m_sendQueueBytes, std::move(accepted)));
+    return withStandardErrors([&] {
+        return std::make_unique<Open_listener>(
+            std::make_shared<Tcp_listener>(m_loop, local, m_sendQueueBytes, std::move(accepted)));
+    });
 }
 
 std::shared_ptr<Link> Asio_network::bindDatagrams(Address const& local) {
-    asio::ip::udp::socket socket(m_loop->context(), asio::ip::udp::v4());
-    closeOnExec(socket);
-    socket.bind(toEndpoint<asio::ip::udp>(local));
-    socket.set_option(asio::ip::multicast::outbound_interface(asio::ip::address_v4(local.ip)));
-    socket.set_option(asio::ip::multicast::hops(1));
-    return std::make_shared<Udp_link>(m_loop, std::move(socket), true);
+    return withStandardErrors([&]() -> std::shared_ptr<Link> {
+        asio::ip::udp::socket socket(m_loop->context(), asio::ip::udp::v4());
+        closeOnExec(socket);
+        socket.bind(toEndpoint<asio::ip::udp>(local));
+        socket.set_option(asio::ip::multicast::outbound_interface(asio::ip::address_v4(local.ip)));
+        socket.set_option(asio::ip::multicast::hops(1));
+        return std::make_shared<Udp_link>(m_loop, std::move(socket), true);
+    });
 }
 
 std::shared_ptr<Link> Asio_network::bindGroup(Address const& group, std::uint32_t interface) {
-    asio::ip::udp::socket socket(m_loop->context(), asio::ip::udp::v4());
-    closeOnExec(socket);
-    socket.set_option(asio::ip::udp::socket::reuse_address(true));
-    socket.bind(toEndpoint<asio::ip::udp>(group));
-    socket.set_option(
-        asio::ip::multicast::join_group(asio::ip::address_v4(group.ip), asio::ip::address_v4(interface)));
-    return std::make_shared<Udp_link>(m_loop, std::move(socket), true);
+    return withStandardErrors([&]() -> std::shared_ptr<Link> {
+        asio::ip::udp::socket socket(m_loop->context(), asio::ip::udp::v4());
+        closeOnExec(socket);
+        socket.set_option(asio::ip::udp::socket::reuse_address(true));
+        socket.bind(toEndpoint<asio::ip::udp>(group));
+        socket.set_option(
+            asio::ip::multicast::join_group(asio::ip::address_v4(group.ip), asio::ip::address_v4(interface)));
+        return std::make_shared<Udp_link>(m_loop, std::move(socket), true);
+    });
 }
 
 std::shared_ptr<Link> Asio_network::connect(Endpoint const& remote) {
-    if (remote.transport == Transport::udp) {
-        asio::ip::udp::socket socket(m_loop->context(), asio::ip::udp::v4());
+    return withStandardErrors([&]() -> std::shared_ptr<Link> {
+        if (remote.transport == Transport::udp) {
+            asio::ip::udp::socket socket(m_loop->context(), asio::ip::udp::v4());
+            closeOnExec(socket);
+            socket.connect(toEndpoint<asio::ip::udp>(remote.address));
+            return std::make_shared<Udp_link>(m_loop, std::move(socket), false);
+        }
+        asio::ip::tcp::socket socket(m_loop->context(), asio::ip::tcp::v4());
         closeOnExec(socket);
-        socket.connect(toEndpoint<asio::ip::udp>(remote.address));
-        return std::make_shared<Udp_link>(m_loop, std::move(socket), false);
-    }
-    asio::ip::tcp::socket socket(m_loop->context(), asio::ip::tcp::v4());
-    closeOnExec(socket);
-    auto link = std::make_shared<Tcp_link>(m_loop, std::move(socket), m_sendQueueBytes);
-    link->connectTo(toEndpoint<asio::ip::tcp>(remote.address));
-    return link;
+        auto link = std::make_shared<Tcp_link>(m_loop, std::move(socket), m_sendQueueBytes);
+        link->connectTo(toEndpoint<asio::ip::tcp>(remote.address));
+        return link;
+    });
 }
 
 }  // namespace eb::com::runtime::someip
