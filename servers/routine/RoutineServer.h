@@ -65,8 +65,8 @@ public:
                              Operation::CONTROL, timeout) {}
 };
 
-/// The operations of one routine's interface: its server's. Owned by the server; called on pool threads,
-/// several at a time.
+/// The operations of one routine's interface: its server's, which is a RoutineServer. Owned by the server;
+/// called on pool threads, several at a time, until the server's destructor has ended the offer.
 template <class Server, class Skeleton>
 class RoutineSkeleton_impl : public Skeleton {
 public:
@@ -85,7 +85,7 @@ public:
 private:
     static constexpr unsigned char PARALLEL = 1;  // calls run side by side on the shared pool
 
-    Server* const m_server;  // outlives every call, as its destructor ends the offer first
+    Server* const m_server;
 };
 
 /// Bridges one routine, which itself runs in Java: each call from the platform becomes a message with a
@@ -118,7 +118,7 @@ public:
     /// Makes the skeleton; `name` only marks the lines of the log. Throws what the platform throws if it
     /// doesn't know the service.
     void init(std::string name) override {
-        m_skeleton = makeSkeleton<SkeletonImpl>(m_instanceId, static_cast<Server*>(this));
+        m_skeleton = makeSkeleton<SkeletonImpl>(m_instanceId, this);
         m_logPrefix = std::string(ROW.serviceWord) + "::methods::Server<" + name + ">::";
     }
 

@@ -13,13 +13,7 @@ namespace zvg::val::diag_ara::services {
 namespace rebuildparameters::methods {
 
 extern RoutineRow const ROW;
-class Server;
 
-class RebuildParametersSkeleton_impl
-    : public RoutineSkeleton_impl<
-          Server, zvg::services::diag::r_0687::skeleton::RoutineService_RebuildParametersSkeleton> {
-    using RoutineSkeleton_impl::RoutineSkeleton_impl;
-};
 class StartResponseHandler : public OperationHandler<ROW, routine::Start> {
     using OperationHandler::OperationHandler;
 };
@@ -33,9 +27,18 @@ class CancelResponseHandler : public OperationHandler<ROW, routine::Cancel> {
     using OperationHandler::OperationHandler;
 };
 
-class Server
-    : public RoutineServer<ROW, Server, RebuildParametersSkeleton_impl, StartResponseHandler,
-                           StopResponseHandler, RequestResultsResponseHandler, CancelResponseHandler> {
+class Server;
+class RebuildParametersSkeleton_impl;
+using Base = RoutineServer<ROW, Server, RebuildParametersSkeleton_impl, StartResponseHandler,
+                           StopResponseHandler, RequestResultsResponseHandler, CancelResponseHandler>;
+
+class RebuildParametersSkeleton_impl
+    : public RoutineSkeleton_impl<
+          Base, zvg::services::diag::r_0687::skeleton::RoutineService_RebuildParametersSkeleton> {
+    using RoutineSkeleton_impl::RoutineSkeleton_impl;
+};
+
+class Server : public Base {
 public:
     Server();
 };
@@ -45,13 +48,7 @@ public:
 namespace initializeparameters::methods {
 
 extern RoutineRow const ROW;
-class Server;
 
-class InitializeParametersSkeleton_impl
-    : public RoutineSkeleton_impl<
-          Server, zvg::services::diag::r_0688::skeleton::RoutineService_InitializeParametersSkeleton> {
-    using RoutineSkeleton_impl::RoutineSkeleton_impl;
-};
 class StartResponseHandler : public OperationHandler<ROW, routine::Start> {
     using OperationHandler::OperationHandler;
 };
@@ -65,9 +62,18 @@ class CancelResponseHandler : public OperationHandler<ROW, routine::Cancel> {
     using OperationHandler::OperationHandler;
 };
 
-class Server
-    : public RoutineServer<ROW, Server, InitializeParametersSkeleton_impl, StartResponseHandler,
-                           StopResponseHandler, RequestResultsResponseHandler, CancelResponseHandler> {
+class Server;
+class InitializeParametersSkeleton_impl;
+using Base = RoutineServer<ROW, Server, InitializeParametersSkeleton_impl, StartResponseHandler,
+                           StopResponseHandler, RequestResultsResponseHandler, CancelResponseHandler>;
+
+class InitializeParametersSkeleton_impl
+    : public RoutineSkeleton_impl<
+          Base, zvg::services::diag::r_0688::skeleton::RoutineService_InitializeParametersSkeleton> {
+    using RoutineSkeleton_impl::RoutineSkeleton_impl;
+};
+
+class Server : public Base {
 public:
     Server();
 };
@@ -77,13 +83,7 @@ public:
 namespace transferparametersfromatn::methods {
 
 extern RoutineRow const ROW;
-class Server;
 
-class TransferParametersFromATNSkeleton_impl
-    : public RoutineSkeleton_impl<
-          Server, zvg::services::diag::r_0689::skeleton::RoutineService_TransferParametersFromATNSkeleton> {
-    using RoutineSkeleton_impl::RoutineSkeleton_impl;
-};
 class StartResponseHandler : public OperationHandler<ROW, routine::Start> {
     using OperationHandler::OperationHandler;
 };
@@ -97,9 +97,18 @@ class CancelResponseHandler : public OperationHandler<ROW, routine::Cancel> {
     using OperationHandler::OperationHandler;
 };
 
-class Server
-    : public RoutineServer<ROW, Server, TransferParametersFromATNSkeleton_impl, StartResponseHandler,
-                           StopResponseHandler, RequestResultsResponseHandler, CancelResponseHandler> {
+class Server;
+class TransferParametersFromATNSkeleton_impl;
+using Base = RoutineServer<ROW, Server, TransferParametersFromATNSkeleton_impl, StartResponseHandler,
+                           StopResponseHandler, RequestResultsResponseHandler, CancelResponseHandler>;
+
+class TransferParametersFromATNSkeleton_impl
+    : public RoutineSkeleton_impl<
+          Base, zvg::services::diag::r_0689::skeleton::RoutineService_TransferParametersFromATNSkeleton> {
+    using RoutineSkeleton_impl::RoutineSkeleton_impl;
+};
+
+class Server : public Base {
 public:
     Server();
 };
@@ -109,13 +118,7 @@ public:
 namespace storeparametersinatn::methods {
 
 extern RoutineRow const ROW;
-class Server;
 
-class StoreParametersInATNSkeleton_impl
-    : public RoutineSkeleton_impl<
-          Server, zvg::services::diag::r_068a::skeleton::RoutineService_StoreParametersInATNSkeleton> {
-    using RoutineSkeleton_impl::RoutineSkeleton_impl;
-};
 class StartResponseHandler : public OperationHandler<ROW, routine::Start> {
     using OperationHandler::OperationHandler;
 };
@@ -129,9 +132,18 @@ class CancelResponseHandler : public OperationHandler<ROW, routine::Cancel> {
     using OperationHandler::OperationHandler;
 };
 
-class Server
-    : public RoutineServer<ROW, Server, StoreParametersInATNSkeleton_impl, StartResponseHandler,
-                           StopResponseHandler, RequestResultsResponseHandler, CancelResponseHandler> {
+class Server;
+class StoreParametersInATNSkeleton_impl;
+using Base = RoutineServer<ROW, Server, StoreParametersInATNSkeleton_impl, StartResponseHandler,
+                           StopResponseHandler, RequestResultsResponseHandler, CancelResponseHandler>;
+
+class StoreParametersInATNSkeleton_impl
+    : public RoutineSkeleton_impl<
+          Base, zvg::services::diag::r_068a::skeleton::RoutineService_StoreParametersInATNSkeleton> {
+    using RoutineSkeleton_impl::RoutineSkeleton_impl;
+};
+
+class Server : public Base {
 public:
     Server();
 };
