@@ -20,7 +20,6 @@ record AdaptationSet(List<Item> items, byte[] unread, boolean ambiguous) {
     private static final int ID_SIZE = 4;
     private static final int LENGTH_SIZE = 2;
     private static final int CAPACITY = 4032;
-    private static final int IMPOSSIBLE = 1_000_000;
 
     /** What the response says of an adaptation. */
     enum Kind {
@@ -46,38 +45,33 @@ record AdaptationSet(List<Item> items, byte[] unread, boolean ambiguous) {
         return new Reading(data, asked).result();
     }
 
-    /** The fewest ids without a length that explain the rest of the buffer, from each id and position on. */
+    /** In how many ways (0, 1, or 2 for several) the rest of the buffer can be read, from each id and position on. */
     private static final class Reading {
+        private static final int SEVERAL = 2;
+
         private final byte[] m_data;
         private final List<Long> m_asked;
-        private final int[][] m_gaps;
-        private final boolean[][] m_severalWays;
+        private final byte[][] m_ways;
 
         Reading(byte[] data, List<Long> asked) {
             m_data = data;
             m_asked = asked;
-            m_gaps = new int[asked.size() + 1][data.length + 1];
-            m_severalWays = new boolean[asked.size() + 1][data.length + 1];
+            m_ways = new byte[asked.size() + 1][data.length + 1];
             for (var index = asked.size(); index >= 0; --index) {
                 for (var at = 0; at <= data.length; ++at) {
-                    weigh(index, at);
+                    m_ways[index][at] = ways(index, at);
                 }
             }
         }
 
-        private void weigh(int index, int at) {
+        private byte ways(int index, int at) {
             if (isEnd(index, at)) {
-                m_gaps[index][at] = 0;
-                return;
+                return 1;
             }
-            var counted = behindValue(index, at);
-            var bare = behindId(index, at);
-            var withLength = counted < 0 ? IMPOSSIBLE : m_gaps[index + 1][counted];
-            var withoutLength = bare < 0 ? IMPOSSIBLE : m_gaps[index + 1][bare] + 1;
-            m_gaps[index][at] = Math.min(IMPOSSIBLE, Math.min(withLength, withoutLength));
-            m_severalWays[index][at] = withLength < IMPOSSIBLE && withoutLength < IMPOSSIBLE
-                    || withLength < IMPOSSIBLE && m_severalWays[index + 1][counted]
-                    || withoutLength < IMPOSSIBLE && m_severalWays[index + 1][bare];
+            var value = behindValue(index, at);
+            var id = behindId(index, at);
+            var ways = (value < 0 ? 0 : m_ways[index + 1][value]) + (id < 0 ? 0 : m_ways[index + 1][id]);
+            return (byte) Math.min(SEVERAL, ways);
         }
 
         /** The buffer ends here: no id is left, or there was no room for an id and a length. */
@@ -108,29 +102,28 @@ record AdaptationSet(List<Item> items, byte[] unread, boolean ambiguous) {
             return number;
         }
 
-        /** Goes the best way; where none leads to the end, takes what has a length as long as that goes. */
+        /** Takes a length wherever there can be one; goes as far as that if no way leads to the end. */
         AdaptationSet result() {
             var items = new ArrayList<Item>();
-            var explained = m_gaps[0][0] < IMPOSSIBLE;
+            var ways = m_ways[0][0];
             var at = 0;
             for (var index = 0; index < m_asked.size(); ++index) {
                 var id = m_asked.get(index);
-                var counted = behindValue(index, at);
-                if (explained && isEnd(index, at)) {
+                var end = behindValue(index, at);
+                if (ways > 0 && isEnd(index, at)) {
                     items.add(new Item(id, Kind.LEFT_OUT, new byte[0]));
-                } else if (counted >= 0 && (!explained || m_gaps[index + 1][counted] == m_gaps[index][at])) {
-                    var value = Arrays.copyOfRange(m_data, at + ID_SIZE + LENGTH_SIZE, counted);
+                } else if (end >= 0 && (ways == 0 || m_ways[index + 1][end] > 0)) {
+                    var value = Arrays.copyOfRange(m_data, at + ID_SIZE + LENGTH_SIZE, end);
                     items.add(new Item(id, value.length == 0 ? Kind.EMPTY : Kind.VALUE, value));
-                    at = counted;
-                } else if (explained) {
+                    at = end;
+                } else if (ways > 0) {
                     items.add(new Item(id, Kind.NO_LENGTH, new byte[0]));
                     at += ID_SIZE;
                 } else {
                     break;
                 }
             }
-            return new AdaptationSet(items, Arrays.copyOfRange(m_data, at, m_data.length),
-                    explained && m_severalWays[0][0]);
+            return new AdaptationSet(items, Arrays.copyOfRange(m_data, at, m_data.length), ways == SEVERAL);
         }
     }
 }

@@ -120,6 +120,7 @@ class PlatformTest {
                         + " adaptation 149; no answer, for it would be asked again and again"),
                 arguments(548, "95000000" + "80", "<- 548  95 00 00 00 80  adaptation 149 acknowledged (status 0x80)"),
                 arguments(1234, "0102", "<- 1234  01 02  nothing that this service knows"),
+                arguments(1234, "00".repeat(64), "<- 1234 " + " 00".repeat(64) + "  nothing that this service knows"),
                 arguments(547, "95000000" + "07000000" + "4100" + "ab".repeat(65),
                         "<- 547  95 00 00 00 07 00 00 00 41 00" + " AB".repeat(14) + " ..." + " AB".repeat(24)
                         + "  adaptation 149: 65 bytes" + " AB".repeat(24) + " ..." + " AB".repeat(24)
