@@ -14,6 +14,9 @@ if(NOT CMAKE_BUILD_TYPE)
 endif()
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Werror)
+if(CMAKE_UNITY_BUILD)
+    add_compile_options(-Wno-subobject-linkage)  # takes the files of a merged unit for headers
+endif()
 # Tests run in this mode a hundred times for each time they are debugged.
 set(CMAKE_CXX_FLAGS_DEBUG "-O1 -g1")
 
