@@ -73,6 +73,9 @@ public:
     /// Sends an event of a service to all who hear it, if the service is offered. io thread.
     void publish(Provided_service const& service, unsigned short event, Serialized_payload const& payload);
 
+    /// The publisher's side of what this process offers. io thread.
+    Eventgroups& eventgroups() noexcept;
+
 private:
     class Port;
     class Publisher;

@@ -4,6 +4,10 @@
 
 namespace eb::com::runtime {
 
+Eventgroups& Process_runtime::eventgroups() noexcept {
+    return *m_publisher;
+}
+
 someip::Server_endpoint* Process_runtime::Publisher::endpointOf(Service_deployment const& service) const {
     return m_runtime.offerOf(service) ? m_runtime.m_endpoints.at(service.endpoint).get() : nullptr;
 }

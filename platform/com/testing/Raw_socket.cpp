@@ -84,6 +84,25 @@ std::optional<someip::Frame> Raw_socket::read() {
     return frame;
 }
 
+Bytes Raw_socket::readBytes(std::size_t count) const {
+    Bytes bytes(count);
+    std::size_t size = 0;
+    while (size < count) {
+        ssize_t const got = ::recv(m_descriptor, bytes.data() + size, count - size, 0);
+        if (got <= 0) break;
+        size += static_cast<std::size_t>(got);
+    }
+    bytes.resize(size);
+    return bytes;
+}
+
+Address Raw_socket::local() const {
+    sockaddr_in system{};
+    socklen_t size = sizeof system;
+    check(::getsockname(m_descriptor, reinterpret_cast<sockaddr*>(&system), &size), "getsockname");
+    return {ntohl(system.sin_addr.s_addr), ntohs(system.sin_port)};
+}
+
 bool Raw_socket::isClosedByPeer() const {
     std::array<std::uint8_t, 65'536> piece{};
     ssize_t got = 0;

@@ -25,6 +25,10 @@ public:
     void endSending() const;
     /// The next message; nothing if the peer closes or stays silent.
     std::optional<someip::Frame> read();
+    /// The next bytes of a stream as they are; fewer if the peer closes or stays silent.
+    Bytes readBytes(std::size_t count) const;
+    /// This end's address.
+    Address local() const;
     /// Whether the peer closes the connection, whatever it still sends before.
     bool isClosedByPeer() const;
     /// Whether nothing arrives for a short while.
