@@ -108,6 +108,7 @@ TEST_F(Notification_client_test, ConnectionThatBreaksIsMadeAgain) {
 TEST_F(Notification_client_test, NotificationsWithoutASubscriptionAreDropped) {
     auto const sink = subscribe(TICK);
     Raw_socket const peer = m_listener.accept();
+    EXPECT_TRUE(sink->hears({"available", "pending"}));
     m_subscriptions.clear();
     ASSERT_TRUE(eventually([] { return counters().subscriptions == 0; }));
     peer.send(frame(notification(0x8002), {1}));
@@ -115,7 +116,7 @@ TEST_F(Notification_client_test, NotificationsWithoutASubscriptionAreDropped) {
     peer.send(frame(notification(0x8002), {2}));
     peer.send(frame(notification(0x8003), {3}));
     EXPECT_TRUE(again->hears({"available", "pending", "3"}));
-    EXPECT_EQ(sink->notices().size(), 2U);
+    EXPECT_TRUE(sink->notices().empty());
 }
 
 TEST_F(Notification_client_test, NotificationTornAfterEveryByteIsHeard) {
