@@ -14,6 +14,7 @@ struct Constants {
     static constexpr std::uint8_t NVM_OK = 0;                 ///< status of a changed value
     static constexpr std::uint8_t FUTURE_TIMEOUT = 3;         ///< seconds that a reply is awaited
     static constexpr std::uint8_t SEGMENTID_ZERO = 0;         ///< segment of every dataset reply
+    static constexpr std::uint32_t ADAPTATIONS = 0;           ///< name space of the service
     static constexpr std::uint32_t MAPPING_NOT_VALID = 0;     ///< no record stands for the adaptation
     static constexpr std::uint32_t JAVA_CONTROL_MONITOR_PATH_COMPONENTID = 7;
 };

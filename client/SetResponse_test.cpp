@@ -111,10 +111,10 @@ TEST_F(SetResponseTest, CutsTheByteCountToSixteenBits) {
 
 TEST_F(SetResponseTest, JudgesAValueByTheRoomThatIsLeft) {
     fill(3996);
-    sut->putId(tDiagMgrAdaptationID{149});  // 4000 used, 30 left for a value
+    sut->putId(tDiagMgrAdaptationID{149});  // 4000 used, and 2 for the length: 30 are left
     EXPECT_FALSE(sut->putValue(Bytes(31, 0x77)));
-    sut->putId(tDiagMgrAdaptationID{149});  // 4006 used, 20 left
-    EXPECT_TRUE(sut->putValue(Bytes(20, 0x77)));
+    sut->putId(tDiagMgrAdaptationID{149});  // 4002 + 4 used, and 2 for the length: 24 are left
+    EXPECT_TRUE(sut->putValue(Bytes(24, 0x77)));
     EXPECT_EQ(data().size(), 4032U);
 }
 

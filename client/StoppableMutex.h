@@ -6,7 +6,7 @@
 namespace zvg::val::diag_ara::services {
 
 /// A mutex whose waiters may give up: whoever waits for it while its owner is being destroyed lets go instead
-/// of holding the destructor back. Otherwise as std::mutex, for use with std::unique_lock.
+/// of holding the destructor back. Otherwise as std::mutex.
 class StoppableMutex {
 public:
     /// Waits for as long as it takes.
@@ -16,17 +16,19 @@ public:
         m_held = true;
     }
 
-    /// Locks unless `stopped()` is true by then: asked at first, and again after each unlock and wake.
+    /// Locks unless `stopped()` is true by then: asked at first, and again after each unlock and wake. Tell
+    /// by the lock that comes back whether it has.
     template <class Stopped>
-    [[nodiscard]] bool lockUnless(Stopped stopped) {
+    [[nodiscard]] std::unique_lock<StoppableMutex> lockUnless(Stopped stopped) {
         std::unique_lock guard(m_guard);
         bool given = false;
         m_changed.wait(guard, [&] {
             given = stopped();
             return given || !m_held;
         });
-        if (!given) m_held = true;
-        return !given;
+        if (given) return {*this, std::defer_lock};
+        m_held = true;
+        return {*this, std::adopt_lock};
     }
 
     void unlock() {

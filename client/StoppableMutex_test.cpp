@@ -22,13 +22,13 @@ TEST(StoppableMutex, LetsOneInAtATime) {
         threads.emplace_back([&, i] {
             for (int round = 0; round < 2000; ++round) {
                 if (i % 2 == 0) {
-                    sut.lock();
-                } else if (!sut.lockUnless([] { return false; })) {
-                    ADD_FAILURE() << "gave up without a reason";
-                    continue;
+                    std::lock_guard const lock(sut);
+                    ++count;
+                } else {
+                    auto const lock = sut.lockUnless([] { return false; });
+                    EXPECT_TRUE(lock.owns_lock());
+                    ++count;
                 }
-                ++count;
-                sut.unlock();
             }
         });
     }
@@ -38,9 +38,9 @@ TEST(StoppableMutex, LetsOneInAtATime) {
 
 TEST(StoppableMutex, IsNotTakenByWhoHasAReasonToGiveUp) {
     StoppableMutex sut;
-    EXPECT_FALSE(sut.lockUnless([] { return true; }));
-    EXPECT_TRUE(sut.lockUnless([] { return false; })) << "nobody holds it";
-    sut.unlock();
+    EXPECT_FALSE(sut.lockUnless([] { return true; }).owns_lock());
+    EXPECT_TRUE(sut.lockUnless([] { return false; }).owns_lock()) << "nobody holds it";
+    EXPECT_TRUE(sut.lockUnless([] { return false; }).owns_lock()) << "the lock before has gone";
 }
 
 TEST(StoppableMutex, EverybodyWhoWaitsGivesUpOnceWoken) {
@@ -51,10 +51,11 @@ TEST(StoppableMutex, EverybodyWhoWaitsGivesUpOnceWoken) {
     std::vector<std::future<bool>> waiting;
     for (int i = 0; i < 4; ++i) {
         waiting.push_back(std::async(std::launch::async, [&] {
-            return sut.lockUnless([&] {
+            auto const lock = sut.lockUnless([&] {
                 ++asked;
                 return stopped.load();
             });
+            return lock.owns_lock();
         }));
     }
     while (asked < 4) std::this_thread::yield();
@@ -72,12 +73,11 @@ TEST(StoppableMutex, IsHandedToSomebodyWhoWaits) {
     std::atomic<bool> asked{false};
     sut.lock();
     auto waiting = std::async(std::launch::async, [&] {
-        bool const locked = sut.lockUnless([&] {
+        auto const lock = sut.lockUnless([&] {
             asked = true;
             return false;
         });
-        if (locked) sut.unlock();
-        return locked;
+        return lock.owns_lock();
     });
     while (!asked) std::this_thread::yield();
     sut.unlock();

@@ -13,10 +13,14 @@ std::optional<Line> Line::parse(ara::log::Message const& message) {
     auto const prefix = whole.find('|', thread) + 1;
     if (thread == 0 || prefix == 0 || whole.find_first_not_of(DIGITS, thread) != prefix - 1)
         return std::nullopt;
-    auto const number = whole.find_first_of(DIGITS, prefix);
-    auto const function = whole.find("::", number);
-    if (function == std::string::npos || whole.find_first_not_of(DIGITS, number) != function)
-        return std::nullopt;
+    // The first number that "::" follows: a prefix may have numbers of its own, as in "Server<1>::".
+    auto number = whole.find_first_of(DIGITS, prefix);
+    auto function = whole.find_first_not_of(DIGITS, number);
+    while (number != std::string::npos && whole.compare(function, 2, "::") != 0) {
+        number = whole.find_first_of(DIGITS, function);
+        function = whole.find_first_not_of(DIGITS, number);
+    }
+    if (number == std::string::npos || function == std::string::npos) return std::nullopt;
     auto const text = whole.find("() ", function);
     if (text == std::string::npos || whole.find('\n') != whole.size() - 1) return std::nullopt;
     return Line{static_cast<int>(message.level), whole.substr(prefix, number - prefix),

@@ -1,0 +1,238 @@
+// The client's life: found, lost, found again, and the end with work under way.
+#include "client/Listener.h"
+
+#include "binding/testing/Await.h"
+#include "client/test/ClientTest.h"
+
+namespace client_test {
+namespace {
+
+using binding_testing::Gate;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using namespace zvg::val;
+
+class ListenerTest : public ClientTest {
+protected:
+    /// The names of the client's incidents, in order.
+    std::vector<std::string> incidents() const {
+        std::vector<std::string> names;
+        for (auto const& message : log.raw().messages()) {
+            for (char const* name :
+                 {"Find_service_start", "Find_service_stop", "Field_subscribe", "Field_unsubscribe"}) {
+                if (message.text.find("\"1_id\":\"" + std::string(name) + '"') != std::string::npos) {
+                    EXPECT_EQ(message.level, ara::log::LogLevel::kInfo);
+                    EXPECT_THAT(message.text, testing::HasSubstr("DiagnosticDataDistribution"));
+                    names.emplace_back(name);
+                }
+            }
+        }
+        return names;
+    }
+
+    std::vector<std::string> textsFrom(std::string const& function) const {
+        std::vector<std::string> all;
+        for (auto const& line : log.lines()) {
+            if (line.function == function && line.prefix.find("Listener<") != std::string::npos)
+                all.push_back(line.text);
+        }
+        return all;
+    }
+};
+
+TEST_F(ListenerTest, StartsItsSearchAndWaits) {
+    registerJava();
+    ASSERT_TRUE(awaitLine("Service still unavailable"));
+    auto const start = textsFrom("start");
+    EXPECT_THAT(start, ElementsAre("",
+                                   "StartFindService called with instanceId: "
+                                   "DiagnosticDataDistribution_RequiredSomeipServiceInstance"));
+    EXPECT_THAT(textsFrom("init"), ElementsAre(""));
+    EXPECT_THAT(incidents(), ElementsAre("Find_service_start"));
+    EXPECT_THAT(jvm.messages(), IsEmpty());
+    EXPECT_FALSE(listener().processed());
+}
+
+TEST_F(ListenerTest, FindsTheServiceSubscribesAndReadsTheInitialValues) {
+    service.offer();
+    service.notify(hashes({7}));  // the value that the field has
+    registerJava();
+    EXPECT_EQ(awaitMessage(AVAILABILITY), u32(1));
+    ASSERT_TRUE(awaitLine("Message not sent to Java"));
+    ASSERT_TRUE(service.awaitRequests(4));
+    EXPECT_EQ(line("Message not sent to Java").level, 2);
+    EXPECT_EQ(line("DataValuesHash.Subscribe()").function, "InitializeField");
+    ASSERT_TRUE(awaitLine("name_space is not an adaptation.")) << "the field's value comes to the subscriber";
+    std::vector<std::uint32_t> records;
+    for (Bytes const& request : service.requests())
+        records.push_back(static_cast<std::uint32_t>(request.at(10) << 8U | request.at(11)));
+    EXPECT_THAT(records, ElementsAre(R149, R255, R312, R316));
+    EXPECT_THAT(incidents(), ElementsAre("Find_service_start", "Field_subscribe"));
+    EXPECT_EQ(jvm.messages().size(), 1U) << "the initial values stay here";
+}
+
+TEST_F(ListenerTest, FindsAServiceThatIsOfferedLater) {
+    registerJava();
+    ASSERT_TRUE(awaitLine("Service still unavailable"));
+    service.offer();
+    ASSERT_TRUE(awaitLine("Message not sent to Java"));
+    EXPECT_EQ(deliver(GET_ADAPTATIONSET_REQ, setRequest(1, {})), eValOk);
+    awaitMessage(GET_ADAPTATIONSET_RESP);
+}
+
+TEST_F(ListenerTest, LostAndFoundItSubscribesAndReadsAgain) {
+    service.setValue(R149, {1});
+    bringUp();
+    for (int round = 0; round < 3; ++round) {
+        log.clear();
+        service.withdraw();
+        ASSERT_TRUE(awaitLine("Service lost"));
+        service.forgetRequests();
+        service.offer();
+        ASSERT_TRUE(awaitLine("Message not sent to Java"));
+        EXPECT_EQ(service.requests().size(), 4U);
+        EXPECT_EQ(count("DataValuesHash.Subscribe()"), 1U);
+        // The new subscription works, and the hashes of the time before are still known.
+        service.notify(hashes({0}));
+        ASSERT_TRUE(awaitLine("DONE"));
+    }
+    EXPECT_THAT(messages(AVAILABILITY), ElementsAre(u32(1), u32(1), u32(1), u32(1)));
+    EXPECT_THAT(messages(ADAPTATION_IND), IsEmpty());
+}
+
+TEST_F(ListenerTest, KeepsItsHashesWhileTheServiceIsAway) {
+    service.setValue(R149, {1});
+    bringUp();
+    service.withdraw();
+    ASSERT_TRUE(awaitLine("Service lost"));
+    // The initial read of the new proxy sees nothing of the first adaptation, so the old hash stands.
+    service.setResult(R149, 5);
+    log.clear();
+    service.offer();
+    ASSERT_TRUE(awaitLine("Message not sent to Java"));
+    service.setResult(R149, 0);
+    service.notify(hashes({0}));
+    ASSERT_TRUE(awaitLine("DONE"));
+    EXPECT_THAT(messages(ADAPTATION_IND), IsEmpty());
+    EXPECT_EQ(count("Nothing changed for AdaptationID=0x95, RecordID= 0xa50"), 1U);
+}
+
+TEST_F(ListenerTest, EndsItsSubscriptionItsSearchAndItsThreadsInThisOrder) {
+    bringUp();
+    ASSERT_EQ(java.unregister(), 0);
+    EXPECT_THAT(textsFrom("~Listener"), ElementsAre("Unsubscribe()", "Subscriptions have been removed!"));
+    EXPECT_THAT(textsFrom("stopFindService"), ElementsAre("StopFindService"));
+    EXPECT_THAT(incidents(), ElementsAre("Field_unsubscribe", "Find_service_stop"));
+    auto const all = texts();
+    EXPECT_LT(std::find(all.begin(), all.end(), "Subscriptions have been removed!"),
+              std::find(all.begin(), all.end(), "StopFindService"));
+    for (auto const& line : log.lines()) {
+        if (line.text == "Unsubscribe()" || line.text == "StopFindService") {
+            EXPECT_EQ(line.level, 4);
+        }
+    }
+    log.clear();
+    service.notify(hashes({0}));
+    service.withdraw();
+    service.offer();
+    EXPECT_EQ(count("Registering service handler"), 0U);
+}
+
+TEST_F(ListenerTest, WithoutTheServiceItEndsItsSearchOnly) {
+    registerJava();
+    ASSERT_TRUE(awaitLine("Service still unavailable"));
+    ASSERT_EQ(java.unregister(), 0);
+    EXPECT_THAT(textsFrom("~Listener"), IsEmpty());
+    EXPECT_THAT(incidents(), ElementsAre("Find_service_start", "Find_service_stop"));
+}
+
+TEST_F(ListenerTest, NeverStartedItEndsQuietly) {
+    auto sut = Listener::create();
+    sut->init("5");
+    log.clear();
+    sut.reset();
+    EXPECT_THAT(log.lines(), IsEmpty());
+}
+
+TEST_F(ListenerTest, RunWithoutTheServiceSaysSo) {
+    auto const sut = Listener::create();
+    auto& client = static_cast<Listener&>(*sut);
+    client.run();
+    EXPECT_EQ(line("Service not available. stop() =  0").function, "run");
+    EXPECT_EQ(line("Service not available. stop() =  0").level, 4);
+    EXPECT_TRUE(client.processed());
+    client.destroy();
+    client.run();
+    EXPECT_EQ(count("Service not available. stop() =  1"), 1U);
+}
+
+TEST_F(ListenerTest, FoundAfterDestroyItNeitherSubscribesNorReads) {
+    registerJava();
+    ASSERT_TRUE(awaitLine("Service still unavailable"));
+    listener().destroy();
+    service.offer();
+    ASSERT_TRUE(awaitLine("Service not available. stop() =  1"));
+    unregisterJava();
+    EXPECT_EQ(count("DataValuesHash.Subscribe()"), 0U);
+    EXPECT_THAT(service.requests(), IsEmpty());
+}
+
+TEST_F(ListenerTest, EachGenerationHasItsName) {
+    registerJava();
+    ASSERT_EQ(textsFrom("init").size(), 1U);
+    std::string const first = line(
+                                  "StartFindService called with instanceId: "
+                                  "DiagnosticDataDistribution_RequiredSomeipServiceInstance")
+                                  .prefix;
+    unregisterJava();
+    log.clear();
+    registerJava();
+    std::string const second = line(
+                                   "StartFindService called with instanceId: "
+                                   "DiagnosticDataDistribution_RequiredSomeipServiceInstance")
+                                   .prefix;
+    EXPECT_THAT(first, testing::StartsWith("diagnosticdatadistribution::field::Listener<"));
+    EXPECT_THAT(first, testing::EndsWith(">::"));
+    EXPECT_NE(first, second);
+}
+
+// The read in progress is waited for; those that wait for their turn let go.
+TEST_F(ListenerTest, EndsWithReadsUnderWayAfterOneWaitAtMost) {
+    bringUp();
+    Gate begun;
+    service.behave([&](std::uint32_t, DataService::Reply const&) { begun.open(); });
+    setAnswerWait(std::chrono::milliseconds(300));
+    auto const sent = jvm.messages().size();
+    deliver(GET_ADAPTATIONSET_REQ, setRequest(1, std::vector<unsigned>(64, A149)));
+    ASSERT_TRUE(begun.wait());
+    for (int i = 0; i < 4; ++i) {
+        deliver(GET_ADAPTATIONSET_REQ, setRequest(1, std::vector<unsigned>(64, A149)));
+        deliver(GET_ADAPTATION_REQ, request(A149, 1));
+    }
+    unregisterJava();
+    EXPECT_EQ(count("m_proxy->getDiagnosticDataValues() timed out!") > 1, false)
+        << "64 ids for each of five requests would have been as many waits";
+    EXPECT_EQ(jvm.messages().size(), sent) << "nothing reaches Java any more";
+}
+
+TEST_F(ListenerTest, EndsWhileTheServiceIsJustBeingFound) {
+    for (int i = 0; i < 30; ++i) {
+        registerJava();
+        service.offer();
+        unregisterJava();
+        service.withdraw();
+    }
+}
+
+TEST_F(ListenerTest, SendsWithinStartWaitForTheBridge) {
+    // Found at once, while the registration still holds the send lock: told when it is up.
+    service.offer();
+    for (int i = 0; i < 5; ++i) {
+        registerJava();
+        awaitMessages(AVAILABILITY, static_cast<std::size_t>(i) + 1);
+        unregisterJava();
+    }
+}
+
+}  // namespace
+}  // namespace client_test
