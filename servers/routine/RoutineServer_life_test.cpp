@@ -125,12 +125,7 @@ TEST_F(Servers, CancelARequestBeforeTheBridgeIsUp) {
 }
 
 TEST_P(ServerLife, DestroyedWithRequestsWaitingAnswersThemAll) {
-    std::vector<std::pair<Method, std::shared_ptr<Call>>> calls;
-    for (std::size_t i = 0; i < IN_FLIGHT; ++i) {
-        Method const method = METHODS[i % std::size(METHODS)];
-        calls.emplace_back(method, call(sut, method));
-    }
-    awaitRequest(IN_FLIGHT);
+    auto const calls = fillWithAll();
     unregisterJava();
     for (auto const& [method, one] : calls) expectReply(one, failure(method));
 }

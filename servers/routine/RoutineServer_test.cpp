@@ -242,21 +242,15 @@ TEST_P(Server, AnsweredRequestMakesRoomForTheNext) {
 }
 
 TEST_P(Server, RequestsThatTimedOutMakeRoomForTheNext) {
-    for (Method const method : METHODS) {
-        // Given as many as there is room for, in servers that are new, and so have nothing else to collect
-        unregisterJava();
-        registerJava();
-        waitMilliseconds = 1;
-        linesOf("");
-        for (auto const& one : fill(method)) expectReply(one, failure(method));
-        EXPECT_THAT(linesOf(sut.name + "::"), Contains(Field(&Line::text, HasSubstr(") timed out!"))));
-        // When they are not pending any more, then the next is sent
-        EXPECT_TRUE(eventually([&] {
-            auto const sent = requests().size();
-            call(sut, method)->await();
-            return requests().size() > sent;
-        }));
-    }
+    // Given as many as there is room for
+    waitMilliseconds = 1;
+    for (auto const& [method, one] : fillWithAll()) expectReply(one, failure(method));
+    EXPECT_THAT(linesOf(sut.name + "::"), Contains(Field(&Line::text, HasSubstr(") timed out!"))));
+    // When they are not pending any more, then the next is sent
+    EXPECT_TRUE(eventually([&] {
+        call(sut, START)->await();
+        return requests().size() > IN_FLIGHT;
+    }));
 }
 
 TEST_P(Server, ResponseAfterTheTimeOutDoesNoHarm) {

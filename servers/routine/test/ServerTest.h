@@ -1,5 +1,6 @@
 #pragma once
 
+#include <iterator>
 #include <memory>
 #include <string>
 #include <utility>
@@ -38,11 +39,20 @@ protected:
     }
 
     /// As many as can be in flight, all at Java.
-    std::vector<std::shared_ptr<Call>> fill(Method method = REQUEST_RESULTS) {
-        std::size_t const before = requests().size();
+    std::vector<std::shared_ptr<Call>> fill() {
         std::vector<std::shared_ptr<Call>> calls;
-        for (std::size_t i = 0; i < IN_FLIGHT; ++i) calls.push_back(call(sut, method));
-        awaitRequest(before + IN_FLIGHT);
+        for (std::size_t i = 0; i < IN_FLIGHT; ++i) calls.push_back(call(sut, REQUEST_RESULTS));
+        awaitRequest(IN_FLIGHT);
+        return calls;
+    }
+    /// The same with the methods in turn.
+    std::vector<std::pair<Method, std::shared_ptr<Call>>> fillWithAll() {
+        std::vector<std::pair<Method, std::shared_ptr<Call>>> calls;
+        for (std::size_t i = 0; i < IN_FLIGHT; ++i) {
+            Method const method = METHODS[i % std::size(METHODS)];
+            calls.emplace_back(method, call(sut, method));
+        }
+        awaitRequest(IN_FLIGHT);
         return calls;
     }
 };
