@@ -10,8 +10,9 @@ namespace {
 
 using std::chrono::milliseconds;
 
-/// Cyclic offers go to those who were heard; each so many of them to everybody.
-constexpr unsigned CYCLES_TO_EVERYBODY = 5;
+/// Cyclic offers go to those who were heard; one in so many to everybody, so that whoever heard nothing of
+/// the first ones, and said nothing itself, is told within two cycles once the network lets it through.
+constexpr unsigned CYCLES_TO_EVERYBODY = 2;
 
 template <class Number>
 bool means(Number asked, Number any, Number value) {
@@ -42,6 +43,7 @@ void Sd_directory::start(Directory_listener& clients, Eventgroups& publisher) {
 }
 
 void Sd_directory::end() {
+    m_ended = true;
     m_timer.reset();
     m_answerTimer.reset();
     for (Row& row : m_rows) {
@@ -401,6 +403,7 @@ void Sd_directory::tickWishes(Row& row, milliseconds now) {
 }
 
 void Sd_directory::settle() {
+    if (m_ended) return;
     m_channel.flush();
     auto const next = due();
     if (next == m_timerDue) return;

@@ -123,6 +123,7 @@ private:
     Sd_subscribers m_subscribers;
     std::uint64_t m_ignored = 0;  // entries
     std::minstd_rand m_random;
+    bool m_ended = false;
     Clock::Timer m_timer;
     std::optional<std::chrono::milliseconds> m_timerDue;
     std::set<std::pair<Address, Service_deployment const*>> m_lateAnswers;  // to finds by multicast

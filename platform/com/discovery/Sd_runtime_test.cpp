@@ -10,6 +10,8 @@
 #include <thread>
 
 #include <ac/com/Exceptions.h>
+#include <ac/com/runtime/Component_singleton.h>
+#include <eb/com/runtime/Runtime_report.h>
 
 #include "platform/com/deployment/Manifest.h"
 #include "platform/com/runtime/Process_runtime.h"
@@ -133,6 +135,24 @@ TEST_F(Sd_runtime_test, ProcessesAtTwoAddressesMeetAsPeers) {
     auto const service = offer(server);
     callWhenFound(client);
     EXPECT_EQ(client->report().sd_address, other + ":30490");
+}
+
+TEST_F(Sd_runtime_test, ReportAndWatchAreThoseOfTheProcess) {
+    EXPECT_THROW(report(), ac::com::Infrastructure_exception);
+    EXPECT_THROW(watch([](auto const&) {}), ac::com::Infrastructure_exception);
+    makeRuntimesBy([this] { return runtime(); });
+    auto owner = std::make_unique<ac::com::runtime::Component_singleton>(false, "");
+    makeRuntimesBy({});
+    EXPECT_EQ(report().manifest, "test.json");
+    Mailbox<Runtime_notice::Kind> noticed;
+    auto watching = watch([&](Runtime_notice const& notice) { noticed.put(notice.kind); });
+    auto const service = offer(currentRuntime());
+    EXPECT_EQ(noticed.take(), Runtime_notice::Kind::offered);
+    currentRuntime()->withdraw(service);
+    EXPECT_EQ(noticed.take(), Runtime_notice::Kind::lost);
+    watching.reset();
+    owner.reset();
+    EXPECT_THROW(report(), ac::com::Infrastructure_exception);
 }
 
 TEST_F(Sd_runtime_test, StaticModeReportsTheManifestsWord) {
