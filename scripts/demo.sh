@@ -1,65 +1,223 @@
 #!/usr/bin/env bash
-# A vehicle on the desk: a JVM with the sample VAL service that loads libdiag_ara.so, and a diagnostic
-# tester in a process of its own that reads all fourteen data identifiers over SOME/IP on loopback.
+# A vehicle on the desk: a JVM with the sample VAL service that loads libdiag_ara.so, and around it, in processes of
+# their own that speak SOME/IP on loopback, a diagnostic tester and an event manager.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/desk.sh
 
-if [[ ${1:-} == --help || ${1:-} == -h ]]; then
-    cat <<'USAGE'
-usage: scripts/demo.sh
+late_vehicle=
+build=
+while [[ $# -gt 0 ]]; do
+    case $1 in
+        --late-vehicle) late_vehicle=yes ;;
+        --build)
+            [[ -x ${2:-}/bin/tester ]] || {
+                echo "demo: --build needs the folder of a finished build, such as build/dev" >&2
+                exit 2
+            }
+            build=$2
+            shift
+            ;;
+        --help | -h)
+            cat <<'USAGE'
+usage: scripts/demo.sh [--late-vehicle] [--build FOLDER]
 
-Installs what is missing, builds, starts the Java service and the tester, prints a row per data
-identifier, and cleans up after itself. Exit code 0 when all fourteen were read.
+Installs what is missing, builds, starts the Java service and everything around it, and shows
+
+  1. the fourteen data identifiers: each is read
+  2. the four routines: each is started, asked for its results, stopped and cancelled
+  3. the three trouble codes: each is set, cleared, and repeated on demand
+
+and cleans up after itself. Exit code 0 when all of it was seen; the last line of the output counts it.
+
+  --late-vehicle    start the tester's read and the watch of the trouble codes first, the Java service behind them
+  --build FOLDER    take the programs of this build, such as build/dev; install and build nothing
+  --help            print this
+
 Logs of a run that failed stay in build/demo/.
 USAGE
-    exit 0
-fi
-[[ $# -eq 0 ]] || { echo "demo: unknown argument '$1'; see scripts/demo.sh --help" >&2; exit 2; }
+            exit 0
+            ;;
+        *)
+            echo "demo: unknown argument '$1'; see scripts/demo.sh --help" >&2
+            exit 2
+            ;;
+    esac
+    shift
+done
 
-vm=
+patience=60 # seconds that anything is waited for
 logs=build/demo/$$
+children=()
+
+stop() { # PID...: asks them to end, and ends those that don't
+    local pid
+    for pid in "$@"; do kill "$pid" 2>/dev/null || true; done
+    for pid in "$@"; do
+        for _ in {1..50}; do
+            kill -0 "$pid" 2>/dev/null || break
+            sleep 0.1
+        done
+        kill -9 "$pid" 2>/dev/null || true
+        wait "$pid" 2>/dev/null || true
+    done
+}
+
 cleanup() {
     local status=$?
     trap - EXIT INT TERM
-    if [[ -n $vm ]] && kill -0 "$vm" 2>/dev/null; then
-        kill "$vm" 2>/dev/null || true
-        for _ in {1..50}; do kill -0 "$vm" 2>/dev/null || break; sleep 0.1; done
-        kill -9 "$vm" 2>/dev/null || true
-        wait "$vm" 2>/dev/null || true
-    fi
-    [[ $status -ne 0 ]] || rm -rf "$logs"
+    stop ${children[@]+"${children[@]}"}
+    if [[ $status -eq 0 ]]; then rm -rf "$logs"; fi
 }
 trap cleanup EXIT
-trap 'cleanup; exit 130' INT
-trap 'cleanup; exit 143' TERM
+trap 'exit 130' INT
+trap 'exit 143' TERM
 
-scripts/setup.sh
-echo "demo: building (the first time takes a few minutes)" >&2
-desk_build release diag_ara tester diag_ara_val_jar
+give_up() { # TEXT [LOG]...: ends the demo
+    local text=$1 log
+    shift
+    for log in "$@"; do tail -n 20 "$log" >&2; done
+    echo "demo: $text; all logs are in $logs" >&2
+    exit 1
+}
 
-build=build/release
+count() { # PATTERN FILE: the lines of it that match
+    grep -c -E "$1" "$2" 2>/dev/null || true
+}
+
+await() { # NUMBER PATTERN FILE: until so many lines match; false if that doesn't happen
+    local end=$((SECONDS + patience))
+    until [[ $(count "$2" "$3") -ge $1 ]]; do
+        [[ $SECONDS -lt $end ]] || return 1
+        sleep 0.05
+    done
+}
+
+heading() {
+    printf '\n== %s\n' "$*"
+}
+
+run_tester() { # ARGUMENT...: shows the command and what it says; keeps that in last.txt
+    echo "\$ tester $*"
+    "$build/bin/tester" "$@" | tee "$logs/last.txt" || true
+}
+
+rows_ok() { # the identifiers of the rows of last.txt that ended well
+    sed -n 's/^\(0x[0-9A-F]\{4\}\) .* ok *$/\1/p' "$logs/last.txt"
+}
+
+type_to_java() { # COMMAND: a line for the Java service
+    echo "java> $1"
+    echo "$1" >&"$java_input"
+}
+
+start_vehicle() {
+    ARA_LOG_TARGET=file:$logs/vehicle.log \
+        java -Djava.library.path="$build/lib" -cp "$build/java/diag-ara-val.jar" \
+        zvif.vehicle.services.val.sample.SampleValService <"$logs/java.input" >"$logs/java.log" 2>&1 &
+    vm=$!
+    children+=("$vm")
+    local end=$((SECONDS + patience))
+    until grep -q '^VAL service is up' "$logs/java.log"; do
+        kill -0 "$vm" 2>/dev/null && [[ $SECONDS -lt $end ]] ||
+            give_up "the Java service did not come up" "$logs/java.log"
+        sleep 0.05
+    done
+}
+
+start_watch() {
+    "$build/bin/tester" dtc watch >"$logs/watch.txt" 2>"$logs/watch.err" &
+    children+=($!)
+}
+
+show_data_identifiers() {
+    heading "Data identifiers"
+    if [[ $late_vehicle ]]; then
+        echo "\$ tester --wait $patience read all        # nobody answers yet; then the Java service comes"
+        "$build/bin/tester" --wait "$patience" read all >"$logs/last.txt" &
+        local reader=$!
+        children+=("$reader")
+        sleep 1
+        kill -0 "$reader" 2>/dev/null || give_up "the tester did not wait for the vehicle" "$logs/last.txt"
+        start_vehicle
+        wait "$reader" || true
+        cat "$logs/last.txt"
+    else
+        run_tester read all
+    fi
+    identifiers=$(rows_ok | wc -l)
+}
+
+# Routine and the byte that it ends with, status and result, as the values that came with the service say. The last
+# takes a minute: it is stopped.
+declare -A ends_with=([0x0687]=31 [0x0688]=31 [0x0689]=32 [0x068A]=40)
+
+show_routines() {
+    local -A good
+    local routine
+    heading "Routines"
+    for routine in "${!ends_with[@]}"; do good[$routine]=0; done
+    run_tester routine start all
+    for routine in $(rows_ok); do ((++good[$routine])); done
+    for _ in {1..200}; do # the third takes 200 ms, the first 300
+        [[ $("$build/bin/tester" --raw routine results 0x0687 0x0689 2>/dev/null | tr '\n' ' ') != "31 32 " ]] || break
+        sleep 0.05
+    done
+    run_tester routine stop all
+    for routine in $(rows_ok); do ((++good[$routine])); done
+    run_tester routine results all
+    for routine in $(rows_ok); do
+        ! grep -q "^$routine .* ${ends_with[$routine]} .* ok *\$" "$logs/last.txt" || ((++good[$routine]))
+    done
+    run_tester routine cancel all
+    for routine in $(rows_ok); do ((++good[$routine])); done
+    routines=0
+    for routine in "${!good[@]}"; do
+        [[ ${good[$routine]} -ne 4 ]] || ((++routines))
+    done
+}
+
+show_trouble_codes() {
+    local code
+    heading "Trouble codes"
+    await 3 ' subscribed' "$logs/watch.txt" ||
+        give_up "the watch did not find the trouble codes" "$logs/watch.txt" "$logs/watch.err"
+    codes=0
+    for code in 8495840 8495841 8495842; do
+        type_to_java "dtc $code failed"
+        await 1 "$code .* failed" "$logs/watch.txt" || continue
+        type_to_java "dtc $code passed"
+        await 1 "$code .* passed" "$logs/watch.txt" || continue
+        echo "\$ tester dtc init $code"
+        "$build/bin/tester" dtc init "$code" >"$logs/last.txt" || continue
+        ! await 2 "$code .* passed" "$logs/watch.txt" || ((++codes))
+    done
+    echo "\$ tester dtc watch                      # ran beside it"
+    cat "$logs/watch.txt"
+}
+
+if [[ -z $build ]]; then
+    scripts/setup.sh
+    echo "demo: building (the first time takes a few minutes)" >&2
+    desk_build release diag_ara tester diag_ara_val_jar
+    build=build/release
+fi
 mkdir -p "$logs"
+mkfifo "$logs/java.input"
+exec {java_input}<>"$logs/java.input"
 export ARA_COM_ADDRESS ARA_LOG_TARGET=none
 ARA_COM_ADDRESS=$(desk_address)
 
-ARA_LOG_TARGET=file:$logs/vehicle.log \
-    java -Djava.library.path="$build/lib" -cp "$build/java/diag-ara-val.jar" \
-    zvif.vehicle.services.val.sample.SampleValService >"$logs/java.log" 2>&1 &
-vm=$!
-for _ in {1..300}; do
-    grep -q '^VAL service is up' "$logs/java.log" && break
-    kill -0 "$vm" 2>/dev/null || break
-    sleep 0.1
-done
-if ! grep -q '^VAL service is up' "$logs/java.log"; then
-    cat "$logs/java.log" >&2
-    echo "demo: the Java service did not come up; its log is $logs/vehicle.log" >&2
-    exit 1
+if [[ $late_vehicle ]]; then
+    start_watch
+else
+    start_vehicle
+    start_watch
 fi
-
-status=0
-"$build/bin/tester" read all | tee "$logs/table.txt" || status=$?
-read_count=$(grep -c '^0x[0-9A-F]\{4\} .* ok *$' "$logs/table.txt" || true)
-echo "demo: $read_count/14 data identifiers"
-[[ $status -eq 0 && $read_count -eq 14 ]]
+show_data_identifiers
+show_routines
+show_trouble_codes
+echo
+result="$identifiers/14 data identifiers, $routines/4 routines, $codes/3 trouble codes"
+echo "demo: $result"
+[[ $result == "14/14 data identifiers, 4/4 routines, 3/3 trouble codes" ]]
