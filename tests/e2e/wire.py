@@ -8,7 +8,7 @@ import struct
 from dataclasses import dataclass
 
 HEADER = struct.Struct(">HHIHHBBBB")
-REQUEST, RESPONSE, ERROR = 0x00, 0x80, 0x81
+REQUEST, NOTIFICATION, RESPONSE, ERROR = 0x00, 0x02, 0x80, 0x81
 CANCEL, READ = 1, 2
 EMPTY_MAP = bytes(4)
 
@@ -61,6 +61,10 @@ class Carrier:
     def call(self, message):
         self.send(message)
         return self.receive()
+
+    def local(self):
+        """This end's address and port."""
+        return self.socket.getsockname()
 
 
 class Tcp(Carrier):

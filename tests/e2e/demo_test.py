@@ -1,0 +1,74 @@
+#!/usr/bin/env python3
+"""scripts/demo.sh with the programs of this build: what it counts, and what it leaves behind."""
+import os
+import pathlib
+import signal
+import subprocess
+import time
+import unittest
+
+from vehicle import PATIENCE
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+DEMO = ROOT / "scripts/demo.sh"
+BUILD = pathlib.Path(os.environ["TESTER"]).parents[1]
+
+
+class Demo(unittest.TestCase):
+    def start(self, *options):
+        return subprocess.Popen([DEMO, "--build", BUILD, *options], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                stderr=subprocess.STDOUT, text=True, start_new_session=True)
+
+    def left_of(self, demo):
+        """Processes of the demo's session that are still there."""
+        left = []
+        for entry in pathlib.Path("/proc").iterdir():
+            try:
+                fields = (entry / "stat").read_text().rpartition(")")[2].split()
+            except OSError:
+                continue
+            if entry.name.isdigit() and int(fields[3]) == demo.pid and fields[0] != "Z":
+                left.append(entry.name)
+        return left
+
+    def logs_of(self, demo):
+        return ROOT / "build/demo" / str(demo.pid)
+
+    def end(self, demo):
+        output, _ = demo.communicate(timeout=5 * PATIENCE)
+        self.assertEqual(self.left_of(demo), [], output)
+        return output
+
+    def test_everything_is_seen_with_the_vehicle_there_first_and_last(self):
+        for options in ((), ("--late-vehicle",)):
+            with self.subTest(options=options):
+                demo = self.start(*options)
+                output = self.end(demo)
+                self.assertEqual(demo.returncode, 0, output)
+                self.assertEqual(output.splitlines()[-1],
+                                 "demo: 14/14 data identifiers, 4/4 routines, 3/3 trouble codes")
+                self.assertFalse(self.logs_of(demo).exists())
+
+    def test_an_interrupt_at_any_moment_leaves_nothing_behind(self):
+        for milliseconds in (0, 100, 400, 1000, 2000, 3000):
+            with self.subTest(milliseconds=milliseconds):
+                demo = self.start()
+                time.sleep(milliseconds / 1000)
+                os.killpg(demo.pid, signal.SIGINT)  # as a terminal does
+                output = self.end(demo)
+                self.assertIn(demo.returncode, (0, 130, -signal.SIGINT), output)
+                for log in self.logs_of(demo).glob("*"):
+                    log.unlink()
+                if self.logs_of(demo).exists():
+                    self.logs_of(demo).rmdir()
+
+    def test_wrong_arguments_are_told(self):
+        for arguments, told in ((["--late"], "unknown argument '--late'"), (["--build"], "--build needs the folder"),
+                                (["--build", "/nowhere"], "--build needs the folder")):
+            run = subprocess.run([DEMO, *arguments], capture_output=True, text=True, timeout=PATIENCE)
+            self.assertEqual(run.returncode, 2)
+            self.assertIn(told, run.stderr)
+
+
+if __name__ == "__main__":
+    unittest.main()
