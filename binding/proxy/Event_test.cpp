@@ -261,5 +261,26 @@ TEST_F(Event_test, SampleForNobodyIsToldAndDropped) {
     event.internal_unsubscribe(&stranger);
 }
 
+struct Idler : Stranger {
+    void on_event_sample() override {}
+};
+
+TEST_F(Event_test, NoMoreIsKeptThanTheLargestCacheHolds) {
+    ac::com::cpp_binding::proxy::Event<DiagnosticDataDistribution::dataValuesHash::Notify> event(0, HANDLE,
+                                                                                                 port);
+    Idler idler;
+    event.make_room(2);
+    event.join();
+    event.internal_subscribe(&idler, false);
+    for (std::uint32_t i = 1; i <= 100; ++i) {
+        port->send(hashBytes(i));
+    }
+    std::uint64_t position = 0;
+    EXPECT_EQ(event.take(position, 100).size(), 2U);
+    EXPECT_EQ(position, 100U);
+    event.internal_unsubscribe(&idler);
+    event.leave();
+}
+
 }  // namespace
 }  // namespace zvg::services::diagnosticdatadistribution
