@@ -2,6 +2,7 @@
 
 #include "registry/Diag_Ara_Components_Services.h"
 
+#include "client/Listener.h"
 #include "servers/did/Servers.h"
 #include "servers/dtc/Server.h"
 #include "servers/routine/Servers.h"
@@ -14,6 +15,7 @@ ServiceTable Diag_Ara_Components_Services::m_services{
     {Ids::SERVICE_DIAGNOSTIC_MONITOR_SERVER, diagnosticsmonitor::methods::Server::create},
     {Ids::SERVICE_AUTHENTIC_TIME_LAST_VALID_BACKEND_REQUEST_SERVER,
      authentictimelastvalidbackendrequest::methods::Server::create},
+    {Ids::SERVICE_DIAGNOSTIC_DATA_DIST_CLIENT, diagnosticdatadistribution::field::Listener::create},
     {Ids::SERVICE_FUNCTION_ON_DEMAND_PRODUCT_LIST_SERVER,
      functionondemandproductlist::methods::Server::create},
     {Ids::SERVICE_HISTORY_MEMORY_SYNCHRONISATION_SERVER,

@@ -7,6 +7,7 @@
 
 #include <set>
 
+#include "client/Listener.h"
 #include "registry/DiagAraService.h"
 #include "servers/did/Servers.h"
 #include "servers/dtc/Server.h"
@@ -16,7 +17,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::IsSupersetOf;
 using testing::NotNull;
 using zvg::val::diag_ara::services::Diag_Ara_Components;
 using zvg::val::diag_ara::services::Diag_Ara_Components_Services;
@@ -35,23 +35,20 @@ std::vector<std::string> routedFor(int msgId) {
     return identifiers;
 }
 
-TEST(TablesTest, HaveAServerForEachOfTheFourteenDataIdentifiers) {
+/// All components, in the order in which they are made and started.
+std::vector<std::string> const COMPONENTS{
+    "DM",       "FCATLVB",   "FCDDD",     "FCFODPL",   "FCHMS",        "FODVI",      "FSATLCP",
+    "FSATLFBR", "FSFODMES1", "FSFODMES2", "FSFODPTFA", "FSFODSIDSEVR", "FSFODSIDSI", "FSFODSIDSNA",
+    "FSIP",     "FSMDSC",    "FSPL",      "FSRP",      "FSSPIATN",     "FSTPFATN"};
+
+TEST(TablesTest, HaveTheTwentyComponentsInTheirOrder) {
+    ASSERT_EQ(COMPONENTS.size(), 20U);
     std::vector<std::string> identifiers;
     for (auto const& [identifier, factory] : Diag_Ara_Components_Services::getServices()) {
         identifiers.push_back(identifier);
         EXPECT_THAT(factory, NotNull());
     }
-    EXPECT_THAT(identifiers, IsSupersetOf(DATA_IDENTIFIERS));
-}
-
-TEST(TablesTest, HaveTheServerOfTheTroubleCodes) {
-    EXPECT_TRUE(Diag_Ara_Components_Services::getServices().contains("DM"));
-}
-
-TEST(TablesTest, HaveAServerForEachOfTheFourRoutines) {
-    for (char const* identifier : {"FSIP", "FSRP", "FSSPIATN", "FSTPFATN"}) {
-        EXPECT_TRUE(Diag_Ara_Components_Services::getServices().contains(identifier)) << identifier;
-    }
+    EXPECT_EQ(identifiers, COMPONENTS);
 }
 
 TEST(TablesTest, RouteTwentySevenRows) {
@@ -112,7 +109,7 @@ bool makes(char const* identifier) {
     return dynamic_cast<Server*>(component.get()) != nullptr;
 }
 
-TEST(TablesTest, MakeTheServerThatTheIdentifierStandsFor) {
+TEST(TablesTest, MakeTheComponentThatTheIdentifierStandsFor) {
     EXPECT_TRUE(makes<services::authentictimelastvalidbackendrequest::methods::Server>("FCATLVB"));
     EXPECT_TRUE(makes<services::functionondemandproductlist::methods::Server>("FCFODPL"));
     EXPECT_TRUE(makes<services::historymemorysynchronization::methods::Server>("FCHMS"));
@@ -128,10 +125,43 @@ TEST(TablesTest, MakeTheServerThatTheIdentifierStandsFor) {
     EXPECT_TRUE(makes<services::metadatashadowcopy::methods::Server>("FSMDSC"));
     EXPECT_TRUE(makes<services::parameterlist::methods::Server>("FSPL"));
     EXPECT_TRUE(makes<services::diagnosticsmonitor::methods::Server>("DM"));
+    EXPECT_TRUE(makes<services::diagnosticdatadistribution::field::Listener>("FCDDD"));
     EXPECT_TRUE(makes<services::initializeparameters::methods::Server>("FSIP"));
     EXPECT_TRUE(makes<services::rebuildparameters::methods::Server>("FSRP"));
     EXPECT_TRUE(makes<services::storeparametersinatn::methods::Server>("FSSPIATN"));
     EXPECT_TRUE(makes<services::transferparametersfromatn::methods::Server>("FSTPFATN"));
+}
+
+TEST(TablesTest, EveryComponentOfTheSecondLifeIsCalledOne) {
+    // Given the product's rows with components that write down what they are called
+    static std::vector<std::string> calls;
+    class Recording : public Runnable {
+    public:
+        explicit Recording(std::string identifier) : m_identifier(std::move(identifier)) {}
+        void init(std::string name) override { calls.push_back(m_identifier + ' ' + name); }
+        void start() override {}
+
+    private:
+        std::string m_identifier;
+    };
+    services::ServiceTable recording;
+    for (auto const& [identifier, factory] : Diag_Ara_Components_Services::getServices()) {
+        recording[identifier] = [key = identifier] { return std::make_unique<Recording>(key); };
+    }
+    Diag_Ara_Components registry(recording, Diag_Ara_Components_Services::getValMsgIds());
+    for (char const* name : {" 0", " 1"}) {
+        // When
+        calls.clear();
+        ASSERT_EQ(registry.init(), 0);
+        // Then
+        std::vector<std::string> expected;
+        for (std::string const& identifier : COMPONENTS) expected.push_back(identifier + name);
+        EXPECT_EQ(calls, expected);
+        EXPECT_EQ(registry.getReceivers(2350).size(), 14U);
+        EXPECT_EQ(registry.getReceivers(666).size(), 4U);
+        EXPECT_EQ(registry.getReceivers(2937).size(), 1U);
+        registry.destroy();
+    }
 }
 
 TEST(TablesTest, BecomeLiveReceivers) {
@@ -140,7 +170,7 @@ TEST(TablesTest, BecomeLiveReceivers) {
     for (int generation = 0; generation < 2; ++generation) {
         ASSERT_EQ(registry.init(), 0);
         EXPECT_EQ(registry.getReceivers(2350).size(), 14U);
-        EXPECT_THAT(registry.getReceivers(600), IsEmpty());
+        EXPECT_THAT(registry.getReceivers(601), IsEmpty());
         EXPECT_THAT(registry.getReceivers(-1), IsEmpty());
         unsigned char byte = 0;
         for (Runnable* receiver : registry.getReceivers(2350)) {
@@ -154,6 +184,10 @@ TEST(TablesTest, BecomeLiveReceivers) {
         }
         ASSERT_EQ(registry.getReceivers(2937).size(), 1U);
         EXPECT_EQ(registry.getReceivers(2937)[0]->handleMsg(2937, 1, &byte), 7) << "truncated";
+        for (int const msgId : {546, 547, 548, 549, 586, 588, 600, 647}) {
+            ASSERT_EQ(registry.getReceivers(msgId).size(), 1U) << msgId;
+            EXPECT_EQ(registry.get(msgId)->handleMsg(msgId, 1, &byte), msgId == 600 ? 0 : 7) << msgId;
+        }
         registry.destroy();
     }
 }
