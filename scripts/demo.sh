@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # A vehicle on the desk: a JVM with the sample VAL service that loads libdiag_ara.so, and around it, in processes of
-# their own that speak SOME/IP on loopback, a diagnostic tester and an event manager.
+# their own that speak SOME/IP on loopback, a diagnostic tester, an event manager and the data service.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/desk.sh
@@ -27,10 +27,12 @@ Installs what is missing, builds, starts the Java service and everything around 
   1. the fourteen data identifiers: each is read
   2. the four routines: each is started, asked for its results, stopped and cancelled
   3. the three trouble codes: each is set, cleared, and repeated on demand
+  4. the four adaptations: each is read by Java; one changes and Java is told; the data service goes and comes back
 
 and cleans up after itself. Exit code 0 when all of it was seen; the last line of the output counts it.
 
-  --late-vehicle    start the tester's read and the watch of the trouble codes first, the Java service behind them
+  --late-vehicle    start the tester's read, the watch of the trouble codes and the data service first, the Java
+                    service behind them
   --build FOLDER    take the programs of this build, such as build/dev; install and build nothing
   --help            print this
 
@@ -111,6 +113,15 @@ type_to_java() { # COMMAND: a line for the Java service
     echo "$1" >&"$java_input"
 }
 
+# The lines that the Java service has printed since the last time.
+java_shown=0
+show_java() {
+    local lines
+    lines=$(wc -l <"$logs/java.log")
+    sed -n "$((java_shown + 1)),${lines}p" "$logs/java.log" | sed 's/^/      /'
+    java_shown=$lines
+}
+
 start_vehicle() {
     ARA_LOG_TARGET=file:$logs/vehicle.log \
         java -Djava.library.path="$build/lib" -cp "$build/java/diag-ara-val.jar" \
@@ -128,6 +139,12 @@ start_vehicle() {
 start_watch() {
     "$build/bin/tester" dtc watch >"$logs/watch.txt" 2>"$logs/watch.err" &
     children+=($!)
+}
+
+start_data_service() {
+    "$build/bin/tester" data-service --values "$logs/adaptations.txt" >"$logs/data.txt" 2>&1 &
+    children+=($!)
+    await 1 'offer' "$logs/data.txt" || give_up "the data service did not start" "$logs/data.txt"
 }
 
 show_data_identifiers() {
@@ -196,6 +213,48 @@ show_trouble_codes() {
     cat "$logs/watch.txt"
 }
 
+# Adaptation and the value that it is shown with, as Java prints it.
+declare -A value_of=([149]="00 00 00 2A" [255]="64 65 2D 44 45" [312]="01" [316]="0A 0B 0C 0D 0E 0F")
+
+show_adaptations() {
+    local -A good
+    local id
+    heading "Adaptations"
+    await 1 'data service found' "$logs/java.log" || give_up "Java was not told of the data service" "$logs/data.txt"
+    java_shown=$(wc -l <"$logs/java.log")
+    grep 'data service found' "$logs/java.log" | sed 's/^/      /'
+    type_to_java "adaptation all"
+    for id in "${!value_of[@]}"; do
+        good[$id]=no
+        ! await 1 "adaptation $id: .* ${value_of[$id]} " "$logs/java.log" || good[$id]=read
+    done
+    show_java
+
+    run_tester data-service set 2640 00 00 00 2B
+    ! await 1 'adaptation 149: .* 00 00 00 2B ' "$logs/java.log" ||
+        [[ $(count 'adaptation 149 changed' "$logs/java.log") -eq 0 ]] || changed=yes
+    show_java
+
+    run_tester data-service play service gone
+    type_to_java "adaptation 149"
+    ! await 1 'adaptation 149: no value' "$logs/java.log" || gone=yes
+    show_java
+
+    run_tester data-service play service back
+    await 2 'data service found' "$logs/java.log" || give_up "Java was not told of the data service" "$logs/data.txt"
+    value_of[149]="00 00 00 2B"
+    type_to_java "adaptation-set all"
+    for id in "${!value_of[@]}"; do
+        ! await 1 "^ +$id: .* ${value_of[$id]}\$" "$logs/java.log" || [[ ${good[$id]} != read ]] || good[$id]=again
+    done
+    show_java
+
+    adaptations=0
+    for id in "${!good[@]}"; do
+        [[ ${good[$id]} != again || ! ${changed:-} || ! ${gone:-} ]] || ((++adaptations))
+    done
+}
+
 if [[ -z $build ]]; then
     scripts/setup.sh
     echo "demo: building (the first time takes a few minutes)" >&2
@@ -207,17 +266,26 @@ mkfifo "$logs/java.input"
 exec {java_input}<>"$logs/java.input"
 export ARA_COM_ADDRESS ARA_LOG_TARGET=none
 ARA_COM_ADDRESS=$(desk_address)
+cat >"$logs/adaptations.txt" <<'VALUES'
+2640 = 00 00 00 2A          # adaptation 149
+3167 = "de-DE"              # adaptation 255
+421  = 01                   # adaptation 312
+1484 = 0A 0B 0C 0D 0E 0F    # adaptation 316
+VALUES
 
 if [[ $late_vehicle ]]; then
     start_watch
+    start_data_service
 else
     start_vehicle
     start_watch
+    start_data_service
 fi
 show_data_identifiers
 show_routines
 show_trouble_codes
+show_adaptations
 echo
-result="$identifiers/14 data identifiers, $routines/4 routines, $codes/3 trouble codes"
+result="$identifiers/14 data identifiers, $routines/4 routines, $codes/3 trouble codes, $adaptations/4 adaptations"
 echo "demo: $result"
-[[ $result == "14/14 data identifiers, 4/4 routines, 3/3 trouble codes" ]]
+[[ $result == "14/14 data identifiers, 4/4 routines, 3/3 trouble codes, 4/4 adaptations" ]]

@@ -46,11 +46,11 @@ class Demo(unittest.TestCase):
                 output = self.end(demo)
                 self.assertEqual(demo.returncode, 0, output)
                 self.assertEqual(output.splitlines()[-1],
-                                 "demo: 14/14 data identifiers, 4/4 routines, 3/3 trouble codes")
+                                 "demo: 14/14 data identifiers, 4/4 routines, 3/3 trouble codes, 4/4 adaptations")
                 self.assertFalse(self.logs_of(demo).exists())
 
     def test_an_interrupt_at_any_moment_leaves_nothing_behind(self):
-        for milliseconds in (0, 100, 400, 1000, 2000, 3000):
+        for milliseconds in (0, 100, 400, 1000, 2000, 3000, 4000):
             with self.subTest(milliseconds=milliseconds):
                 demo = self.start()
                 time.sleep(milliseconds / 1000)

@@ -1,0 +1,133 @@
+#!/usr/bin/env python3
+"""The four adaptations: Java asks, the data service changes, goes and comes back."""
+import subprocess
+import unittest
+
+from vehicle import PATIENCE, TESTER, Vehicle, wait_until
+
+RECORDS = {149: 2640, 255: 3167, 312: 421, 316: 1484}
+VALUES = {149: "00 00 00 2A", 255: "64 65 2D 44 45", 312: "01", 316: "0A 0B 0C 0D 0E 0F"}
+FOUND = "data service found (service 1)"
+
+
+class DataService:
+    """`tester data-service` in the background, for a vehicle; ended with its `with`."""
+
+    def __init__(self, vehicle):
+        self.vehicle = vehicle
+        self.file = vehicle.path / "records.txt"
+        self.file.write_text("".join(f"{RECORDS[i]} = {value}\n" for i, value in VALUES.items()))
+        self.start()
+
+    def start(self):
+        self.output = open(self.vehicle.path / "data.log", "w", encoding="utf-8")
+        self.process = subprocess.Popen([TESTER, "data-service", "--values", self.file], cwd=self.vehicle.path,
+                                        env=dict(self.vehicle.environment, ARA_LOG_TARGET="none"), stdout=self.output,
+                                        stderr=subprocess.STDOUT)
+        wait_until(lambda: "offer" in self.log(), PATIENCE, lambda: f"the data service offers itself: {self.log()}")
+
+    def log(self):
+        return (self.vehicle.path / "data.log").read_text(encoding="utf-8")
+
+    def tell(self, *words):
+        run = self.vehicle.tester("data-service", *words)
+        assert run.returncode == 0, run.stdout + run.stderr
+
+    def kill(self):
+        self.process.kill()
+        self.process.wait()
+        self.output.close()
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.kill()
+
+
+def size(value):
+    count = len(value.split())
+    return f"{count} byte{'' if count == 1 else 's'} {value}"
+
+
+def is_found(vehicle, times=1):
+    wait_until(lambda: vehicle.log().count(FOUND) >= times, PATIENCE,
+               lambda: f"Java is told {times} times of the data service: {vehicle.log()}")
+
+
+class Values(unittest.TestCase):
+    def test_java_reads_each_alone_and_all_in_a_set(self):
+        with Vehicle({}) as vehicle, DataService(vehicle):
+            is_found(vehicle)
+            vehicle.command("adaptation all")
+            for adaptation, value in VALUES.items():
+                vehicle.says(f"adaptation {adaptation}: {size(value)} (transaction ")
+            vehicle.command("adaptation-set 149 105 255 312 316")
+            vehicle.says("adaptation set (transaction 5)\n" + "".join(
+                f"     {i}: {size(VALUES[i]) if i in VALUES else 'no value'}\n" for i in (149, 105, 255, 312, 316)))
+
+    def test_a_change_is_told_to_java_once_and_java_asks_for_the_value(self):
+        with Vehicle({}) as vehicle, DataService(vehicle) as service:
+            is_found(vehicle)
+            vehicle.command("adaptation-set all")  # it comes behind the first reading of all
+            vehicle.says("     316: " + size(VALUES[316]))
+            for number in range(1, 4):
+                service.tell("set", "2640", f"0000000{number}")
+                vehicle.says(f"adaptation 149: 4 bytes 00 00 00 0{number} (transaction ")
+            service.tell("set", "421", "02")
+            vehicle.says("adaptation 312: 1 byte 02 (transaction ")
+            self.assertEqual(vehicle.log().count("adaptation 149 changed (status 0x00)"), 3)
+            self.assertEqual(vehicle.log().count("adaptation 312 changed (status 0x00)"), 1)
+            self.assertEqual(vehicle.log().count(" changed "), 4)
+
+    def test_a_record_that_is_not_answered_has_no_length_in_a_set(self):
+        with Vehicle({}) as vehicle, DataService(vehicle) as service:
+            is_found(vehicle)
+            vehicle.command("adaptation 316")  # it comes behind the first reading of all
+            vehicle.says("adaptation 316: " + size(VALUES[316]))
+            service.tell("play", "3167", "silent", "times", "1")
+            vehicle.command("adaptation-set 149 255 312")
+            vehicle.says("adaptation set (transaction 2)\n"
+                         f"     149: {size(VALUES[149])}\n"
+                         "     255: no length: timed out\n"
+                         f"     312: {size(VALUES[312])}\n")
+
+
+class DataServiceComesAndGoes(unittest.TestCase):
+    def test_the_data_service_goes_and_comes_back(self):
+        with Vehicle({}) as vehicle, DataService(vehicle) as service:
+            for times in (1, 2, 3):
+                is_found(vehicle, times)
+                vehicle.command("adaptation 149")
+                vehicle.says(f"adaptation 149: 4 bytes 00 00 00 2A (transaction {2 * times - 1})")
+                service.tell("play", "service", "gone")
+                vehicle.command("adaptation 149")
+                vehicle.says(f"adaptation 149: no value (transaction {2 * times})")
+                service.tell("play", "service", "back")
+
+    def test_the_data_service_may_be_there_first_and_be_killed(self):
+        with Vehicle({}, starts=False) as vehicle, DataService(vehicle) as service:
+            vehicle.start()
+            is_found(vehicle)
+            service.kill()
+            service.start()
+            is_found(vehicle, 2)
+            vehicle.command("adaptation 255")
+            vehicle.says("adaptation 255: " + size(VALUES[255]))
+
+    def test_what_is_fixed_is_answered_without_a_data_service(self):
+        with Vehicle({}) as vehicle:
+            for command, answer in (
+                    ("dataset-version 190", 'dataset 190: version "----", flags false and false (transaction 1)'),
+                    ("dataset 320 7", "dataset 320, segment 0: no data, flag true (transaction 2)"),
+                    ("coding", "coding: status 2, 58 bytes of zeros"),
+                    ("monitor-path 3", "monitor path: component 7, path 80 80 80 80 (transaction 3)"),
+                    ("adaptation 149", "adaptation 149: no value (transaction 4)"),
+                    ("adaptation 105", "adaptation 105: no value (transaction 5)")):
+                vehicle.command(command)
+                vehicle.says(answer)
+            self.assertEqual(vehicle.stop()[0], 143)
+
+
+if __name__ == "__main__":
+    unittest.main()
