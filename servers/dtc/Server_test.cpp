@@ -4,7 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <ac/com/Exceptions.h>
+#include <algorithm>
 
 #include "registry/Diag_Ara_Components_Services.h"
 #include "servers/dtc/test/Messages.h"
@@ -305,6 +305,10 @@ TEST_F(ServerLife, IsToldFromCreationToEnd) {
         ElementsAre("start: Starting DTC Server....", "start: OfferService() for DTC 8495840",
                     "start: OfferService() for DTC 8495841", "start: OfferService() for DTC 8495842"));
     server.reset();
+    auto const incidents = log.raw().messages("BIND");
+    auto const withdrawn = std::count_if(incidents.begin(), incidents.end(), [](auto const& entry) {
+        return entry.text.find("Stop_offer_service") != std::string::npos;
+    });
     EXPECT_THAT(
         texts(),
         ElementsAre("~Server: DTC Server:: ~Server()",
@@ -314,6 +318,7 @@ TEST_F(ServerLife, IsToldFromCreationToEnd) {
                     "~Server: DTC Server::~Server(): Diagnostics Monitor instance cleared for DTC 8495841",
                     "~Server: DTC Server::~Server(): StopOfferService() for DTC 8495842",
                     "~Server: DTC Server::~Server(): Diagnostics Monitor instance cleared for DTC 8495842"));
+    EXPECT_EQ(withdrawn, 3) << "each while its monitor still stood";
 }
 
 TEST_F(ServerLife, WithoutInitOffersNothingAndKnowsNoCode) {
