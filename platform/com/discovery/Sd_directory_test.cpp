@@ -1,6 +1,8 @@
 // Directories that discover each other over a network and a clock that the test commands.
 #include "platform/com/discovery/Sd_directory_test.h"
 
+#include <atomic>
+
 #include <ac/com/Exceptions.h>
 
 namespace eb::com::runtime {
@@ -129,6 +131,25 @@ TEST_F(Sd_directory_test, SearchesAreToldOfEachChange) {
     client.notices();  // all that was posted before has been told
     std::lock_guard lock(mutex);
     EXPECT_EQ(sizes, (std::vector<std::size_t>{0, 1, 2, 1}));
+}
+
+TEST_F(Sd_directory_test, SecondOfferOfAFoundInstanceIsNoNewsForSearches) {
+    Process server(m_clock, m_network);
+    Process both(m_clock, m_network);
+    server.offer(0);
+    meet();
+    std::atomic<int> told{0};
+    auto const search = both.directory().subscribe({"test::A"}, {"1"}, [&](auto const& handles) {
+        EXPECT_EQ(handles.size(), 1U);
+        ++told;
+    });
+    both.offer(0);
+    meet();
+    both.withdraw(0);
+    pass(seconds(2));
+    both.notices();  // all that was posted before has been told
+    EXPECT_EQ(told, 1);
+    EXPECT_EQ(both.where(0), "tcp 127.0.0.1:30509");
 }
 
 TEST_F(Sd_directory_test, OwnOfferIsFoundAtOnce) {
