@@ -3,17 +3,14 @@
 #include <stdexcept>
 #include <utility>
 
-#include <ac/com/runtime/Component_singleton.h>
-
 #include "binding/skeleton/Method_processors.h"
+#include "binding/task/Shared_pool.h"
 
 namespace tester {
 
 namespace {
 
 namespace skeleton = ac::com::cpp_binding::skeleton;
-
-constexpr unsigned POOL_CLASS = 1;
 
 eb::com::runtime::Serialized_payload payload(std::string const& text) {
     return eb::com::runtime::Serialized_payload(
@@ -25,9 +22,8 @@ eb::com::runtime::Serialized_payload payload(std::string const& text) {
 Control::Control(Command command)
     : m_port({CONTROL_INTERFACE}, {"1"}, {CONTROL_VERSION}),
       m_dispatcher(m_port,
-                   skeleton::detail::make_method_processor(
-                       skeleton::detail::Processing_mode::sequential,
-                       ac::com::runtime::Component_singleton::get_thread_pool_factory().get(POOL_CLASS))) {
+                   skeleton::detail::make_method_processor(skeleton::detail::Processing_mode::sequential,
+                                                           ac::com::cpp_binding::shared_pool())) {
     m_dispatcher.add_method(
         CONTROL_COMMAND,
         [command = std::move(command)](skeleton::Method_call_id, skeleton::Reply_function const& reply,

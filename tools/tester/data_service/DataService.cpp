@@ -3,12 +3,11 @@
 #include <stdexcept>
 #include <utility>
 
-#include <ac/com/runtime/Component_singleton.h>
-
 #include "binding/generated/DiagnosticDataDistribution.h"
 #include "binding/payload/Deserializer.h"
 #include "binding/payload/Serializer.h"
 #include "binding/skeleton/Method_processors.h"
+#include "binding/task/Shared_pool.h"
 #include "tools/tester/Text.h"
 
 namespace tester {
@@ -23,7 +22,6 @@ using Field = DiagnosticDataDistribution::dataValuesHash;
 using std::chrono::steady_clock;
 
 constexpr char INSTANCE_NAME[] = "1";
-constexpr unsigned POOL_CLASS = 1;
 
 /// Result code of this service for a record that it doesn't have.
 constexpr std::uint32_t UNKNOWN_RECORD = 1;
@@ -64,9 +62,8 @@ DataService::DataService(DataValues values, std::function<void(DataServiceEvent 
       m_port({std::string(DiagnosticDataDistribution::NAME)}, {INSTANCE_NAME},
              {DiagnosticDataDistribution::DESCRIPTION}),
       m_dispatcher(m_port,
-                   skeleton::detail::make_method_processor(
-                       skeleton::detail::Processing_mode::parallel,
-                       ac::com::runtime::Component_singleton::get_thread_pool_factory().get(POOL_CLASS))) {
+                   skeleton::detail::make_method_processor(skeleton::detail::Processing_mode::parallel,
+                                                           ac::com::cpp_binding::shared_pool())) {
     addMethods();
 }
 
