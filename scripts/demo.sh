@@ -142,7 +142,7 @@ start_watch() {
 }
 
 start_data_service() {
-    "$build/bin/tester" data-service --values "$logs/adaptations.txt" >"$logs/data.txt" 2>&1 &
+    "$build/bin/tester" data-service --values tools/tester/data_service/values.txt >"$logs/data.txt" 2>&1 &
     children+=($!)
     await 1 'offer' "$logs/data.txt" || give_up "the data service did not start" "$logs/data.txt"
 }
@@ -266,12 +266,6 @@ mkfifo "$logs/java.input"
 exec {java_input}<>"$logs/java.input"
 export ARA_COM_ADDRESS ARA_LOG_TARGET=none
 ARA_COM_ADDRESS=$(desk_address)
-cat >"$logs/adaptations.txt" <<'VALUES'
-2640 = 00 00 00 2A          # adaptation 149
-3167 = "de-DE"              # adaptation 255
-421  = 01                   # adaptation 312
-1484 = 0A 0B 0C 0D 0E 0F    # adaptation 316
-VALUES
 
 if [[ $late_vehicle ]]; then
     start_watch
