@@ -22,6 +22,7 @@ struct Fake_clock::State : std::enable_shared_from_this<State> {
     std::condition_variable settled;
     std::chrono::milliseconds now{0};        // guarded by mutex
     std::map<Key, Task> tasks;               // guarded by mutex
+    bool ended = false;                      // guarded by mutex
     std::vector<std::weak_ptr<Loop>> loops;  // guarded by mutex
     std::uint64_t number = 0;                // guarded by mutex: of the task made last
     std::uint64_t posted = 0;                // guarded by mutex: ever
@@ -60,12 +61,20 @@ struct Fake_clock::State : std::enable_shared_from_this<State> {
             std::lock_guard lock(mutex);
             key = {now + delay, ++number};
             if (delay.count() > 0) {
-                tasks.emplace(key, Task{loop, std::move(run)});
+                if (!ended) tasks.emplace(key, Task{loop, std::move(run)});
                 return key;
             }
         }
         post({loop, std::move(run)});
         return key;
+    }
+
+    /// Tasks own what owns this state, so they have to go for it to go.
+    void end() {
+        std::map<Key, Task> dropped;  // outside of the lock
+        std::lock_guard lock(mutex);
+        ended = true;
+        dropped.swap(tasks);
     }
 
     /// The tasks of the next instant up to `end`, to which the time moves on; at `end` nothing is left.
@@ -153,7 +162,11 @@ private:
 
 }  // namespace
 
-Fake_clock::Fake_clock() : m_state(std::make_shared<State>()) {}
+Fake_clock::Fake_clock() : m_state(std::make_shared<State>()), m_original(true) {}
+
+Fake_clock::~Fake_clock() {
+    if (m_original) m_state->end();
+}
 
 std::unique_ptr<Clock> Fake_clock::of(std::shared_ptr<Loop> const& loop) {
     std::lock_guard lock(m_state->mutex);

@@ -11,11 +11,16 @@ namespace eb::com::runtime::testing {
 /// The time of all runtimes of a test. It stands still until the test moves it on, so that hours pass in
 /// milliseconds and nothing ever depends on the speed of the machine.
 ///
-/// Owned by the test. Clocks and tasks share its state, so that a runtime may outlive it. Any thread, but
-/// `advance` and `settle` on one thread alone, which is no io thread.
+/// Owned by the test; its destructor drops the tasks that wait. Clocks, and copies of it, share its state, so
+/// that a runtime may outlive it, whose time then stands still. Any thread, but `advance` and `settle` on one
+/// thread alone, which is no io thread.
 class Fake_clock {
 public:
     Fake_clock();
+    /// Tells the same time; drops nothing.
+    Fake_clock(Fake_clock const& other) : m_state(other.m_state) {}
+    Fake_clock& operator=(Fake_clock const&) = delete;
+    ~Fake_clock();
 
     /// The clock of one runtime. Its tasks run on that loop.
     std::unique_ptr<Clock> of(std::shared_ptr<Loop> const& loop);
@@ -37,7 +42,8 @@ public:
     struct State;
 
 private:
-    std::shared_ptr<State> m_state;
+    std::shared_ptr<State> const m_state;
+    bool const m_original = false;
 };
 
 }  // namespace eb::com::runtime::testing
