@@ -4,6 +4,8 @@
 #include <exception>
 #include <future>
 #include <iterator>
+#include <stdexcept>
+#include <utility>
 
 #include "client/AnswerWait.h"
 #include "client/Diag_Adaptation_Mapping.h"
@@ -18,7 +20,7 @@ std::string Listener::textOfIds(tDiagMgrAdaptationID adaptationId) {
            ", RecordID= " + convert_intToHexStr(Diag_Adaptation_Mapping::getRecordId(adaptationId));
 }
 
-bool Listener::getFutureandResultavailablecheck(unsigned int recordId, eb::com::Future<Values>& future,
+bool Listener::getFutureandResultavailablecheck(unsigned int recordId, eb::com::Future<Answer>& future,
                                                 bool otherwise) {
     service::datatypes::DT_ListOfIds const ids{recordId};
     std::shared_ptr<Proxy> bound;  // before the lock: should this be its last share, it ends outside
@@ -29,10 +31,23 @@ bool Listener::getFutureandResultavailablecheck(unsigned int recordId, eb::com::
         out(level::INFO, TRACE_HERE, "Service not available!");
         return otherwise;
     }
-    future = bound->getDiagnosticDataValues(ADAPTATIONS, ids);
+    future = bound->getDiagnosticDataValues(ADAPTATIONS, ids).then([](eb::com::Future<Values> result) {
+        Answer answer;
+        try {
+            answer.values = result.get();
+        } catch (std::exception const& error) {
+            answer.failure = error.what();
+        }
+        return answer;
+    });
     if (future.wait_for(answerWait()) == std::future_status::ready) return true;
     out(level::ERROR, TRACE_HERE, "m_proxy->getDiagnosticDataValues() timed out!");
     return otherwise;
+}
+
+Listener::Values Listener::valuesOf(Answer answer) {
+    if (answer.failure) throw std::runtime_error(*answer.failure);
+    return std::move(answer.values);
 }
 
 void Listener::tellIds(tDiagMgrAdaptationID adaptationId) const {
@@ -56,10 +71,10 @@ Listener::Reading Listener::readRecord(tDiagMgrAdaptationID adaptationId, Values
         tellUnmapped(adaptationId);
         return Reading::refused;
     }
-    eb::com::Future<Values> future;
+    eb::com::Future<Answer> future;
     if (!getFutureandResultavailablecheck(recordId, future, false)) return Reading::unanswered;
     out(level::INFO, TRACE_HERE, "m_proxy->getDiagnosticDataValues() ready.");
-    values = future.get();
+    values = valuesOf(future.get());
     if (values.resultCode != service::datatypes::DT_ResultCodeType::success) {
         out(level::ERROR, TRACE_HERE, "DSA returns error: ", static_cast<std::uint32_t>(values.resultCode),
             " against RecordID: ", convert_intToHexStr(recordId).c_str());
@@ -154,10 +169,10 @@ eValStatus Listener::readValue(tDiagmgrGetAdaptationRespds& response) {
         tellUnmapped(response.adaptationId);
         return eValRefused;
     }
-    eb::com::Future<Values> future;
+    eb::com::Future<Answer> future;
     if (!getFutureandResultavailablecheck(recordId, future, false)) return eValOk;
     out(level::INFO, TRACE_HERE, "Received data from DDDS server.");
-    Values const values = future.get();
+    Values const values = valuesOf(future.get());
     if (values.resultCode != service::datatypes::DT_ResultCodeType::success) {
         out(level::DETAIL, TRACE_HERE, "DSA returns error: ", static_cast<std::uint32_t>(values.resultCode));
         return eValOk;

@@ -3,10 +3,12 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "binding/future/Future.h"
 #include "binding/generated/DiagnosticDataDistribution.h"
 #include "client/AdaptionHashStore.h"
 #include "client/BaseListener.h"
@@ -89,11 +91,20 @@ private:
     eValStatus handleDataValuesHash(Hash const& value);
     void getInitialAdaptionValues();
 
-    /// The one place that asks the service: starts the read of a record, and waits. True if `future` has a
-    /// result, which may be an exception. `otherwise` if the service isn't there, doesn't answer in time, or
-    /// the component is to end.
-    bool getFutureandResultavailablecheck(unsigned int recordId, eb::com::Future<Values>& future,
+    /// What came of a call: values, or the text of the exception that it ended with. Texts cross threads,
+    /// exceptions do not.
+    struct Answer {
+        Values values;
+        std::optional<std::string> failure;
+    };
+
+    /// The one place that asks the service: starts the read of a record, and waits. True if `future` has its
+    /// answer. `otherwise` if the service isn't there, doesn't answer in time, or the component is to end.
+    bool getFutureandResultavailablecheck(unsigned int recordId, eb::com::Future<Answer>& future,
                                           bool otherwise);
+
+    /// The values of an answer. Throws std::runtime_error with the text of a failure.
+    static Values valuesOf(Answer answer);
 
     /// How the read of an adaptation ended.
     enum class Reading {
