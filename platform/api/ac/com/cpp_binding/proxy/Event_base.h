@@ -35,8 +35,9 @@ public:
     Event_base(Event_base const&) = delete;
     Event_base& operator=(Event_base const&) = delete;
 
-    /// Adds a subscriber; it is told of samples and state changes from then on, and at once of the present
-    /// state if `tell_state`. A subscriber that is there already isn't added again.
+    /// Adds a subscriber; it is told of samples and state changes from then on, and of the present state
+    /// before this returns, on the calling thread, if `tell_state`. A subscriber that is there already isn't
+    /// added again. What the port throws leaves no subscriber behind.
     void internal_subscribe(Event_subscriber* subscriber, bool tell_state);
 
     /// Removes a subscriber. No call of it runs or starts afterwards: it waits for one that is running,
