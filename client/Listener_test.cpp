@@ -210,7 +210,8 @@ TEST_F(ListenerTest, EndsWithReadsUnderWayAfterOneWaitAtMost) {
         deliver(GET_ADAPTATION_REQ, request(A149, 1));
     }
     unregisterJava();
-    EXPECT_EQ(count("m_proxy->getDiagnosticDataValues() timed out!") > 1, false)
+    service.withdraw();  // what it does uses what this test holds
+    EXPECT_LE(count("m_proxy->getDiagnosticDataValues() timed out!"), 1U)
         << "64 ids for each of five requests would have been as many waits";
     EXPECT_EQ(jvm.messages().size(), sent) << "nothing reaches Java any more";
 }

@@ -263,6 +263,7 @@ TEST_F(Reads, DropAReplyThatComesTooLateAndTakeTheNext) {
         DataService::answerWith(reply, {2});
     });
     EXPECT_EQ(readOne(A149), response(A149, 43, {2})) << "not the value of the read before";
+    service.withdraw();  // what it does uses what this test holds
     late = nullptr;
 }
 
@@ -279,6 +280,7 @@ TEST_F(Reads, SurviveRepliesThatComeJustAsTheWaitEnds) {
     for (int i = 0; i < 60; ++i) {
         EXPECT_THAT(readOne(A149), testing::AnyOf(response(A149, 43, {9}), response(A149, 43)));
     }
+    service.withdraw();
 }
 
 TEST_F(Reads, GoOneAtATime) {
@@ -300,6 +302,7 @@ TEST_F(Reads, GoOneAtATime) {
     }
     awaitMessages(GET_ADAPTATION_RESP, 10);
     awaitMessages(GET_ADAPTATIONSET_RESP, 10);
+    service.withdraw();
     EXPECT_EQ(most, 1);
 }
 
