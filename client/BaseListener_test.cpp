@@ -47,6 +47,7 @@ public:
 
     using BaseListener::proxy;
     using BaseListener::serviceAvailabilityCallback;
+    using BaseListener::stopFindService;
 };
 
 class BaseListenerTest : public ClientTest {
@@ -188,6 +189,7 @@ TEST_F(BaseListenerTest, StartResetsAvailabilityAndTellsTheSearch) {
     log.clear();
     sut.start();
     ASSERT_TRUE(awaitLine("Service lost")) << "nobody offers it";
+    sut.stopFindService();  // from here on the lists are this thread's again
     sut.serviceAvailabilityCallback(offers({"1"}));
     EXPECT_EQ(availabilityChanges(), 2U) << "the set was emptied: found again is news";
     auto const lines = log.lines();
