@@ -50,7 +50,6 @@ done
 
 patience=60 # seconds that anything is waited for
 logs=build/demo/$$
-children=()
 
 stop() { # PID...: asks them to end, and ends those that don't
     local pid
@@ -68,7 +67,8 @@ stop() { # PID...: asks them to end, and ends those that don't
 cleanup() {
     local status=$?
     trap - EXIT INT TERM
-    stop ${children[@]+"${children[@]}"}
+    # Of all that was started, as an interrupt may come right behind a start.
+    stop $(jobs -p)
     if [[ $status -eq 0 ]]; then rm -rf "$logs"; fi
 }
 trap cleanup EXIT
@@ -127,7 +127,6 @@ start_vehicle() {
         java -Djava.library.path="$build/lib" -cp "$build/java/diag-ara-val.jar" \
         zvif.vehicle.services.val.sample.SampleValService <"$logs/java.input" >"$logs/java.log" 2>&1 &
     vm=$!
-    children+=("$vm")
     local end=$((SECONDS + patience))
     until grep -q '^VAL service is up' "$logs/java.log"; do
         kill -0 "$vm" 2>/dev/null && [[ $SECONDS -lt $end ]] ||
@@ -138,12 +137,10 @@ start_vehicle() {
 
 start_watch() {
     "$build/bin/tester" dtc watch >"$logs/watch.txt" 2>"$logs/watch.err" &
-    children+=($!)
 }
 
 start_data_service() {
     "$build/bin/tester" data-service --values tools/tester/data_service/values.txt >"$logs/data.txt" 2>&1 &
-    children+=($!)
     await 1 'offer' "$logs/data.txt" || give_up "the data service did not start" "$logs/data.txt"
 }
 
@@ -153,7 +150,6 @@ show_data_identifiers() {
         echo "\$ tester --wait $patience read all        # nobody answers yet; then the Java service comes"
         "$build/bin/tester" --wait "$patience" read all >"$logs/last.txt" &
         local reader=$!
-        children+=("$reader")
         sleep 1
         kill -0 "$reader" 2>/dev/null || give_up "the tester did not wait for the vehicle" "$logs/last.txt"
         start_vehicle

@@ -33,7 +33,9 @@ class Monitor:
         self.tcp.socket.close()
 
     def subscribe(self):
-        self.test.assertGreater(self.finder.subscribe(self.offer, EVENTGROUP, self.tcp.local()), 0)
+        # Refused as long as the service hasn't seen the connection.
+        wait_until(lambda: self.finder.subscribe(self.offer, EVENTGROUP, self.tcp.local()) > 0, PATIENCE,
+                   "the subscription is accepted")
         return self
 
     def expect_state(self, state):

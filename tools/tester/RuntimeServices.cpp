@@ -6,6 +6,7 @@
 #include <ac/com/Exceptions.h>
 #include <ac/com/cpp_binding/proxy/Rport.h>
 #include <ac/com/runtime/Component_singleton.h>
+#include <eb/com/runtime/Runtime_report.h>
 #include <eb/com/runtime/Service_finder.h>
 
 #include "tools/tester/Services.h"
@@ -50,7 +51,9 @@ public:
         // The port knows at once whether the service is deployed at all, which a search can't tell.
         Reached reached = port(wanted);
         if (reached.port && !found(handleOf(wanted), limit, stop)) {
-            return {{}, "no instance " + wanted.instance + " of the service was found in time (--wait)"};
+            return {{},
+                    "no instance " + wanted.instance + " of the service was found in time (--wait)" +
+                        whereLooked()};
         }
         return reached;
     }
@@ -58,6 +61,11 @@ public:
 private:
     static Service_handle handleOf(Wanted const& wanted) {
         return {Service_id{wanted.service}, Instance_id{wanted.instance}};
+    }
+
+    static std::string whereLooked() {
+        std::string const address = eb::com::runtime::report().sd_address;
+        return address.empty() ? std::string() : " by discovery at " + address;
     }
 
     static bool found(Service_handle const& wanted, milliseconds limit, std::stop_token const& stop) {

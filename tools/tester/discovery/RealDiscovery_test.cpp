@@ -54,23 +54,28 @@ protected:
 };
 
 TEST_F(RealDiscoveryTest, WatchTellsOfAnOfferItsEventsAndItsEnd) {
-    // An offer, the acknowledged subscription, the field's value; a change; the loss.
     auto watching = std::async(std::launch::async, [this] {
-        return run({"watch", "--for", "20", "--json"});
+        return run({"watch", "--for", "60", "--json"});
     });
     auto service = startService();
     auto const deadline = std::chrono::steady_clock::now() + PATIENCE;
-    // The subscription is there once a report says so.
-    auto const subscribed = [] {
-        for (auto const& instance : eb::com::runtime::report().instances)
-            for (auto const& event : instance.events)
-                if (event.subscription == "subscribed") return true;
-        return false;
+    auto const awaitSubscription = [&](std::string const& state) {
+        auto const stands = [&] {
+            for (auto const& instance : eb::com::runtime::report().instances)
+                if (!instance.events.empty() && instance.service_id == 0x0DDD)
+                    return instance.events[0].subscription == state;
+            return false;
+        };
+        while (!stands() && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
     };
-    while (!subscribed() && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
+    awaitSubscription("subscribed");  // it watches before it subscribes
+    service->command("service gone");
+    awaitSubscription("");
+    service->command("service back");
+    awaitSubscription("subscribed");
     service->command("set 2640 02");
     service.reset();
-    while (subscribed() && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
+    awaitSubscription("");
     stop.request_stop();
     Result const result = watching.get();
 
@@ -82,7 +87,8 @@ TEST_F(RealDiscoveryTest, WatchTellsOfAnOfferItsEventsAndItsEnd) {
         if (json["service"].get<std::string>().ends_with("DiagnosticDataDistribution"))
             seen.push_back(json["event"]);
     }
-    EXPECT_THAT(seen, testing::IsSupersetOf({"offered", "event", "event", "lost"})) << result.out;
+    EXPECT_THAT(seen, testing::IsSupersetOf({"event", "lost", "offered", "event", "event", "lost"}))
+        << result.out;
 }
 
 TEST_F(RealDiscoveryTest, WatchEndsAfterItsCountOrItsTime) {
