@@ -10,7 +10,7 @@ namespace {
 /// counts.
 constexpr Patience ROUTINE{milliseconds(65'000), milliseconds(250), 1};
 
-constexpr char NAMES[] = "hexadecimal number (0x0687, 687), interface name, or 'all'";
+constexpr char ROUTINE_NAMES[] = "hexadecimal number (0x0687, 687), interface name, or 'all'";
 
 constexpr char FOOTER[] = R"(
 Start, stop and cancel succeed whatever Java makes of them, also when it doesn't answer within 60 s: only
@@ -24,7 +24,7 @@ Examples:
 
 constexpr MethodWords words(unsigned short method, Reply reply, char const* name, char const* fullName,
                             char const* description, char const* done) {
-    return {&routines, method, reply, ROUTINE, name, fullName, "ID", description, NAMES, done};
+    return {&routines, method, reply, ROUTINE, name, fullName, "ID", description, ROUTINE_NAMES, done};
 }
 
 constexpr MethodWords ALL[] = {

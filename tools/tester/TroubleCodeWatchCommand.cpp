@@ -61,7 +61,7 @@ private:
     std::shared_ptr<Sightings> m_sightings;
 };
 
-class WatchCommand final : public Command {
+class TroubleCodeWatchCommand final : public Command {
 public:
     CLI::App* declare(CLI::App& app) override {
         CLI::App* const subcommand = app.add_subcommand(
@@ -194,7 +194,7 @@ private:
 }  // namespace
 
 std::unique_ptr<Command> watchTroubleCodesCommand() {
-    return std::make_unique<WatchCommand>();
+    return std::make_unique<TroubleCodeWatchCommand>();
 }
 
 }  // namespace tester
