@@ -111,7 +111,8 @@ class Restart(unittest.TestCase):
               f"memory of the survivor {resident} kB after a tenth, {survivor.resident_kb()} kB at the end", flush=True)
         wait_until(lambda: survivor.held() == held, PATIENCE,
                    f"threads and descriptors {survivor.held()} return to {held}")
-        self.assertLess(survivor.resident_kb(), resident + 1024)
+        if "SANITIZED" not in os.environ:  # the address sanitizer keeps what was freed
+            self.assertLess(survivor.resident_kb(), resident + 1024)
 
     def test_a_service_that_is_killed_is_found_again_by_its_client(self):
         times = []

@@ -16,10 +16,10 @@ TEST_F(Sd_directory_test, OfferIsFoundByWhoStartedBefore) {
     Process client(m_clock, m_network);
     auto const wanted = client.directory().want(client.row(0));
     pass(seconds(2));
+    EXPECT_EQ(client.where(0), "nowhere");
     Process server(m_clock, m_network);
     server.offer(0);
     EXPECT_EQ(server.where(0), "tcp 127.0.0.1:30509") << "its own, at once";
-    EXPECT_EQ(client.where(0), "nowhere");
     meet();
     EXPECT_EQ(client.where(0), "tcp 127.0.0.1:30509");
     EXPECT_EQ(client.where(1), "nowhere");
