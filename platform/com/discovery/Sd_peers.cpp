@@ -32,9 +32,14 @@ Sd_peers::Heard Sd_peers::hear(Address const& peer, bool multicast, Sd_message c
     if (heard == Heard::outdated) return heard;
     state.heard = now;
     if (heard == Heard::rebooted) {
-        // Its other session ids begin anew as well, which is no second reboot.
+        // What came before this message since the reboot was taken for copies, and goes on to be known. The
+        // other session ids begin anew as well, which is no second reboot.
+        auto recent = sessions.recent;
+        for (auto& place : recent)
+            if (place.session >= message.session) place = {};
         state.unicast = {};
         state.multicast = {};
+        sessions.recent = recent;
         sessions.hear(message, hash);
         ++state.reboots;
     }

@@ -422,6 +422,17 @@ TEST_F(Sd_peers_test, CopyOfAMessageIsNoReboot) {
     EXPECT_EQ(hear(1, true, 12), Heard::rebooted) << "the same session id with another message";
 }
 
+TEST_F(Sd_peers_test, ShortLivesBehindOneAnotherAreAllHeard) {
+    // Each process that starts at this address begins with the same search, and goes on with its own
+    // messages.
+    for (std::size_t life = 0; life < 20; ++life) {
+        SCOPED_TRACE(life);
+        EXPECT_EQ(hear(1, true, 11), life == 0 ? Heard::first : Heard::known);
+        EXPECT_EQ(hear(2, true, 100 + life), life == 0 ? Heard::known : Heard::rebooted);
+        EXPECT_EQ(hear(3, true, 33), Heard::known);
+    }
+    EXPECT_EQ(sut.known().at(0).reboots, 19U);
+}
 TEST_F(Sd_peers_test, RebootIsNoticedOnce) {
     hear(50, true, 0, false);
     hear(70, true, 0, true);
