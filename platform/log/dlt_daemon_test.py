@@ -103,6 +103,14 @@ class DltDaemon(unittest.TestCase):
         return subprocess.run([os.environ["LOG_LINES"], *messages], env=self.environment(**settings),
                               capture_output=True, text=True, timeout=PATIENCE, check=True)
 
+    def write_and_stay(self, *messages):
+        """A writer that lives on when it has written, until it reads a line: libdlt gives little time at an exit."""
+        writer = subprocess.Popen([os.environ["LOG_LINES"], *messages], env=self.environment(), stdin=subprocess.PIPE,
+                                  stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        self.addCleanup(writer.communicate, "\n", PATIENCE)
+        self.assertEqual(writer.stdout.readline(), "paused\n")
+        return writer
+
     def await_lines(self, path, count):
         self.assertTrue(eventually(lambda: len(self.lines(path)) >= count), self.lines(path))
         return self.lines(path)
@@ -126,7 +134,7 @@ class DltDaemon(unittest.TestCase):
         self.daemon.start()
         path = self.receive()
         lengths = [PIECE - 1, PIECE, PIECE + 1, 2 * PIECE, 3000, 70000]
-        self.write(*(f"4:{length}xa" for length in lengths))
+        self.write_and_stay(*(f"4:{length}xa" for length in lengths), "pause")
         expected = []
         for length in lengths:
             expected += [PIECE] * (length // PIECE) + ([length % PIECE] if length % PIECE else [])
@@ -135,13 +143,12 @@ class DltDaemon(unittest.TestCase):
         self.assertEqual(set("".join(text for _, _, text in lines)), {"a"})
 
     def test_a_daemon_that_comes_late_gets_what_was_written_before(self):
-        writer = subprocess.Popen([os.environ["LOG_LINES"], "4:early", "pause", "4:late"], env=self.environment(),
-                                  stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
-        self.assertEqual(writer.stdout.readline(), "paused\n")
+        writer = self.write_and_stay("4:early", "pause", "4:late", "pause")
         self.daemon.start()
         path = self.receive()
         self.assertEqual([text for _, _, text in self.await_lines(path, 1)], ["early"])
-        writer.communicate("\n", timeout=PATIENCE)
+        writer.stdin.write("\n")
+        writer.stdin.flush()
         self.assertEqual([text for _, _, text in self.await_lines(path, 2)], ["early", "late"])
 
     def test_without_a_daemon_nothing_waits_and_nothing_is_printed(self):
