@@ -219,9 +219,12 @@ protected:
 TEST_F(ConnectorAtExit, ProcessEndsCleanlyWithoutUnregisterAndWithoutTouchingTheJvm) {
     EXPECT_EXIT(
         {
-            components.behave("A", {.start = [] { std::thread(sendUntilRefused).detach(); },
+            // A component joins its threads, so none of them outlives the bridge.
+            static auto& sender = *new std::thread;
+            components.behave("A", {.start = [] { sender = std::thread(sendUntilRefused); },
                                     .destroyed =
                                         [] {
+                                            sender.join();
                                             lastingJvm().end();
                                             if (send() != eValNotReady) std::_Exit(3);
                                             std::fputs("~A has run", stderr);
