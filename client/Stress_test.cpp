@@ -162,7 +162,6 @@ TEST_F(Stress, AllOfItSideBySideEndsInOrder) {
 
 // A service that never answers must not let the calls given up pile up beyond its own life.
 TEST_F(Stress, TimeOutsLeaveNothingBehindOnceTheServiceIsLost) {
-    if (SANITIZED) GTEST_SKIP() << "a sanitizer's heap tells nothing of growth";
     tDiagmgrGetAdaptationsetReqds set{};
     set.length = 64;
     std::fill(std::begin(set.adaptationIds), std::end(set.adaptationIds), tDiagMgrAdaptationID{A149});
@@ -189,13 +188,14 @@ TEST_F(Stress, TimeOutsLeaveNothingBehindOnceTheServiceIsLost) {
     };
     round(10);
     std::size_t const before = mallinfo2().uordblks;
-    std::size_t const open = round(157);
+    std::size_t const open = round(SANITIZED ? 20 : 157);
     // The calls end on threads of the runtime, each with a line in the log.
     auto const growth = [&] {
         log.clear();
         return static_cast<long>(mallinfo2().uordblks) - static_cast<long>(before);
     };
     auto const end = Clock::now() + PATIENCE;
+    if (SANITIZED) return;  // its heap tells nothing of growth; what was kept for good it tells by itself
     while (growth() >= 1024 * 1024 && Clock::now() < end) std::this_thread::yield();
     EXPECT_LT(growth(), 1024 * 1024);
     m_figures = "10048 time-outs: " + std::to_string((open - before) / 1024) +
