@@ -34,10 +34,36 @@ bool PackUnpackEnumtSampleCodeHasValue(std::uint32_t value) {
     return false;
 }
 
+bool PackUnpackEnumtSampleCauseHasValue(std::int32_t value) {
+    if (value >= -23 && value <= 0) return true;
+    rangeCheckErrorLog("tSampleCause", static_cast<std::uint32_t>(value));
+    return false;
+}
+
+bool PackUnpackEnumtSampleTideHasValue(std::int8_t value) {
+    switch (value) {
+        case -2: case -1: case 0: case 1: case 2: case 100:
+            return true;
+        default:
+            rangeCheckErrorLog("tSampleTide", static_cast<std::uint8_t>(value));
+            return false;
+    }
+}
+
+bool PackUnpackEnumtSampleDepthHasValue(std::int16_t value) {
+    if (value <= 0) return true;
+    rangeCheckErrorLog("tSampleDepth", static_cast<std::uint16_t>(value));
+    return false;
+}
+
 bool PackUnpackEnumtSampleFlagsHasValue(std::uint32_t value) {
     if ((value & 0xf0000000u) == 0) return true;
     rangeCheckErrorLog("tSampleFlags", value);
     return false;
+}
+
+bool PackUnpackEnumtSampleWholeHasValue(std::uint8_t) {
+    return true;
 }
 
 bool PackUnpackEnumtSampleNibbleHasValue(std::uint8_t value) {
@@ -96,6 +122,20 @@ tPackErrorCode PackVALSampleScalars_t(const sQlet1Mod4MessageHdr* header, unsign
             static_cast<std::uint16_t>(record->wide_signed)))
         return failure;
     if (const auto failure = PackUint8Array(header->length, buffer, cursor, record->date, 3)) return failure;
+    if (!PackUnpackEnumtSampleCauseHasValue(record->cause)) return ePackBadEnum;
+    if (const auto failure = PackUint32(header->length, buffer, cursor,
+            static_cast<std::uint32_t>(record->cause)))
+        return failure;
+    if (!PackUnpackEnumtSampleTideHasValue(static_cast<std::int8_t>(record->tide))) return ePackBadEnum;
+    if (const auto failure = PackUint8(header->length, buffer, cursor,
+            static_cast<std::uint8_t>(record->tide)))
+        return failure;
+    if (!PackUnpackEnumtSampleDepthHasValue(record->depth)) return ePackBadEnum;
+    if (const auto failure = PackUint16(header->length, buffer, cursor,
+            static_cast<std::uint16_t>(record->depth)))
+        return failure;
+    if (!PackUnpackEnumtSampleWholeHasValue(record->whole)) return ePackBadEnum;
+    if (const auto failure = PackUint8(header->length, buffer, cursor, record->whole)) return failure;
     return ePackOk;
 }
 
@@ -176,10 +216,40 @@ tUnpackErrorCode UnpackVALSampleScalars_t(const sQlet1Mod4MessageHdr* header, co
     }
     if (const auto failure = UnpackUint8Array(header->length, buffer, cursor, record->date, 3))
         return failure;
+    {
+        std::int32_t value = 0;
+        if (const auto failure = UnpackUint32(header->length, buffer, cursor,
+                reinterpret_cast<std::uint32_t*>(&value)))
+            return failure;
+        if (!PackUnpackEnumtSampleCauseHasValue(value)) return eUnpackBadEnum;
+        record->cause = static_cast<tSampleCause>(value);
+    }
+    {
+        std::int8_t value = 0;
+        if (const auto failure = UnpackUint8(header->length, buffer, cursor,
+                reinterpret_cast<std::uint8_t*>(&value)))
+            return failure;
+        if (!PackUnpackEnumtSampleTideHasValue(value)) return eUnpackBadEnum;
+        record->tide = static_cast<tSampleTide>(value);
+    }
+    {
+        std::int16_t value = 0;
+        if (const auto failure = UnpackUint16(header->length, buffer, cursor,
+                reinterpret_cast<std::uint16_t*>(&value)))
+            return failure;
+        if (!PackUnpackEnumtSampleDepthHasValue(value)) return eUnpackBadEnum;
+        record->depth = static_cast<tSampleDepth>(value);
+    }
+    {
+        std::uint8_t value = 0;
+        if (const auto failure = UnpackUint8(header->length, buffer, cursor, &value)) return failure;
+        if (!PackUnpackEnumtSampleWholeHasValue(value)) return eUnpackBadEnum;
+        record->whole = static_cast<tSampleWhole>(value);
+    }
     return eUnpackOk;
 }
 
-std::uint64_t PackedSizeOfVALSampleScalars_t(const void*, const VALSampleScalars_t*) { return 51; }
+std::uint64_t PackedSizeOfVALSampleScalars_t(const void*, const VALSampleScalars_t*) { return 59; }
 
 void ToStringVALSampleScalars_t(const VALSampleScalars_t* record, char* text, std::size_t size) {
     TextForm form(text, size);
@@ -206,6 +276,10 @@ void appendText(TextForm& text, const VALSampleScalars_t& record) {
     text.addUnsigned("wide", static_cast<std::uint8_t>(record.wide));
     text.addSigned("wide_signed", static_cast<std::int16_t>(record.wide_signed));
     text.addArray<std::uint8_t>("date", record.date, 3, 3);
+    text.addSigned("cause", static_cast<std::int32_t>(record.cause));
+    text.addSigned("tide", static_cast<std::int8_t>(record.tide));
+    text.addSigned("depth", static_cast<std::int16_t>(record.depth));
+    text.addUnsigned("whole", static_cast<std::uint8_t>(record.whole));
 }
 
 tPackErrorCode PackVALSamplePair_t(const sQlet1Mod4MessageHdr* header, unsigned char* buffer,
@@ -343,6 +417,22 @@ tPackErrorCode PackVALSampleArrays_t(const sQlet1Mod4MessageHdr* header, unsigne
         if (!PackUnpackEnumtSampleCodeHasValue(record->codes[i])) return ePackBadEnum;
         if (const auto failure = PackUint32(header->length, buffer, cursor, record->codes[i])) return failure;
     }
+    if (const auto failure = PackUint8(header->length, buffer, cursor, record->causeCount)) return failure;
+    if (record->causeCount > 2) return ePackArrayTooLong;
+    for (std::uint32_t i = 0; i < record->causeCount; ++i) {
+        if (!PackUnpackEnumtSampleCauseHasValue(record->causes[i])) return ePackBadEnum;
+        if (const auto failure = PackUint32(header->length, buffer, cursor,
+                static_cast<std::uint32_t>(record->causes[i])))
+            return failure;
+    }
+    if (const auto failure = PackUint8(header->length, buffer, cursor, record->tideCount)) return failure;
+    if (record->tideCount > 2) return ePackArrayTooLong;
+    for (std::uint32_t i = 0; i < record->tideCount; ++i) {
+        if (!PackUnpackEnumtSampleTideHasValue(static_cast<std::int8_t>(record->tides[i]))) return ePackBadEnum;
+        if (const auto failure = PackUint8(header->length, buffer, cursor,
+                static_cast<std::uint8_t>(record->tides[i])))
+            return failure;
+    }
     return ePackOk;
 }
 
@@ -408,11 +498,31 @@ tUnpackErrorCode UnpackVALSampleArrays_t(const sQlet1Mod4MessageHdr* header, con
         if (!PackUnpackEnumtSampleCodeHasValue(value)) return eUnpackBadEnum;
         record->codes[i] = static_cast<tSampleCode>(value);
     }
+    if (const auto failure = UnpackUint8(header->length, buffer, cursor, &record->causeCount)) return failure;
+    if (record->causeCount > 2) return eUnpackArrayTooLong;
+    for (std::uint32_t i = 0; i < record->causeCount; ++i) {
+        std::int32_t value = 0;
+        if (const auto failure = UnpackUint32(header->length, buffer, cursor,
+                reinterpret_cast<std::uint32_t*>(&value)))
+            return failure;
+        if (!PackUnpackEnumtSampleCauseHasValue(value)) return eUnpackBadEnum;
+        record->causes[i] = static_cast<tSampleCause>(value);
+    }
+    if (const auto failure = UnpackUint8(header->length, buffer, cursor, &record->tideCount)) return failure;
+    if (record->tideCount > 2) return eUnpackArrayTooLong;
+    for (std::uint32_t i = 0; i < record->tideCount; ++i) {
+        std::int8_t value = 0;
+        if (const auto failure = UnpackUint8(header->length, buffer, cursor,
+                reinterpret_cast<std::uint8_t*>(&value)))
+            return failure;
+        if (!PackUnpackEnumtSampleTideHasValue(value)) return eUnpackBadEnum;
+        record->tides[i] = static_cast<tSampleTide>(value);
+    }
     return eUnpackOk;
 }
 
 std::uint64_t PackedSizeOfVALSampleArrays_t(const void* context, const VALSampleArrays_t* record) {
-    std::uint64_t size = 13;
+    std::uint64_t size = 15;
     size += record->byteCount;
     size += static_cast<std::uint64_t>(record->wordCount) * 2;
     size += static_cast<std::uint64_t>(record->longCount) * 4;
@@ -424,6 +534,8 @@ std::uint64_t PackedSizeOfVALSampleArrays_t(const void* context, const VALSample
     if (const std::uint64_t count = record->nameCount; count > 3) size += (count - 3) * 1;
     size += static_cast<std::uint64_t>(record->reasonCount) * 2;
     size += static_cast<std::uint64_t>(record->codeCount) * 4;
+    size += static_cast<std::uint64_t>(record->causeCount) * 4;
+    size += record->tideCount;
     return size;
 }
 
@@ -450,6 +562,10 @@ void appendText(TextForm& text, const VALSampleArrays_t& record) {
     text.addArray<std::uint16_t>("reasons", record.reasons, record.reasonCount, 2);
     text.addUnsigned("codeCount", record.codeCount);
     text.addArray<std::uint32_t>("codes", record.codes, record.codeCount, 2);
+    text.addUnsigned("causeCount", record.causeCount);
+    text.addArray<std::uint32_t>("causes", record.causes, record.causeCount, 2);
+    text.addUnsigned("tideCount", record.tideCount);
+    text.addArray<std::uint8_t>("tides", record.tides, record.tideCount, 2);
 }
 
 tPackErrorCode PacktSampleHolderds(const sQlet1Mod4MessageHdr* header, unsigned char* buffer,
@@ -478,7 +594,7 @@ tUnpackErrorCode UnpacktSampleHolderds(const sQlet1Mod4MessageHdr* header, const
 }
 
 std::uint64_t PackedSizeOftSampleHolderds(const void* context, const tSampleHolderds* record) {
-    std::uint64_t size = 53;
+    std::uint64_t size = 61;
     size += PackedSizeOfVALSampleName_t(context, &record->name);
     return size;
 }

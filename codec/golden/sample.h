@@ -9,6 +9,9 @@
 #include <cstddef>
 #include <cstdint>
 
+// A made-up family with every kind of declaration and field once, whose generated code is committed. It shows
+// what the generator writes, and tests compile and run what no real record needs yet.
+
 /** On the wire 8 bits: 0 to 2. */
 enum tSampleLevel : std::uint8_t {};
 bool PackUnpackEnumtSampleLevelHasValue(std::uint8_t value);
@@ -17,10 +20,17 @@ bool PackUnpackEnumtSampleLevelHasValue(std::uint8_t value);
 enum tSampleSource : std::uint32_t {};
 bool PackUnpackEnumtSampleSourceHasValue(std::uint8_t value);
 
-/** On the wire 16 bits: 0, 256, 65535. */
+/**
+ * Why it stopped. in the order in which they were found.
+ * On the wire 16 bits: 0, 256, 65535.
+ */
 enum tSampleReason : std::uint16_t {
     SAMPLE_REASON_NONE = 0,
-    SAMPLE_REASON_COLD = 256,
+    SAMPLE_REASON_COLD = 256,  ///< below -40 degC
+    /**
+     * The sensor sees nothing, or there is nothing to see, or it is night and the lamp that should help it is
+     * broken.
+     */
     SAMPLE_REASON_DARK = 65535,
 };
 bool PackUnpackEnumtSampleReasonHasValue(std::uint16_t value);
@@ -31,9 +41,27 @@ enum tSampleCode : std::uint32_t {
 };
 bool PackUnpackEnumtSampleCodeHasValue(std::uint32_t value);
 
+/** On the wire 32 bits: -23 to 0. */
+enum tSampleCause : std::int32_t {
+    SAMPLE_CAUSE_WORST = -23,
+};
+bool PackUnpackEnumtSampleCauseHasValue(std::int32_t value);
+
+/** On the wire 8 bits: -2 to 2, 100. */
+enum tSampleTide : std::int32_t {};
+bool PackUnpackEnumtSampleTideHasValue(std::int8_t value);
+
+/** On the wire 16 bits: -32768 to 0. */
+enum tSampleDepth : std::int16_t {};
+bool PackUnpackEnumtSampleDepthHasValue(std::int16_t value);
+
 /** On the wire 32 bits: any bits of 0xfffffff. */
 enum tSampleFlags : std::uint32_t {};
 bool PackUnpackEnumtSampleFlagsHasValue(std::uint32_t value);
+
+/** On the wire 8 bits: 0 to 255. */
+enum tSampleWhole : std::uint8_t {};
+bool PackUnpackEnumtSampleWholeHasValue(std::uint8_t value);
 
 /** On the wire 8 bits: any bits of 0xf. */
 enum tSampleNibble : std::uint8_t {};
@@ -43,7 +71,10 @@ bool PackUnpackEnumtSampleNibbleHasValue(std::uint8_t value);
 enum tSampleAny : std::uint8_t {};
 bool PackUnpackEnumtSampleAnyHasValue(std::uint8_t value);
 
-/** 51 bytes on the wire. */
+/**
+ * Every kind of single value.
+ * 59 bytes on the wire.
+ */
 struct VALSampleScalars_t {
     std::uint8_t byte_1;
     std::uint16_t byte_2;
@@ -53,7 +84,7 @@ struct VALSampleScalars_t {
     std::int16_t signed_2;
     std::int32_t signed_4;
     std::int64_t signed_8;
-    unsigned char open;  ///< true unless 0
+    unsigned char open;  ///< true unless 0; the door, not the window
     tSampleLevel level;
     tSampleSource source;
     tSampleReason reason;
@@ -63,7 +94,11 @@ struct VALSampleScalars_t {
     tSampleAny any;
     std::uint32_t wide;
     std::int64_t wide_signed;
-    std::uint8_t date[3];
+    std::uint8_t date[3];  ///< year since 2000, month & day
+    tSampleCause cause;
+    tSampleTide tide;
+    tSampleDepth depth;
+    tSampleWhole whole;
 };
 static_assert(sizeof(VALSampleScalars_t) < 65536);
 
@@ -79,6 +114,9 @@ void appendText(TextForm& text, const VALSampleScalars_t& record);
 /** 5 bytes on the wire. */
 struct VALSamplePair_t {
     std::uint8_t state;
+    /**
+     * 0.1 degC, which is fine enough for a value that nobody measures and that is here for its long comment
+     */
     std::int32_t value;
 };
 static_assert(sizeof(VALSamplePair_t) < 65536);
@@ -95,7 +133,7 @@ void appendText(TextForm& text, const VALSamplePair_t& record);
 /** 1 to 255 bytes on the wire. */
 struct VALSampleName_t {
     std::uint8_t length;
-    std::uint8_t text[254];  ///< `length` of them count
+    std::uint8_t text[254];  ///< `length` of them count; UTF-8
 };
 static_assert(sizeof(VALSampleName_t) < 65536);
 
@@ -107,7 +145,10 @@ std::uint64_t PackedSizeOfVALSampleName_t(const void* context, const VALSampleNa
 void ToStringVALSampleName_t(const VALSampleName_t* record, char* text, std::size_t size);
 void appendText(TextForm& text, const VALSampleName_t& record);
 
-/** 13 to 2457 bytes on the wire. Assumed: not every name or width here is agreed with the other side. */
+/**
+ * The counts stand in front and in another order than the arrays.
+ * 15 to 2469 bytes on the wire. Assumed: not every name or width here is agreed with the other side.
+ */
 struct VALSampleArrays_t {
     std::uint16_t idCount;
     std::uint8_t wordCount;
@@ -126,6 +167,10 @@ struct VALSampleArrays_t {
     tSampleReason reasons[2];  ///< `reasonCount` of them count
     std::uint8_t codeCount;
     tSampleCode codes[2];  ///< `codeCount` of them count
+    std::uint8_t causeCount;
+    tSampleCause causes[2];  ///< `causeCount` of them count
+    std::uint8_t tideCount;
+    tSampleTide tides[2];  ///< `tideCount` of them count
 };
 static_assert(sizeof(VALSampleArrays_t) < 65536);
 
@@ -137,7 +182,7 @@ std::uint64_t PackedSizeOfVALSampleArrays_t(const void* context, const VALSample
 void ToStringVALSampleArrays_t(const VALSampleArrays_t* record, char* text, std::size_t size);
 void appendText(TextForm& text, const VALSampleArrays_t& record);
 
-/** 54 to 308 bytes on the wire. */
+/** 62 to 316 bytes on the wire. */
 struct tSampleHolderds {
     VALSampleScalars_t scalars;
     VALSampleName_t name;
@@ -151,6 +196,7 @@ tUnpackErrorCode UnpacktSampleHolderds(const sQlet1Mod4MessageHdr* header, const
     unsigned int* cursor, tSampleHolderds* record);
 std::uint64_t PackedSizeOftSampleHolderds(const void* context, const tSampleHolderds* record);
 
+/** Sent when a count changes. */
 using tValSampleArraysIndds = VALSampleArrays_t;
 tPackErrorCode PacktValSampleArraysIndds(const sQlet1Mod4MessageHdr* header, unsigned char* buffer,
     unsigned int* cursor, const tValSampleArraysIndds* record);
@@ -168,6 +214,7 @@ std::uint64_t PackedSizeOftValSampleScalarsIndds(const void* context = nullptr,
     const tValSampleScalarsIndds* record = nullptr);
 void ToStringtValSampleScalarsIndds(const tValSampleScalarsIndds* record, char* text, std::size_t size);
 
+/** twice a second */
 inline constexpr std::uint16_t SampleHolderId = 60001;
 tPackErrorCode PackSampleHolder(sQlet1Mod4MessageHdr* header, unsigned char* buffer, unsigned int size,
     const tSampleHolderds* record);

@@ -23,6 +23,10 @@ std::uint64_t elements(const Record& table, const Field& field, const void* reco
     return field.count == nullptr ? field.capacity : load(table.field(field.count), record);
 }
 
+bool isSigned(const Field& field) {
+    return field.kind == Kind::SIGNED || (field.kind == Kind::ENUM && field.set->isSigned);
+}
+
 /** Byte arrays and integer arrays are moved as one block, or not at all. */
 bool isBlock(const Field& field) {
     return field.isArray && field.kind == Kind::UNSIGNED;
@@ -69,8 +73,7 @@ Result unpackElement(const Field& field, const sQlet1Mod4MessageHdr* header, con
         return {11, {{field.set->name, static_cast<unsigned>(value)}}};
     }
     if (field.kind == Kind::BOOL) value = value != 0 ? 1 : 0;
-    if (field.kind == Kind::SIGNED && field.wireBytes < 8 &&
-        ((value >> (8 * field.wireBytes - 1)) & 1) != 0) {
+    if (isSigned(field) && field.wireBytes < 8 && ((value >> (8 * field.wireBytes - 1)) & 1) != 0) {
         value |= ~std::uint64_t{0} << (8 * field.wireBytes);
     }
     store(field, record, value, index);
@@ -81,14 +84,10 @@ std::string valueText(const Field& field, std::uint64_t value) {
     value = onWire(field, value);
     if (field.kind == Kind::BOOL) return value != 0 ? "true" : "false";
     if (field.wireBytes == 8) return std::to_string(static_cast<std::int64_t>(value));
-    if (field.kind == Kind::SIGNED && field.wireBytes == 1) {
-        return std::to_string(static_cast<std::int8_t>(value));
-    }
-    if (field.kind == Kind::SIGNED && field.wireBytes == 2) {
-        return std::to_string(static_cast<std::int16_t>(value));
-    }
-    const bool isSigned = field.kind == Kind::SIGNED || (field.kind == Kind::ENUM && field.wireBytes == 4);
-    return isSigned ? std::to_string(static_cast<std::int32_t>(value)) : std::to_string(value);
+    if (isSigned(field) && field.wireBytes == 1) return std::to_string(static_cast<std::int8_t>(value));
+    if (isSigned(field) && field.wireBytes == 2) return std::to_string(static_cast<std::int16_t>(value));
+    const bool hasMinus = isSigned(field) || (field.kind == Kind::ENUM && field.wireBytes == 4);
+    return hasMinus ? std::to_string(static_cast<std::int32_t>(value)) : std::to_string(value);
 }
 
 std::string elementText(const Field& field, std::uint64_t value) {

@@ -20,6 +20,7 @@ struct EnumSet {
     std::vector<std::pair<std::uint64_t, std::uint64_t>> ranges;
     std::uint64_t mask = 0;  ///< if not 0, any of these bits, and no ranges
     bool any = false;
+    bool isSigned = false;  ///< the values are those of the wire all the same, as unsigned numbers
 
     bool holds(std::uint64_t value) const;
     /** Values inside and just outside every range, and those that only a wider member can hold. */

@@ -10,6 +10,10 @@ const EnumSet LEVEL{"tSampleLevel", 8, {{0, 2}}};
 const EnumSet SOURCE{"tSampleSource", 8, {{0, 1}, {5, 5}, {7, 9}, {255, 255}}};
 const EnumSet REASON{"tSampleReason", 16, {{0, 0}, {256, 256}, {65535, 65535}}};
 const EnumSet CODE{"tSampleCode", 32, {{100, 200}}};
+const EnumSet CAUSE{"tSampleCause", 32, {{0, 0}, {0xFFFFFFE9, 0xFFFFFFFF}}, 0, false, true};
+const EnumSet TIDE{"tSampleTide", 8, {{0, 2}, {100, 100}, {0xFE, 0xFF}}, 0, false, true};
+const EnumSet DEPTH{"tSampleDepth", 16, {{0, 0}, {0x8000, 0xFFFF}}, 0, false, true};
+const EnumSet WHOLE{"tSampleWhole", 8, {{0, 255}}};
 const EnumSet FLAGS{"tSampleFlags", 32, {}, 0x0FFFFFFF};
 const EnumSet NIBBLE{"tSampleNibble", 8, {}, 0x0F};
 const EnumSet ANY{"tSampleAny", 8, {}, 0, true};
@@ -27,7 +31,9 @@ const Record& scalars() {
          enumField(MEMBER(R, reason), REASON), enumField(MEMBER(R, code), CODE),
          enumField(MEMBER(R, flags), FLAGS), enumField(MEMBER(R, nibble), NIBBLE),
          enumField(MEMBER(R, any), ANY), unsignedField(MEMBER(R, wide), 1),
-         signedField(MEMBER(R, wide_signed), 2), fixedBytes(MEMBER(R, date))}};
+         signedField(MEMBER(R, wide_signed), 2), fixedBytes(MEMBER(R, date)),
+         enumField(MEMBER(R, cause), CAUSE), enumField(MEMBER(R, tide), TIDE),
+         enumField(MEMBER(R, depth), DEPTH), enumField(MEMBER(R, whole), WHOLE)}};
     return table;
 }
 
@@ -63,7 +69,10 @@ const Record& arrays() {
          counted(recordField(MEMBER(R, names), name()), "nameCount", 3),
          unsignedField(MEMBER(R, reasonCount), 1),
          counted(enumField(MEMBER(R, reasons), REASON), "reasonCount", 2),
-         unsignedField(MEMBER(R, codeCount), 1), counted(enumField(MEMBER(R, codes), CODE), "codeCount", 2)}};
+         unsignedField(MEMBER(R, codeCount), 1), counted(enumField(MEMBER(R, codes), CODE), "codeCount", 2),
+         unsignedField(MEMBER(R, causeCount), 1),
+         counted(enumField(MEMBER(R, causes), CAUSE), "causeCount", 2),
+         unsignedField(MEMBER(R, tideCount), 1), counted(enumField(MEMBER(R, tides), TIDE), "tideCount", 2)}};
     return table;
 }
 

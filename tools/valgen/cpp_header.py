@@ -12,18 +12,16 @@ HEADER = """\
 #include <cstddef>
 #include <cstdint>
 
-{body}"""
+{comment}{body}"""
 
 ENUM = """\
-/** On the wire {bits} bits: {values}.{assumed} */
-enum {name} : {stored} {{{enumerators}}};
+{doc}enum {name} : {stored} {{{enumerators}}};
 bool PackUnpackEnum{name}HasValue({wire} value);
 
 """
 
 RECORD = """\
-/** {size} on the wire.{assumed} */
-struct {name} {{
+{doc}struct {name} {{
 {members}}};
 static_assert(sizeof({name}) < 65536);
 
@@ -31,7 +29,7 @@ static_assert(sizeof({name}) < 65536);
 """
 
 FORWARD = """\
-using {name} = {target};
+{doc}using {name} = {target};
 {functions}
 """
 
@@ -42,7 +40,7 @@ std::uint64_t PackedSizeOf{{name}}({{size_arguments}});
 """
 
 MESSAGE = f"""\
-inline constexpr std::uint16_t {{name}}Id = {{id}};
+{{doc}}inline constexpr std::uint16_t {{name}}Id = {{id}};
 {PACK_MESSAGE_SIGNATURE};
 {UNPACK_MESSAGE_SIGNATURE};
 
@@ -63,22 +61,31 @@ def header(model, family, prefix):
     return HEADER.format(
         banner=BANNER.format(file=family.file),
         includes="".join(f'#include "{each}"\n' for each in includes),
+        comment="".join(f"// {line}\n" for line in words.wrapped(family.comment, 3)) + "\n" * bool(family.comment),
         body=body.rstrip("\n") + "\n",
     )
 
 
 def _enum(enum):
-    names = "".join(f"\n    {name} = {value}," for name, value in enum.names)
+    names = "".join(_with_note(f"{each.name} = {each.value},", each.comment) for each in enum.names)
     return ENUM.format(
-        name=enum.name, bits=enum.bits, values=words.values(enum), assumed=words.assumed(enum),
-        stored=integer(enum.stored_bits), wire=integer(enum.bits), enumerators=names + "\n" if names else "",
-    )
+        doc=words.doc(enum.comment, words.enum(enum)), name=enum.name, stored=integer(enum.stored_bits, enum.signed),
+        wire=integer(enum.bits, enum.signed), enumerators="\n" + names if names else "")
+
+
+def _with_note(line, *notes):
+    """A member's line and what is to be said about it, behind it if there is room."""
+    note = "; ".join(filter(None, notes))
+    if not note:
+        return f"    {line}\n"
+    whole = f"    {line}  ///< {note}\n"
+    return whole if len(whole) <= words.MOST_COLUMNS + 1 else words.doc(note, indent="    ") + f"    {line}\n"
 
 
 def _record(record):
     return RECORD.format(
-        name=record.name, size=words.size(record), members="".join(map(_member, record.fields)),
-        assumed=words.assumed(record), functions=_functions(record.name, record),
+        doc=words.doc(record.comment, words.record(record)), name=record.name,
+        members="".join(map(_member, record.fields)), functions=_functions(record.name, record),
         append_text=f"void appendText(TextForm& text, const {record.name}& record);\n" if record.text else "")
 
 
@@ -94,18 +101,20 @@ def _functions(name, record):
 
 def _member(field):
     if field.kind == "fixed_bytes":
-        return f"    std::uint8_t {field.name}[{field.size}];\n"
+        return _with_note(f"std::uint8_t {field.name}[{field.size}];", field.comment)
     if field.kind == "array":
-        return f"    {scalar(field)} {field.name}[{field.maximum}];  ///< `{field.count.name}` of them count\n"
+        return _with_note(f"{scalar(field)} {field.name}[{field.maximum}];", f"`{field.count.name}` of them count",
+                          field.comment)
     if field.kind == "bool":
-        return f"    unsigned char {field.name};  ///< true unless 0\n"
-    return f"    {scalar(field)} {field.name};\n"
+        return _with_note(f"unsigned char {field.name};", "true unless 0", field.comment)
+    return _with_note(f"{scalar(field)} {field.name};", field.comment)
 
 
 def _forward(forward):
     return FORWARD.format(
-        name=forward.name, target=forward.target.name, functions=_functions(forward.name, forward.target))
+        doc=words.doc(forward.comment), name=forward.name, target=forward.target.name,
+        functions=_functions(forward.name, forward.target))
 
 
 def _message(message):
-    return MESSAGE.format(name=message.name, id=message.id, record=message.record.name)
+    return MESSAGE.format(doc=words.doc(message.comment), name=message.name, id=message.id, record=message.record.name)

@@ -4,8 +4,7 @@ from cpp_types import (
     BANNER, PACK_MESSAGE_SIGNATURE, PACK_SIGNATURE, TO_STRING_SIGNATURE, UNPACK_MESSAGE_SIGNATURE, UNPACK_SIGNATURE,
     cast, integer)
 from model import element_bytes, scalar_bits
-
-MOST_COLUMNS = 110  # a call that is longer takes another line
+from words import MOST_COLUMNS
 
 SOURCE = """\
 {banner}#include "{prefix}/{family}.h"
@@ -22,14 +21,14 @@ ENUM_SWITCH = """\
     switch (value) {{
 {cases}            return true;
         default:
-            rangeCheckErrorLog("{name}", value);
+            rangeCheckErrorLog("{name}", {told});
             return false;
     }}
 """
 
 ENUM_TEST = """\
     if ({condition}) return true;
-    rangeCheckErrorLog("{name}", value);
+    rangeCheckErrorLog("{name}", {told});
     return false;
 """
 
@@ -129,21 +128,24 @@ def source(family, prefix):
 
 
 def _enum(enum):
-    if enum.kind == "any":
+    value = " value"
+    # Told is the value as it stands on the wire.
+    known = {"name": enum.name, "told": cast(enum.bits, "value") if enum.signed else "value"}
+    if enum.kind == "any" or enum.ranges == [enum.limits]:
         test, value = "    return true;\n", ""
     elif enum.kind == "mask":
-        condition = f"(value & {2**enum.bits - 1 - enum.mask:#x}u) == 0"
-        test, value = ENUM_TEST.format(name=enum.name, condition=condition), " value"
+        test = ENUM_TEST.format(condition=f"(value & {2**enum.bits - 1 - enum.mask:#x}u) == 0", **known)
     elif len(enum.ranges) == 1 and enum.ranges[0][0] != enum.ranges[0][1]:
-        first, last = enum.ranges[0]
-        at_least = f"value >= {first} && " if first else ""
-        test, value = ENUM_TEST.format(name=enum.name, condition=f"{at_least}value <= {last}"), " value"
+        # A test that cannot fail gets no warning, as it is left away.
+        (first, last), (least, most) = enum.ranges[0], enum.limits
+        tests = [f"value >= {first}"] * (first > least) + [f"value <= {last}"] * (last < most)
+        test = ENUM_TEST.format(condition=" && ".join(tests), **known)
     else:
         each = [value for first, last in enum.ranges for value in range(first, last + 1)]
         rows = [each[start : start + 8] for start in range(0, len(each), 8)]
         cases = "".join("        " + " ".join(f"case {value}:" for value in row) + "\n" for row in rows)
-        test, value = ENUM_SWITCH.format(name=enum.name, cases=cases), " value"
-    return ENUM.format(name=enum.name, wire=integer(enum.bits), value=value, test=test)
+        test = ENUM_SWITCH.format(cases=cases, **known)
+    return ENUM.format(name=enum.name, wire=integer(enum.bits, enum.signed), value=value, test=test)
 
 
 def _record(record):
@@ -212,9 +214,9 @@ def _pack(field):
 
 def _pack_enum(field, member, indent):
     enum = field.enum
-    value = member if enum.stored_bits == enum.bits else cast(enum.bits, member)
+    value = member if enum.stored_bits == enum.bits else cast(enum.bits, member, enum.signed)
     test = f"{indent}if (!PackUnpackEnum{enum.name}HasValue({value})) return ePackBadEnum;\n"
-    return test + _call(f"PackUint{enum.bits}", value, indent=indent)
+    return test + _call(f"PackUint{enum.bits}", cast(enum.bits, member) if enum.signed else value, indent=indent)
 
 
 def _unpack(field):
@@ -250,7 +252,9 @@ def _unpack_integer(field, member):
 
 def _unpack_enum(field, member):
     enum, inner = field.enum, "        "
-    return (f"{inner}{integer(enum.bits)} value = 0;\n" + _call(f"UnpackUint{enum.bits}", "&value", indent=inner)
+    target = f"reinterpret_cast<{integer(enum.bits)}*>(&value)" if enum.signed else "&value"
+    return (f"{inner}{integer(enum.bits, enum.signed)} value = 0;\n"
+            + _call(f"UnpackUint{enum.bits}", target, indent=inner)
             + f"{inner}if (!PackUnpackEnum{enum.name}HasValue(value)) return eUnpackBadEnum;\n"
             + f"{inner}{member} = static_cast<{enum.name}>(value);\n")
 
@@ -295,8 +299,8 @@ def _text(field):
         kind = "Long" if field.bits == 64 else "Signed" if field.signed else "Unsigned"
         return f'    text.add{kind}("{name}", {member});\n'
     if field.kind == "enum":
-        if field.enum.bits == 32:
-            return f'    text.addSigned("{name}", static_cast<std::int32_t>({member}));\n'
+        if field.signed or field.enum.bits == 32:
+            return f'    text.addSigned("{name}", {cast(field.enum.bits, member, True)});\n'
         return f'    text.addUnsigned("{name}", {cast(field.enum.bits, member)});\n'
     if field.kind == "record":
         return f"    text.addRecord({member});\n"

@@ -19,8 +19,8 @@ def scalar(field):
     return integer(field.stored_bits, field.signed)
 
 
-def cast(bits, expression):
-    return f"static_cast<{integer(bits)}>({expression})"
+def cast(bits, expression, signed=False):
+    return f"static_cast<{integer(bits, signed)}>({expression})"
 
 
 # The four functions that a record and a forwarder have alike, without the end of their declarations.

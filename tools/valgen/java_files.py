@@ -3,6 +3,7 @@
 A count is no member in Java: it is the length of its array.
 """
 
+import html
 from pathlib import Path
 
 import words
@@ -12,8 +13,7 @@ from model import Forward, element_bytes, scalar_bits
 PACKAGE = "package zvif.vehicle.services.val.records;\n\n"
 
 ENUM = """\
-{banner}{package}/** On the wire {bits} bits: {values}.{assumed} */
-public final class {name} {{
+{banner}{package}{doc}public final class {name} {{
 {constants}    private {name}() {{
     }}
 
@@ -24,8 +24,7 @@ public final class {name} {{
 """
 
 RECORD = """\
-{banner}{package}/** {size} on the wire.{assumed} */
-public final class {name} {{
+{banner}{package}{doc}public final class {name} {{
 {members}
     /** The payload; throws {{@link RecordException}} if a member breaks the record's rules. */
     public byte[] encode() {{
@@ -81,9 +80,13 @@ def _messages(model):
     banner = BANNER.format(file=" and ".join(family.file for family in model.families))
     messages = sorted((each for family in model.families for each in family.messages), key=lambda each: each.id)
     ids = "".join(
-        f"    /** Carries {{@link {_class(each.record)}}}. */\n    public static final int {each.name} = {each.id};\n"
-        for each in messages)
+        _doc(each.comment, f"Carries {{@link {_class(each.record)}}}", indent="    ")
+        + f"    public static final int {each.name} = {each.id};\n" for each in messages)
     return MESSAGES.format(banner=banner, package=PACKAGE, ids=ids)
+
+
+def _doc(comment, *more, indent=""):
+    return words.doc(html.escape(comment, quote=False).replace("@", "{@literal @}"), *more, indent=indent)
 
 
 def _class(record):
@@ -92,10 +95,12 @@ def _class(record):
 
 
 def _enum(enum, banner):
-    constants = "".join(f"    public static final int {name} = {value};\n" for name, value in enum.names)
+    constants = "".join(_doc(each.comment, indent="    ")
+                        + f"    public static final {'int' if each.value < 2**31 else 'long'} {each.name} = "
+                        + f"{_literal(each.value)};\n" for each in enum.names)
     return ENUM.format(
-        banner=banner, package=PACKAGE, name=enum.name, bits=enum.bits, values=words.values(enum),
-        assumed=words.assumed(enum), constants=constants + "\n" if constants else "", test=_test(enum))
+        banner=banner, package=PACKAGE, name=enum.name, doc=_doc(enum.comment, words.enum(enum)),
+        constants=constants + "\n" if constants else "", test=_test(enum))
 
 
 def _test(enum):
@@ -104,15 +109,21 @@ def _test(enum):
         return f"value >= 0 && value <= {most}L"
     if enum.kind == "mask":
         return f"(value & ~{enum.mask:#x}L) == 0"
-    tests = [f"value == {first}" if first == last else f"value >= {first} && value <= {last}"
+    tests = [f"value == {_literal(first)}" if first == last
+             else f"value >= {_literal(first)} && value <= {_literal(last)}"
              for first, last in enum.ranges]
     return "\n                || ".join(tests)
 
 
+def _literal(value):
+    return str(value) if value < 2**31 else f"{value}L"
+
+
 def _record(record, banner):
     return RECORD.format(
-        banner=banner, package=PACKAGE, name=record.name, size=words.size(record), assumed=words.assumed(record),
-        members="".join(f"    public {_member(each)};\n" for each in record.fields if not each.counts),
+        banner=banner, package=PACKAGE, name=record.name, doc=_doc(record.comment, words.record(record)),
+        members="".join(_doc(each.comment, indent="    ") + f"    public {_member(each)};\n"
+                        for each in record.fields if not each.counts),
         writes="".join(f"        {line}\n" for each in record.fields for line in _write(each)),
         reads="".join(f"        {line}\n" for each in record.fields for line in _read(each)))
 
@@ -120,7 +131,7 @@ def _record(record, banner):
 def _type(field):
     """`long` where an `int` cannot hold every value of the width."""
     if field.signed:
-        return "long" if field.bits == 64 else "int"
+        return "long" if scalar_bits(field) == 64 else "int"
     return "long" if scalar_bits(field) > 16 else "int"
 
 
@@ -212,7 +223,7 @@ def _read(field):
 
 def _read_enum(field, target):
     enum = field.enum.name
-    return [f'{target} = {_narrow(field)}in.unsigned("{field.name}", {field.enum.bits // 8});',
+    return [f'{target} = {_narrow(field)}in.{_sign(field)}("{field.name}", {field.enum.bits // 8});',
             f'in.enumeration("{field.name}", {target}, {enum}.hasValue({target}), "{enum}");']
 
 

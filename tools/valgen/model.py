@@ -16,6 +16,13 @@ RESERVED = set(
 
 
 @dataclass
+class Enumerator:
+    name: str
+    value: int
+    comment: str
+
+
+@dataclass
 class Enum:
     name: str
     bits: int
@@ -23,9 +30,20 @@ class Enum:
     kind: str  # "ranges", "mask" or "any"
     ranges: list  # (first, last), ascending, none touching the next
     mask: int
-    names: list  # (name, value)
+    names: list  # Enumerators
     assumed: bool
     family: str
+    comment: str
+
+    @property
+    def signed(self):
+        """It has negative values: the wire's integer is signed, and so is the member."""
+        return bool(self.ranges) and self.ranges[0][0] < 0
+
+    @property
+    def limits(self):
+        """The least and the largest value of the wire's integer."""
+        return _limits(self.bits, self.signed)
 
 
 @dataclass
@@ -33,7 +51,7 @@ class Field:
     """One field. `kind` decides which of the other members mean something:
 
     integer, bool    bits, signed, stored_bits
-    enum             enum
+    enum             enum, signed
     record           record
     fixed_bytes      size
     array            element ("integer", "enum" or "record"), count (the Field that counts), maximum
@@ -51,6 +69,7 @@ class Field:
     count: "Field" = None
     maximum: int = 0
     counts: "Field" = None  # the array that this integer counts
+    comment: str = ""
 
 
 @dataclass
@@ -60,6 +79,7 @@ class Record:
     assumed: bool
     family: str
     place: object
+    comment: str
     fields: list = field(default_factory=list)
 
     @property
@@ -81,6 +101,7 @@ class Forward:
     name: str
     target: Record
     family: str
+    comment: str
 
 
 @dataclass
@@ -88,12 +109,14 @@ class Message:
     id: int
     name: str
     record: object  # Record or Forward
+    comment: str
 
 
 @dataclass
 class Family:
     name: str
     file: str
+    comment: str
     enums: list = field(default_factory=list)
     records: list = field(default_factory=list)  # a nested record before the record that holds it
     forwards: list = field(default_factory=list)
@@ -111,6 +134,10 @@ def element_bytes(array):
     if array.element == "record":
         return array.record.fixed_size
     return scalar_bits(array) // 8
+
+
+def _limits(bits, signed):
+    return (-(2 ** (bits - 1)), 2 ** (bits - 1) - 1) if signed else (0, 2**bits - 1)
 
 
 def _fixed_bytes(member):
@@ -149,7 +176,7 @@ class _Checker:
         self._order = []  # records, a nested one before its holder
 
     def model(self):
-        families = [Family(schema.family, schema.file) for schema in self._schemas]
+        families = [Family(schema.family, schema.file, schema.comment) for schema in self._schemas]
         each = [(family, statement) for family, schema in zip(families, self._schemas) for statement in schema.statements]
         for family, statement in each:
             self._try(self._declare, family, statement)
@@ -189,14 +216,14 @@ class _Checker:
         if isinstance(statement, EnumStatement):
             # Known even when its values are refused below, so that one fault is told once.
             enum = Enum(statement.name, statement.bits, statement.stored_bits, statement.kind, [], statement.mask,
-                        [], statement.assumed, family.name)
+                        [], statement.assumed, family.name, statement.comment)
             self._types[statement.name] = enum
             family.enums.append(enum)
             self._fill_enum(enum, statement)
         elif isinstance(statement, RecordStatement):
             self._statements[statement.name] = statement
             self._types[statement.name] = Record(
-                statement.name, statement.text, statement.assumed, family.name, statement.place)
+                statement.name, statement.text, statement.assumed, family.name, statement.place, statement.comment)
 
     def _fill_enum(self, enum, statement):
         place = statement.place
@@ -207,15 +234,15 @@ class _Checker:
         if enum.kind == "mask" and not 0 < enum.mask < 2**enum.bits:
             place.refuse(f"the mask {enum.mask:#x} does not fit {enum.bits} bits")
         ranges = list(statement.ranges)
-        for name, value, name_place in statement.names:
-            self._claim(self._enumerators, name, name_place, f"the value name '{name}'")
-            if name in RESERVED:
-                name_place.refuse(f"'{name}' is a word of C++ or Java")
+        for each in statement.names:
+            self._claim(self._enumerators, each.name, each.place, f"the value name '{each.name}'")
+            if each.name in RESERVED:
+                each.place.refuse(f"'{each.name}' is a word of C++ or Java")
             if not statement.ranges and enum.kind == "ranges":
-                ranges.append((value, value, name_place))
-            elif not self._holds(enum, statement.ranges, value):
-                name_place.refuse(f"'{name}' names {value}, which is outside of '{enum.name}'")
-            enum.names.append((name, value))
+                ranges.append((each.value, each.value, each.place))
+            elif not self._holds(enum, statement.ranges, each.value):
+                each.place.refuse(f"'{each.name}' names {each.value}, which is outside of '{enum.name}'")
+            enum.names.append(Enumerator(each.name, each.value, each.comment))
         if enum.kind == "ranges":
             enum.ranges = self._merge(enum, ranges, place)
 
@@ -223,7 +250,7 @@ class _Checker:
     def _holds(enum, ranges, value):
         if enum.kind == "ranges":
             return any(first <= value <= last for first, last, _ in ranges)
-        return value < 2**enum.bits and (enum.kind == "any" or value & ~enum.mask == 0)
+        return 0 <= value < 2**enum.bits and (enum.kind == "any" or value & ~enum.mask == 0)
 
     @staticmethod
     def _merge(enum, ranges, place):
@@ -231,11 +258,15 @@ class _Checker:
         if not ranges:
             place.refuse(f"'{enum.name}' has no values")
         merged = []
-        for first, last, where in sorted(ranges, key=lambda each: each[:2]):
+        ordered = sorted(ranges, key=lambda each: each[:2])
+        signed = ordered[0][0] < 0
+        least, most = _limits(enum.bits, signed)
+        for first, last, where in ordered:
             if first > last:
                 where.refuse(f"the range {first}..{last} runs backwards")
-            if last >= 2**enum.bits:
-                where.refuse(f"{last} does not fit the {enum.bits} bits of '{enum.name}'")
+            for value in (first, last):
+                if not least <= value <= most:
+                    where.refuse(f"{value} does not fit the {enum.bits} {'signed ' * signed}bits of '{enum.name}'")
             if merged and first <= merged[-1][1]:
                 where.refuse(f"{first}..{last} overlaps {merged[-1][0]}..{merged[-1][1]} in '{enum.name}'")
             if merged and first == merged[-1][1] + 1:
@@ -264,11 +295,12 @@ class _Checker:
         self._order.append(record)
 
     def _field(self, each, holder, before, holders):
-        base = Field(each.name, kind="")
+        base = Field(each.name, kind="", comment=each.comment)
         if each.type_word == "bool":
             base.kind, base.bits, base.stored_bits = "bool", 8, 8
         elif each.type_word == "enum":
             base.kind, base.enum = "enum", self._type(each, Enum, "enumeration")
+            base.signed = base.enum.signed
         elif each.type_word == "record":
             base.kind, base.record = "record", self._nested(each, holder, holders)
         else:
@@ -290,7 +322,7 @@ class _Checker:
                 each.place.refuse(f"'{each.name}': an array of fixed size holds bytes (u8)")
             if each.maximum or int(each.size) == 0:
                 each.place.refuse(f"'{each.name}' has a fixed size, which is at least 1, and no maximum")
-            return Field(each.name, "fixed_bytes", size=int(each.size))
+            return Field(each.name, "fixed_bytes", size=int(each.size), comment=each.comment)
         if base.kind == "bool" or (base.kind == "integer" and (base.signed or base.bits == 64)):
             each.place.refuse(f"'{each.name}': an array holds u8, u16, u32, enumerations or records")
         count = before.get(each.size)
@@ -329,7 +361,7 @@ class _Checker:
             statement.place.refuse(f"there is no record '{statement.target}'")
         if not target.text:
             statement.place.refuse(f"'{statement.name}' has a text form and needs one of '{statement.target}'")
-        self._types[statement.name] = Forward(statement.name, target, family.name)
+        self._types[statement.name] = Forward(statement.name, target, family.name, statement.comment)
         family.forwards.append(self._types[statement.name])
 
     def _message(self, family, statement):
@@ -339,7 +371,7 @@ class _Checker:
         record = self._types.get(statement.record)
         if not isinstance(record, (Record, Forward)):
             statement.place.refuse(f"there is no record '{statement.record}'")
-        family.messages.append(Message(statement.id, statement.name, record))
+        family.messages.append(Message(statement.id, statement.name, record, statement.comment))
 
     @staticmethod
     def _find_uses(family):

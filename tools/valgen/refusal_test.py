@@ -55,7 +55,7 @@ class Refusals(unittest.TestCase):
         for line, start in (
             ("enum tA 8 = 1", "an enumeration reads:"),
             ("enum tA : 8 = 1 2", "'1 2' is neither a value nor a range such as 3..7"),
-            ("enum tA : 8 = -1", "'-1' is neither a value nor a range such as 3..7"),
+            ("enum tA : 8 = --1", "'--1' is neither a value nor a range such as 3..7"),
             ("record A textual", "a record reads:"),
             ("record 9A", "a record reads:"),
             ("forward A B", "a forwarder reads:"),
@@ -69,6 +69,11 @@ class Refusals(unittest.TestCase):
         for line in ("x", "x u7", "x float", "x enum", "x u8[]", "x u8[n", "x u8 max many", "x u8[-1]", "9x u8"):
             with self.subTest(line):
                 self.assertTrue(fault_of(f"record R\n    {line}\n").startswith("a.val:2: a field reads:"))
+
+    def test_a_comment_that_would_end_the_comment_it_becomes(self):
+        for text in ("*/", "\\\\u0041", "\u00b0C"):
+            self.refused(f"record R\n    x u8 # {text}\n", "a.val:2: a comment is ASCII, without a backslash and "
+                         "without '*/'")
 
     def test_an_unreadable_named_value(self):
         self.refused("enum tA : 8\n    ONE 1\n", "a.val:2: a named value reads: NAME = VALUE")
@@ -186,6 +191,8 @@ class Refusals(unittest.TestCase):
 
     def test_values_beyond_the_width(self):
         self.refused("enum tA : 8 = 256\n", "a.val:1: 256 does not fit the 8 bits of 'tA'")
+        self.refused("enum tA : 8 = -1, 128\n", "a.val:1: 128 does not fit the 8 signed bits of 'tA'")
+        self.refused("enum tA : 8 = -129..0\n", "a.val:1: -129 does not fit the 8 signed bits of 'tA'")
         self.refused("enum tA : 8 mask 0x100\n", "a.val:1: the mask 0x100 does not fit 8 bits")
         self.refused("enum tA : 8 mask 0\n", "a.val:1: the mask 0x0 does not fit 8 bits")
 
@@ -196,6 +203,7 @@ class Refusals(unittest.TestCase):
         self.refused("enum tA : 8 = 1..2\n    THREE = 3\n", "a.val:2: 'THREE' names 3, which is outside of 'tA'")
         self.refused("enum tA : 8 mask 1\n    TWO = 2\n", "a.val:2: 'TWO' names 2, which is outside of 'tA'")
         self.refused("enum tA : 8 any\n    MUCH = 256\n", "a.val:2: 'MUCH' names 256, which is outside of 'tA'")
+        self.refused("enum tA : 8 any\n    LESS = -1\n", "a.val:2: 'LESS' names -1, which is outside of 'tA'")
 
 
 if __name__ == "__main__":

@@ -1,7 +1,8 @@
 """Reads a schema file into statements: what each line says, before anybody asks whether it is true.
 
 A line that starts at the margin opens a declaration, indented lines below it are its body; `#` starts
-a comment.
+a comment, which belongs to its line, or to the next one if it has a line of its own. A file that starts
+with a comment says there what the family is.
 """
 
 import re
@@ -32,7 +33,16 @@ class EnumStatement:
     kind: str  # "ranges", "mask" or "any"
     ranges: list = field(default_factory=list)  # (first, last, place)
     mask: int = 0
-    names: list = field(default_factory=list)  # (name, value, place)
+    names: list = field(default_factory=list)  # EnumeratorStatements
+    comment: str = ""
+
+
+@dataclass
+class EnumeratorStatement:
+    place: Place
+    name: str
+    value: int
+    comment: str = ""
 
 
 @dataclass
@@ -44,6 +54,7 @@ class FieldStatement:
     stored: str
     size: str  # what stands between the brackets: a number, the name of a count, or ""
     maximum: int
+    comment: str = ""
 
 
 @dataclass
@@ -53,6 +64,7 @@ class RecordStatement:
     text: bool
     assumed: bool
     fields: list = field(default_factory=list)
+    comment: str = ""
 
 
 @dataclass
@@ -60,6 +72,7 @@ class ForwardStatement:
     place: Place
     name: str
     target: str
+    comment: str = ""
 
 
 @dataclass
@@ -68,6 +81,7 @@ class MessageStatement:
     id: int
     name: str
     record: str
+    comment: str = ""
 
 
 @dataclass
@@ -75,16 +89,18 @@ class Schema:
     family: str
     file: str
     statements: list
+    comment: str = ""
 
 
 NAME = r"[A-Za-z_][A-Za-z0-9_]*"
 NUMBER = r"(?:0x[0-9a-fA-F]+|[0-9]+)"
+VALUE = rf"-?{NUMBER}"
 ENUM = re.compile(
     rf"enum (?P<name>{NAME}) : (?P<bits>\d+)(?: stored (?P<stored>\d+))?(?P<assumed> assumed)?"
     rf"(?: (?P<any>any)| mask (?P<mask>{NUMBER})| = (?P<ranges>.+))?$"
 )
-RANGE = re.compile(rf"({NUMBER})(?:\.\.({NUMBER}))?$")
-ENUMERATOR = re.compile(rf"({NAME}) = ({NUMBER})$")
+RANGE = re.compile(rf"({VALUE})(?:\.\.({VALUE}))?$")
+ENUMERATOR = re.compile(rf"({NAME}) = ({VALUE})$")
 RECORD = re.compile(rf"record (?P<name>{NAME})(?P<text> text)?(?P<assumed> assumed)?$")
 FIELD = re.compile(
     rf"(?P<name>{NAME}) (?P<type>[ui](?:8|16|32|64)|bool|enum (?P<enum>{NAME})|record (?P<record>{NAME}))"
@@ -100,19 +116,41 @@ def parse_file(path):
 
 
 def parse(text, file):
-    statements = []
+    schema = Schema(family=file.removesuffix(".val"), file=file, statements=[])
+    above = []  # the comment lines right above
+    at_top = True
     for number, line in enumerate(text.splitlines(), 1):
         place = Place(file, number)
-        words = " ".join(line.partition("#")[0].split())
-        if not words:
+        words, sign, comment = line.partition("#")
+        words, comment = " ".join(words.split()), _comment(place, comment)
+        if sign and not words:
+            above.append(comment)
             continue
+        if at_top and (words or above):
+            schema.comment, above, at_top = _joined(above), [], False
+        if not words:
+            above = []
+            continue
+        comment, above = _joined([*above, comment]), []
         if not line[0].isspace():
-            statements.append(_opening(place, words))
-        elif not statements:
+            schema.statements.append(_opening(place, words))
+            schema.statements[-1].comment = comment
+        elif not schema.statements:
             place.refuse("an indented line belongs to a declaration, and none stands above it")
         else:
-            _body_line(place, words, statements[-1])
-    return Schema(family=file.removesuffix(".val"), file=file, statements=statements)
+            _body_line(place, words, schema.statements[-1]).comment = comment
+    return schema
+
+
+def _comment(place, text):
+    """The words of a comment, which are written into comments of C++ and Java as they are."""
+    if not text.isascii() or "\\" in text or "*/" in text:
+        place.refuse("a comment is ASCII, without a backslash and without '*/'")
+    return " ".join(text.split())
+
+
+def _joined(comments):
+    return " ".join(filter(None, comments))
 
 
 def _opening(place, words):
@@ -167,12 +205,14 @@ def _message(place, words):
 
 
 def _body_line(place, words, owner):
+    """Adds the line's statement to its owner and returns it."""
     if isinstance(owner, EnumStatement):
         match = ENUMERATOR.match(words)
         if not match:
             place.refuse("a named value reads: NAME = VALUE")
-        owner.names.append((match[1], int(match[2], 0), place))
-    elif isinstance(owner, RecordStatement):
+        owner.names.append(EnumeratorStatement(place, match[1], int(match[2], 0)))
+        return owner.names[-1]
+    if isinstance(owner, RecordStatement):
         match = FIELD.match(words)
         if not match:
             place.refuse(
@@ -185,5 +225,5 @@ def _body_line(place, words, owner):
                 match["stored"] or "", match["size"] or "", int(match["max"] or 0),
             )
         )
-    else:
-        place.refuse("only enumerations and records have lines below them")
+        return owner.fields[-1]
+    place.refuse("only enumerations and records have lines below them")

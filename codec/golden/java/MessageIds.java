@@ -4,11 +4,14 @@ package zvif.vehicle.services.val.records;
 
 /** The ids of the messages, by name; each says which record it carries. */
 public final class MessageIds {
-    /** Carries {@link tSampleHolderds}. */
+    /**
+     * twice a second.
+     * Carries {@link tSampleHolderds}.
+     */
     public static final int SampleHolder = 60001;
-    /** Carries {@link VALSampleArrays_t}. */
+    /** Carries {@link VALSampleArrays_t} */
     public static final int ValSampleArraysInd = 60002;
-    /** Carries {@link VALSampleScalars_t}. */
+    /** Carries {@link VALSampleScalars_t} */
     public static final int ValSampleScalarsInd = 60003;
 
     private MessageIds() {

@@ -2,7 +2,10 @@
 // Change the schema and build again.
 package zvif.vehicle.services.val.records;
 
-/** 13 to 2457 bytes on the wire. Assumed: not every name or width here is agreed with the other side. */
+/**
+ * The counts stand in front and in another order than the arrays.
+ * 15 to 2469 bytes on the wire. Assumed: not every name or width here is agreed with the other side.
+ */
 public final class VALSampleArrays_t {
     public int marker;
     public byte[] bytes = {};
@@ -13,6 +16,8 @@ public final class VALSampleArrays_t {
     public VALSampleName_t[] names = {};
     public int[] reasons = {};
     public long[] codes = {};
+    public int[] causes = {};
+    public int[] tides = {};
 
     /** The payload; throws {@link RecordException} if a member breaks the record's rules. */
     public byte[] encode() {
@@ -74,6 +79,16 @@ public final class VALSampleArrays_t {
         for (int i = 0; i < codes.length; i++) {
             out.enumeration("codes", codes[i], 4, tSampleCode.hasValue(codes[i]), "tSampleCode");
         }
+        out.count(causes.length, 1);
+        out.maximum("causes", causes.length, 2);
+        for (int i = 0; i < causes.length; i++) {
+            out.enumeration("causes", causes[i], 4, tSampleCause.hasValue(causes[i]), "tSampleCause");
+        }
+        out.count(tides.length, 1);
+        out.maximum("tides", tides.length, 2);
+        for (int i = 0; i < tides.length; i++) {
+            out.enumeration("tides", tides[i], 1, tSampleTide.hasValue(tides[i]), "tSampleTide");
+        }
     }
 
     void read(PayloadReader in) {
@@ -123,6 +138,18 @@ public final class VALSampleArrays_t {
         for (int i = 0; i < codes.length; i++) {
             codes[i] = in.unsigned("codes", 4);
             in.enumeration("codes", codes[i], tSampleCode.hasValue(codes[i]), "tSampleCode");
+        }
+        long countOf_causes = in.unsigned("causeCount", 1);
+        causes = new int[in.maximum("causes", countOf_causes, 2)];
+        for (int i = 0; i < causes.length; i++) {
+            causes[i] = (int) in.signed("causes", 4);
+            in.enumeration("causes", causes[i], tSampleCause.hasValue(causes[i]), "tSampleCause");
+        }
+        long countOf_tides = in.unsigned("tideCount", 1);
+        tides = new int[in.maximum("tides", countOf_tides, 2)];
+        for (int i = 0; i < tides.length; i++) {
+            tides[i] = (int) in.signed("tides", 1);
+            in.enumeration("tides", tides[i], tSampleTide.hasValue(tides[i]), "tSampleTide");
         }
     }
 }

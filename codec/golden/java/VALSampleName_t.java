@@ -4,6 +4,7 @@ package zvif.vehicle.services.val.records;
 
 /** 1 to 255 bytes on the wire. */
 public final class VALSampleName_t {
+    /** UTF-8 */
     public byte[] text = {};
 
     /** The payload; throws {@link RecordException} if a member breaks the record's rules. */

@@ -5,6 +5,9 @@ package zvif.vehicle.services.val.records;
 /** 5 bytes on the wire. */
 public final class VALSamplePair_t {
     public int state;
+    /**
+     * 0.1 degC, which is fine enough for a value that nobody measures and that is here for its long comment
+     */
     public int value;
 
     /** The payload; throws {@link RecordException} if a member breaks the record's rules. */

@@ -2,7 +2,10 @@
 // Change the schema and build again.
 package zvif.vehicle.services.val.records;
 
-/** 51 bytes on the wire. */
+/**
+ * Every kind of single value.
+ * 59 bytes on the wire.
+ */
 public final class VALSampleScalars_t {
     public int byte_1;
     public int byte_2;
@@ -12,6 +15,7 @@ public final class VALSampleScalars_t {
     public int signed_2;
     public int signed_4;
     public long signed_8;
+    /** the door, not the window */
     public boolean open;
     public int level;
     public int source;
@@ -22,7 +26,12 @@ public final class VALSampleScalars_t {
     public int any;
     public int wide;
     public int wide_signed;
+    /** year since 2000, month &amp; day */
     public byte[] date = new byte[3];
+    public int cause;
+    public int tide;
+    public int depth;
+    public int whole;
 
     /** The payload; throws {@link RecordException} if a member breaks the record's rules. */
     public byte[] encode() {
@@ -60,6 +69,10 @@ public final class VALSampleScalars_t {
         out.unsigned("wide", wide, 1);
         out.signed("wide_signed", wide_signed, 2);
         out.fixedBytes("date", date, 3);
+        out.enumeration("cause", cause, 4, tSampleCause.hasValue(cause), "tSampleCause");
+        out.enumeration("tide", tide, 1, tSampleTide.hasValue(tide), "tSampleTide");
+        out.enumeration("depth", depth, 2, tSampleDepth.hasValue(depth), "tSampleDepth");
+        out.enumeration("whole", whole, 1, tSampleWhole.hasValue(whole), "tSampleWhole");
     }
 
     void read(PayloadReader in) {
@@ -89,5 +102,13 @@ public final class VALSampleScalars_t {
         wide = (int) in.unsigned("wide", 1);
         wide_signed = (int) in.signed("wide_signed", 2);
         date = in.bytes("date", 3);
+        cause = (int) in.signed("cause", 4);
+        in.enumeration("cause", cause, tSampleCause.hasValue(cause), "tSampleCause");
+        tide = (int) in.signed("tide", 1);
+        in.enumeration("tide", tide, tSampleTide.hasValue(tide), "tSampleTide");
+        depth = (int) in.signed("depth", 2);
+        in.enumeration("depth", depth, tSampleDepth.hasValue(depth), "tSampleDepth");
+        whole = (int) in.unsigned("whole", 1);
+        in.enumeration("whole", whole, tSampleWhole.hasValue(whole), "tSampleWhole");
     }
 }

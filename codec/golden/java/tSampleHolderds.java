@@ -2,7 +2,7 @@
 // Change the schema and build again.
 package zvif.vehicle.services.val.records;
 
-/** 54 to 308 bytes on the wire. */
+/** 62 to 316 bytes on the wire. */
 public final class tSampleHolderds {
     public VALSampleScalars_t scalars = new VALSampleScalars_t();
     public VALSampleName_t name = new VALSampleName_t();

@@ -2,10 +2,18 @@
 // Change the schema and build again.
 package zvif.vehicle.services.val.records;
 
-/** On the wire 16 bits: 0, 256, 65535. */
+/**
+ * Why it stopped. in the order in which they were found.
+ * On the wire 16 bits: 0, 256, 65535.
+ */
 public final class tSampleReason {
     public static final int SAMPLE_REASON_NONE = 0;
+    /** below -40 degC */
     public static final int SAMPLE_REASON_COLD = 256;
+    /**
+     * The sensor sees nothing, or there is nothing to see, or it is night and the lamp that should help it is
+     * broken.
+     */
     public static final int SAMPLE_REASON_DARK = 65535;
 
     private tSampleReason() {
