@@ -568,6 +568,34 @@ void appendText(TextForm& text, const VALSampleArrays_t& record) {
     text.addArray<std::uint8_t>("tides", record.tides, record.tideCount, 2);
 }
 
+tPackErrorCode PacktSampleGuessds(const sQlet1Mod4MessageHdr* header, unsigned char* buffer,
+    unsigned int* cursor, const tSampleGuessds* record) {
+    if (header == nullptr) return ePackNoHeader;
+    if (buffer == nullptr) return ePackNoBuffer;
+    if (cursor == nullptr) return ePackNoCursor;
+    if (record == nullptr) return ePackNoRecord;
+    if (const auto failure = PackUint8(header->length, buffer, cursor, record->marker)) return failure;
+    if (const auto failure = PackVALSampleArrays_t(header, buffer, cursor, &record->arrays)) return failure;
+    return ePackOk;
+}
+
+tUnpackErrorCode UnpacktSampleGuessds(const sQlet1Mod4MessageHdr* header, const unsigned char* buffer,
+    unsigned int* cursor, tSampleGuessds* record) {
+    if (header == nullptr) return eUnpackNoHeader;
+    if (buffer == nullptr) return eUnpackNoBuffer;
+    if (cursor == nullptr) return eUnpackNoCursor;
+    if (record == nullptr) return eUnpackNoRecord;
+    if (const auto failure = UnpackUint8(header->length, buffer, cursor, &record->marker)) return failure;
+    if (const auto failure = UnpackVALSampleArrays_t(header, buffer, cursor, &record->arrays)) return failure;
+    return eUnpackOk;
+}
+
+std::uint64_t PackedSizeOftSampleGuessds(const void* context, const tSampleGuessds* record) {
+    std::uint64_t size = 1;
+    size += PackedSizeOfVALSampleArrays_t(context, &record->arrays);
+    return size;
+}
+
 tPackErrorCode PacktSampleHolderds(const sQlet1Mod4MessageHdr* header, unsigned char* buffer,
     unsigned int* cursor, const tSampleHolderds* record) {
     if (header == nullptr) return ePackNoHeader;
@@ -713,6 +741,28 @@ tUnpackErrorCode UnpackValSampleScalarsInd(const sQlet1Mod4MessageHdr* header, c
     if (header->messageId != ValSampleScalarsIndId) return eUnpackWrongMessageId;
     unsigned int cursor = 0;
     const tUnpackErrorCode code = UnpacktValSampleScalarsIndds(header, buffer, &cursor, record);
+    if (code != eUnpackOk) return code;
+    return header->length > cursor ? eUnpackTrailingBytes : eUnpackOk;
+}
+
+tPackErrorCode PackSampleGuess(sQlet1Mod4MessageHdr* header, unsigned char* buffer, unsigned int size,
+    const tSampleGuessds* record) {
+    if (header == nullptr) return ePackNoHeader;
+    if (buffer == nullptr) return ePackNoBuffer;
+    header->length = size;
+    header->messageId = SampleGuessId;
+    unsigned int cursor = 0;
+    const tPackErrorCode code = PacktSampleGuessds(header, buffer, &cursor, record);
+    header->length = code == ePackOk ? cursor : 0;
+    return code;
+}
+
+tUnpackErrorCode UnpackSampleGuess(const sQlet1Mod4MessageHdr* header, const unsigned char* buffer,
+    tSampleGuessds* record) {
+    if (header == nullptr) return eUnpackNoHeader;
+    if (header->messageId != SampleGuessId) return eUnpackWrongMessageId;
+    unsigned int cursor = 0;
+    const tUnpackErrorCode code = UnpacktSampleGuessds(header, buffer, &cursor, record);
     if (code != eUnpackOk) return code;
     return header->length > cursor ? eUnpackTrailingBytes : eUnpackOk;
 }

@@ -2,6 +2,7 @@
 // Change the schema and build again.
 #pragma once
 
+#include "codec/Assumed.h"
 #include "codec/MessageFrame.h"
 #include "codec/Primitives.h"
 #include "codec/TextForm.h"
@@ -145,6 +146,7 @@ std::uint64_t PackedSizeOfVALSampleName_t(const void* context, const VALSampleNa
 void ToStringVALSampleName_t(const VALSampleName_t* record, char* text, std::size_t size);
 void appendText(TextForm& text, const VALSampleName_t& record);
 
+#ifdef DIAG_ARA_ACCEPT_ASSUMED_LAYOUTS
 /**
  * The counts stand in front and in another order than the arrays.
  * 15 to 2469 bytes on the wire. Assumed: not every name or width here is agreed with the other side.
@@ -173,14 +175,45 @@ struct VALSampleArrays_t {
     tSampleTide tides[2];  ///< `tideCount` of them count
 };
 static_assert(sizeof(VALSampleArrays_t) < 65536);
+#else
+struct CODEC_ASSUMED(VALSampleArrays_t) VALSampleArrays_t;
+#endif
 
+CODEC_ASSUMED(VALSampleArrays_t)
 tPackErrorCode PackVALSampleArrays_t(const sQlet1Mod4MessageHdr* header, unsigned char* buffer,
     unsigned int* cursor, const VALSampleArrays_t* record);
+CODEC_ASSUMED(VALSampleArrays_t)
 tUnpackErrorCode UnpackVALSampleArrays_t(const sQlet1Mod4MessageHdr* header, const unsigned char* buffer,
     unsigned int* cursor, VALSampleArrays_t* record);
+CODEC_ASSUMED(VALSampleArrays_t)
 std::uint64_t PackedSizeOfVALSampleArrays_t(const void* context, const VALSampleArrays_t* record);
+CODEC_ASSUMED(VALSampleArrays_t)
 void ToStringVALSampleArrays_t(const VALSampleArrays_t* record, char* text, std::size_t size);
+CODEC_ASSUMED(VALSampleArrays_t)
 void appendText(TextForm& text, const VALSampleArrays_t& record);
+
+#ifdef DIAG_ARA_ACCEPT_ASSUMED_LAYOUTS
+/**
+ * Holds an assumption, so it is one.
+ * 16 to 2470 bytes on the wire. Assumed: not every name or width here is agreed with the other side.
+ */
+struct tSampleGuessds {
+    std::uint8_t marker;
+    VALSampleArrays_t arrays;
+};
+static_assert(sizeof(tSampleGuessds) < 65536);
+#else
+struct CODEC_ASSUMED(tSampleGuessds) tSampleGuessds;
+#endif
+
+CODEC_ASSUMED(tSampleGuessds)
+tPackErrorCode PacktSampleGuessds(const sQlet1Mod4MessageHdr* header, unsigned char* buffer,
+    unsigned int* cursor, const tSampleGuessds* record);
+CODEC_ASSUMED(tSampleGuessds)
+tUnpackErrorCode UnpacktSampleGuessds(const sQlet1Mod4MessageHdr* header, const unsigned char* buffer,
+    unsigned int* cursor, tSampleGuessds* record);
+CODEC_ASSUMED(tSampleGuessds)
+std::uint64_t PackedSizeOftSampleGuessds(const void* context, const tSampleGuessds* record);
 
 /** 62 to 316 bytes on the wire. */
 struct tSampleHolderds {
@@ -196,13 +229,21 @@ tUnpackErrorCode UnpacktSampleHolderds(const sQlet1Mod4MessageHdr* header, const
     unsigned int* cursor, tSampleHolderds* record);
 std::uint64_t PackedSizeOftSampleHolderds(const void* context, const tSampleHolderds* record);
 
+#ifdef DIAG_ARA_ACCEPT_ASSUMED_LAYOUTS
 /** Sent when a count changes. */
 using tValSampleArraysIndds = VALSampleArrays_t;
+#else
+struct CODEC_ASSUMED(VALSampleArrays_t) tValSampleArraysIndds;
+#endif
+CODEC_ASSUMED(VALSampleArrays_t)
 tPackErrorCode PacktValSampleArraysIndds(const sQlet1Mod4MessageHdr* header, unsigned char* buffer,
     unsigned int* cursor, const tValSampleArraysIndds* record);
+CODEC_ASSUMED(VALSampleArrays_t)
 tUnpackErrorCode UnpacktValSampleArraysIndds(const sQlet1Mod4MessageHdr* header, const unsigned char* buffer,
     unsigned int* cursor, tValSampleArraysIndds* record);
+CODEC_ASSUMED(VALSampleArrays_t)
 std::uint64_t PackedSizeOftValSampleArraysIndds(const void* context, const tValSampleArraysIndds* record);
+CODEC_ASSUMED(VALSampleArrays_t)
 void ToStringtValSampleArraysIndds(const tValSampleArraysIndds* record, char* text, std::size_t size);
 
 using tValSampleScalarsIndds = VALSampleScalars_t;
@@ -222,8 +263,10 @@ tUnpackErrorCode UnpackSampleHolder(const sQlet1Mod4MessageHdr* header, const un
     tSampleHolderds* record);
 
 inline constexpr std::uint16_t ValSampleArraysIndId = 60002;
+CODEC_ASSUMED(VALSampleArrays_t)
 tPackErrorCode PackValSampleArraysInd(sQlet1Mod4MessageHdr* header, unsigned char* buffer, unsigned int size,
     const tValSampleArraysIndds* record);
+CODEC_ASSUMED(VALSampleArrays_t)
 tUnpackErrorCode UnpackValSampleArraysInd(const sQlet1Mod4MessageHdr* header, const unsigned char* buffer,
     tValSampleArraysIndds* record);
 
@@ -232,3 +275,11 @@ tPackErrorCode PackValSampleScalarsInd(sQlet1Mod4MessageHdr* header, unsigned ch
     const tValSampleScalarsIndds* record);
 tUnpackErrorCode UnpackValSampleScalarsInd(const sQlet1Mod4MessageHdr* header, const unsigned char* buffer,
     tValSampleScalarsIndds* record);
+
+inline constexpr std::uint16_t SampleGuessId = 60004;
+CODEC_ASSUMED(tSampleGuessds)
+tPackErrorCode PackSampleGuess(sQlet1Mod4MessageHdr* header, unsigned char* buffer, unsigned int size,
+    const tSampleGuessds* record);
+CODEC_ASSUMED(tSampleGuessds)
+tUnpackErrorCode UnpackSampleGuess(const sQlet1Mod4MessageHdr* header, const unsigned char* buffer,
+    tSampleGuessds* record);

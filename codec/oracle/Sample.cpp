@@ -76,6 +76,15 @@ const Record& arrays() {
     return table;
 }
 
+const Record& guess() {
+    using R = tSampleGuessds;
+    static const Record table{
+        "tSampleGuessds",
+        sizeof(R),
+        {unsignedField(MEMBER(R, marker), 1), recordField(MEMBER(R, arrays), arrays())}};
+    return table;
+}
+
 const Record& holder() {
     using R = tSampleHolderds;
     static const Record table{"tSampleHolderds",
@@ -92,7 +101,7 @@ const std::vector<Subject>& sampleSubjects() {
         TEXT_SUBJECT(VALSampleScalars_t, scalars()),   TEXT_SUBJECT(VALSamplePair_t, pair()),
         TEXT_SUBJECT(VALSampleName_t, name()),         TEXT_SUBJECT(VALSampleArrays_t, arrays()),
         FAMILY_MESSAGE(SampleHolder, 60001, holder()), VAL_MESSAGE(SampleArrays, 60002, arrays()),
-        VAL_MESSAGE(SampleScalars, 60003, scalars()),
+        VAL_MESSAGE(SampleScalars, 60003, scalars()),  FAMILY_MESSAGE(SampleGuess, 60004, guess()),
     };
     return all;
 }

@@ -20,31 +20,37 @@ bool PackUnpackEnum{name}HasValue({wire} value);
 
 """
 
-RECORD = """\
+STRUCT = """\
 {doc}struct {name} {{
 {members}}};
 static_assert(sizeof({name}) < 65536);
-
-{functions}{append_text}
 """
 
-FORWARD = """\
+ALIAS = """\
 {doc}using {name} = {target};
-{functions}
+"""
+
+# A program that has not accepted assumptions sees the name and nothing of the layout.
+ASSUMED_TYPE = """\
+#ifdef DIAG_ARA_ACCEPT_ASSUMED_LAYOUTS
+{type}#else
+struct CODEC_ASSUMED({record}) {name};
+#endif
 """
 
 FUNCTIONS = f"""\
-{PACK_SIGNATURE};
-{UNPACK_SIGNATURE};
-std::uint64_t PackedSizeOf{{name}}({{size_arguments}});
+{{mark}}{PACK_SIGNATURE};
+{{mark}}{UNPACK_SIGNATURE};
+{{mark}}std::uint64_t PackedSizeOf{{name}}({{size_arguments}});
 """
 
 MESSAGE = f"""\
 {{doc}}inline constexpr std::uint16_t {{name}}Id = {{id}};
-{PACK_MESSAGE_SIGNATURE};
-{UNPACK_MESSAGE_SIGNATURE};
+{{mark}}{PACK_MESSAGE_SIGNATURE};
+{{mark}}{UNPACK_MESSAGE_SIGNATURE};
 
 """
+
 
 def umbrella(model, prefix):
     """The header that brings every record of every family."""
@@ -54,7 +60,8 @@ def umbrella(model, prefix):
 
 
 def header(model, family, prefix):
-    includes = ["codec/MessageFrame.h", "codec/Primitives.h", "codec/TextForm.h"]
+    includes = ["codec/Assumed.h"] if any(each.assumed for each in [*family.records, *family.forwards]) else []
+    includes += ["codec/MessageFrame.h", "codec/Primitives.h", "codec/TextForm.h"]
     includes += [f"{prefix}/{name}.h" for name in family.uses]
     body = "".join(map(_enum, family.enums)) + "".join(map(_record, family.records))
     body += "".join(map(_forward, family.forwards)) + "".join(map(_message, family.messages))
@@ -83,10 +90,19 @@ def _with_note(line, *notes):
 
 
 def _record(record):
-    return RECORD.format(
-        doc=words.doc(record.comment, words.record(record)), name=record.name,
-        members="".join(map(_member, record.fields)), functions=_functions(record.name, record),
-        append_text=f"void appendText(TextForm& text, const {record.name}& record);\n" if record.text else "")
+    name = record.name
+    struct = STRUCT.format(doc=words.doc(record.comment, words.record(record)), name=name,
+                           members="".join(map(_member, record.fields)))
+    append_text = f"{_mark(record)}void appendText(TextForm& text, const {name}& record);\n" if record.text else ""
+    return _type(name, record, struct) + "\n" + _functions(name, record) + append_text + "\n"
+
+
+def _type(name, record, declaration):
+    return ASSUMED_TYPE.format(type=declaration, record=record.name, name=name) if record.assumed else declaration
+
+
+def _mark(record):
+    return f"CODEC_ASSUMED({record.name})\n" if record.assumed else ""
 
 
 def _functions(name, record):
@@ -95,8 +111,8 @@ def _functions(name, record):
     arguments = f"const void* context, const {name}* record"
     if record.is_fixed:
         arguments = f"const void* context = nullptr,\n    const {name}* record = nullptr"
-    text = TO_STRING_SIGNATURE.format(name=name) + ";\n" if record.text else ""
-    return FUNCTIONS.format(name=name, size_arguments=arguments) + text
+    text = _mark(record) + TO_STRING_SIGNATURE.format(name=name) + ";\n" if record.text else ""
+    return FUNCTIONS.format(name=name, mark=_mark(record), size_arguments=arguments) + text
 
 
 def _member(field):
@@ -111,10 +127,11 @@ def _member(field):
 
 
 def _forward(forward):
-    return FORWARD.format(
-        doc=words.doc(forward.comment), name=forward.name, target=forward.target.name,
-        functions=_functions(forward.name, forward.target))
+    name, target = forward.name, forward.target
+    alias = ALIAS.format(doc=words.doc(forward.comment), name=name, target=target.name)
+    return _type(name, target, alias) + _functions(name, target) + "\n"
 
 
 def _message(message):
-    return MESSAGE.format(doc=words.doc(message.comment), name=message.name, id=message.id, record=message.record.name)
+    return MESSAGE.format(doc=words.doc(message.comment), name=message.name, id=message.id,
+                          mark=_mark(message.payload), record=message.record.name)

@@ -8,7 +8,7 @@ from pathlib import Path
 
 import words
 from cpp_types import BANNER
-from model import Forward, element_bytes, scalar_bits
+from model import element_bytes, scalar_bits
 
 PACKAGE = "package zvif.vehicle.services.val.records;\n\n"
 
@@ -80,18 +80,13 @@ def _messages(model):
     banner = BANNER.format(file=" and ".join(family.file for family in model.families))
     messages = sorted((each for family in model.families for each in family.messages), key=lambda each: each.id)
     ids = "".join(
-        _doc(each.comment, f"Carries {{@link {_class(each.record)}}}", indent="    ")
+        _doc(each.comment, f"Carries {{@link {each.payload.name}}}", indent="    ")
         + f"    public static final int {each.name} = {each.id};\n" for each in messages)
     return MESSAGES.format(banner=banner, package=PACKAGE, ids=ids)
 
 
 def _doc(comment, *more, indent=""):
     return words.doc(html.escape(comment, quote=False).replace("@", "{@literal @}"), *more, indent=indent)
-
-
-def _class(record):
-    """A forwarder has no class of its own."""
-    return record.target.name if isinstance(record, Forward) else record.name
 
 
 def _enum(enum, banner):

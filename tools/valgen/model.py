@@ -103,6 +103,10 @@ class Forward:
     family: str
     comment: str
 
+    @property
+    def assumed(self):
+        return self.target.assumed
+
 
 @dataclass
 class Message:
@@ -110,6 +114,11 @@ class Message:
     name: str
     record: object  # Record or Forward
     comment: str
+
+    @property
+    def payload(self):
+        """The record whose fields the message carries."""
+        return self.record.target if isinstance(self.record, Forward) else self.record
 
 
 @dataclass
@@ -353,6 +362,8 @@ class _Checker:
             each.place.refuse(f"'{record.name}' is refused above")
         if holder.text and not record.text:
             each.place.refuse(f"'{holder.name}' has a text form and needs one of '{record.name}'")
+        if record.assumed and not holder.assumed:
+            each.place.refuse(f"'{holder.name}' holds '{record.name}', whose layout is assumed, and is assumed itself")
         return record
 
     def _forward(self, family, statement):

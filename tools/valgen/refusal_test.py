@@ -133,6 +133,12 @@ class Refusals(unittest.TestCase):
                      "a.val:4: 'B' has a text form and needs one of 'A'")
         self.refused(before + "forward F to A\n", "a.val:3: 'F' has a text form and needs one of 'A'")
 
+    def test_an_assumption_in_a_record_that_is_none(self):
+        before = "record A assumed\n    x u8\nrecord B\n    n u8\n"
+        for field in ("a record A", "a record A[n] max 2"):
+            self.refused(before + f"    {field}\n", "a.val:5: 'B' holds 'A', whose layout is assumed, and is assumed "
+                         "itself")
+
     def test_a_message_id_out_of_range(self):
         for number in (0, 65536):
             self.refused(GOOD + f"message {number} M carries VALPoint_t\n",

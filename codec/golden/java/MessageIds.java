@@ -13,6 +13,8 @@ public final class MessageIds {
     public static final int ValSampleArraysInd = 60002;
     /** Carries {@link VALSampleScalars_t} */
     public static final int ValSampleScalarsInd = 60003;
+    /** Carries {@link tSampleGuessds} */
+    public static final int SampleGuess = 60004;
 
     private MessageIds() {
     }
