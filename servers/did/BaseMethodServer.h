@@ -9,7 +9,7 @@
 
 #include "binding/future/Promise.h"
 #include "core/Trace.h"
-#include "registry/Runnable.h"
+#include "servers/SkeletonServer.h"
 #include "servers/makeSkeleton.h"
 
 namespace zvg::val::diag_ara::services {
@@ -31,7 +31,7 @@ namespace zvg::val::diag_ara::services {
 /// Nobody waits for another here and nothing refuses a second Read: it takes the place of the first, whose
 /// caller gets no reply. So a Read that comes while a response is being decoded can lose its flag to it.
 template <class Server, class SkeletonImpl, class Output, class CancelOutput>
-class BaseMethodServer : public Runnable {
+class BaseMethodServer : public SkeletonServer<SkeletonImpl> {
 public:
     static std::unique_ptr<Runnable> create() { return std::unique_ptr<Runnable>(new Server); }
 
@@ -46,7 +46,7 @@ public:
     /// Makes the skeleton; `name` only marks the lines of the log. Throws what the platform throws if it
     /// doesn't know the service.
     void init(std::string name) override {
-        m_skeleton = makeSkeleton<SkeletonImpl>(m_instanceId);
+        m_skeleton = makeSkeleton<SkeletonImpl>(this->m_instanceId);
         m_skeleton->m_server = this;
         m_logPrefix = m_serviceName + "::methods::Server<" + name + ">::";
         m_requestCanceled = false;
@@ -54,14 +54,6 @@ public:
         m_requestPending = false;
         renewPromise();
         out(level::DETAIL, TRACE_HERE, "");
-    }
-
-    /// Offers the service; without init it does nothing.
-    void start() override {
-        out(level::DETAIL, TRACE_HERE, "");
-        if (!m_skeleton) return;
-        out(level::DETAIL, TRACE_HERE, "OfferService()");
-        m_skeleton->OfferService();
     }
 
     /// Takes a response of Java if one is awaited. The bytes are used during the call only.
@@ -90,6 +82,10 @@ public:
     }
 
 protected:
+    using SkeletonServer<SkeletonImpl>::out;
+    using SkeletonServer<SkeletonImpl>::m_skeleton;
+    using SkeletonServer<SkeletonImpl>::m_logPrefix;
+
     BaseMethodServer(std::uint16_t requestId, std::string serviceName)
         : m_requestId(requestId), m_serviceName(std::move(serviceName)) {}
 
@@ -101,11 +97,6 @@ protected:
     std::shared_ptr<eb::com::Promise<Output>> promise() {
         std::lock_guard const lock(m_promiseMutex);
         return m_promise;
-    }
-
-    template <class... Args>
-    void out(eLogLevel level, Args... args) const {
-        Trace::out(level, m_logPrefix.c_str(), args...);
     }
 
     std::string const& logPrefix() const noexcept { return m_logPrefix; }
@@ -135,9 +126,6 @@ private:
     Flag m_responseReceived = false;
     Flag m_requestPending = false;
     // From here on written before the offer and read only after it.
-    std::unique_ptr<SkeletonImpl> m_skeleton;
-    std::string m_instanceId = "1";
-    std::string m_logPrefix;
     std::uint16_t m_requestId;
     std::string m_serviceName;
 };

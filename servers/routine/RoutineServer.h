@@ -12,7 +12,7 @@
 #include "binding/generated/Routine_service.h"
 #include "codec/codec.h"
 #include "core/Trace.h"
-#include "registry/Runnable.h"
+#include "servers/SkeletonServer.h"
 #include "servers/makeSkeleton.h"
 #include "servers/routine/ResponseHandlerList.h"
 #include "servers/routine/RoutineRequest.h"
@@ -97,9 +97,12 @@ private:
 /// Java's messages, any of them beside each other; each request in flight has a thread of its own.
 /// Destruction withdraws the offer and waits for running calls, then cancels every request, then waits for
 /// their threads: each client still gets the reply of a cancelled request.
-template <RoutineRow const& ROW, class Server, class SkeletonImpl, class StartHandler, class StopHandler,
-          class RequestResultsHandler, class CancelHandler>
-class RoutineServer : public Runnable {
+template <RoutineRow const& ROW, class Server, class SkeletonImpl>
+class RoutineServer : public SkeletonServer<SkeletonImpl> {
+    using SkeletonServer<SkeletonImpl>::out;
+    using SkeletonServer<SkeletonImpl>::m_skeleton;
+    using SkeletonServer<SkeletonImpl>::m_logPrefix;
+
 public:
     using Meta = zvg::services::diag::Meta;
 
@@ -118,16 +121,8 @@ public:
     /// Makes the skeleton; `name` only marks the lines of the log. Throws what the platform throws if it
     /// doesn't know the service.
     void init(std::string name) override {
-        m_skeleton = makeSkeleton<SkeletonImpl>(m_instanceId, this);
+        m_skeleton = makeSkeleton<SkeletonImpl>(this->m_instanceId, this);
         m_logPrefix = std::string(ROW.serviceWord) + "::methods::Server<" + name + ">::";
-    }
-
-    /// Offers the service; without init it does nothing.
-    void start() override {
-        out(level::DETAIL, TRACE_HERE, "");
-        if (!m_skeleton) return;
-        out(level::DETAIL, TRACE_HERE, "OfferService()");
-        m_skeleton->OfferService();
     }
 
     /// Takes a response of Java. The bytes are used during the call only.
@@ -144,33 +139,30 @@ public:
     // What a diagnostic request tells about itself changes nothing. The void ones succeed whatever happens.
 
     eb::com::Future<void> Start(Meta const&) {
-        return sendJavaRoutineRequest<void, StartHandler>(routine::Start::CONTROL,
-                                                          CFG_ROUTINE_START_RESPONSE_TIMEOUT);
+        return sendJavaRoutineRequest<void, routine::Start>(CFG_ROUTINE_START_RESPONSE_TIMEOUT);
     }
     eb::com::Future<void> Stop(Meta const&) {
-        return sendJavaRoutineRequest<void, StopHandler>(routine::Stop::CONTROL,
-                                                         CFG_ROUTINE_STOP_RESPONSE_TIMEOUT);
+        return sendJavaRoutineRequest<void, routine::Stop>(CFG_ROUTINE_STOP_RESPONSE_TIMEOUT);
     }
     eb::com::Future<routine::RequestResults::Output> RequestResults(Meta const&) {
-        return sendJavaRoutineRequest<routine::RequestResults::Output, RequestResultsHandler>(
-            routine::RequestResults::CONTROL, CFG_ROUTINE_REQUESTRESULTS_RESPONSE_TIMEOUT);
+        return sendJavaRoutineRequest<routine::RequestResults::Output, routine::RequestResults>(
+            CFG_ROUTINE_REQUESTRESULTS_RESPONSE_TIMEOUT);
     }
     eb::com::Future<void> Cancel(Meta const&) {
-        return sendJavaRoutineRequest<void, CancelHandler>(routine::Cancel::CONTROL,
-                                                           CFG_ROUTINE_CANCEL_RESPONSE_TIMEOUT);
+        return sendJavaRoutineRequest<void, routine::Cancel>(CFG_ROUTINE_CANCEL_RESPONSE_TIMEOUT);
     }
 
 private:
     /// Asks Java and returns at once; the handler completes the future. Throws std::system_error if the
     /// handler gets no thread: its transaction id is spent then.
-    template <class Output, class Handler>
-    eb::com::Future<Output> sendJavaRoutineRequest(tControlParameter controlParameter,
-                                                   std::chrono::milliseconds timeout) {
+    template <class Output, class Operation>
+    eb::com::Future<Output> sendJavaRoutineRequest(std::chrono::milliseconds timeout) {
         tDiagmgrJavaRoutineReqds request{};
         request.routineId = ROW.routineId;
         request.transactionId = m_transactionId++;
-        request.controlParameter = controlParameter;
-        auto const handler = std::make_shared<Handler>(request.transactionId, responseWait(timeout));
+        request.controlParameter = Operation::CONTROL;
+        auto const handler =
+            std::make_shared<OperationHandler<ROW, Operation>>(request.transactionId, responseWait(timeout));
         out(level::DETAIL, TRACE_HERE,
             "Created response handler for request: ", print_DiagRoutineRequest(request), "!");
         // Listed before the request leaves: its response may be faster than this thread.
@@ -198,17 +190,8 @@ private:
         return taken ? eValOk : eValRefused;
     }
 
-    template <class... Args>
-    void out(eLogLevel level, Args... args) const {
-        Trace::out(level, m_logPrefix.c_str(), args...);
-    }
-
     static constexpr std::size_t MAX_HANDLERS = 10;
 
-    // The first three are written before the offer and read only after it.
-    std::unique_ptr<SkeletonImpl> m_skeleton;
-    std::string m_instanceId = "1";
-    std::string m_logPrefix;
     common::ResponseHandlerList<tDiagmgrJavaRoutineRespds> m_responseHandlers{MAX_HANDLERS};
     std::atomic<std::uint32_t> m_transactionId{0};  // of the next request
 };

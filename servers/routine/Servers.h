@@ -14,23 +14,14 @@ namespace rebuildparameters::methods {
 
 extern RoutineRow const ROW;
 
-class StartResponseHandler : public OperationHandler<ROW, routine::Start> {
-    using OperationHandler::OperationHandler;
-};
-class StopResponseHandler : public OperationHandler<ROW, routine::Stop> {
-    using OperationHandler::OperationHandler;
-};
-class RequestResultsResponseHandler : public OperationHandler<ROW, routine::RequestResults> {
-    using OperationHandler::OperationHandler;
-};
-class CancelResponseHandler : public OperationHandler<ROW, routine::Cancel> {
-    using OperationHandler::OperationHandler;
-};
+using StartResponseHandler = OperationHandler<ROW, routine::Start>;
+using StopResponseHandler = OperationHandler<ROW, routine::Stop>;
+using RequestResultsResponseHandler = OperationHandler<ROW, routine::RequestResults>;
+using CancelResponseHandler = OperationHandler<ROW, routine::Cancel>;
 
 class Server;
 class RebuildParametersSkeleton_impl;
-using Base = RoutineServer<ROW, Server, RebuildParametersSkeleton_impl, StartResponseHandler,
-                           StopResponseHandler, RequestResultsResponseHandler, CancelResponseHandler>;
+using Base = RoutineServer<ROW, Server, RebuildParametersSkeleton_impl>;
 
 class RebuildParametersSkeleton_impl
     : public RoutineSkeleton_impl<
@@ -49,23 +40,14 @@ namespace initializeparameters::methods {
 
 extern RoutineRow const ROW;
 
-class StartResponseHandler : public OperationHandler<ROW, routine::Start> {
-    using OperationHandler::OperationHandler;
-};
-class StopResponseHandler : public OperationHandler<ROW, routine::Stop> {
-    using OperationHandler::OperationHandler;
-};
-class RequestResultsResponseHandler : public OperationHandler<ROW, routine::RequestResults> {
-    using OperationHandler::OperationHandler;
-};
-class CancelResponseHandler : public OperationHandler<ROW, routine::Cancel> {
-    using OperationHandler::OperationHandler;
-};
+using StartResponseHandler = OperationHandler<ROW, routine::Start>;
+using StopResponseHandler = OperationHandler<ROW, routine::Stop>;
+using RequestResultsResponseHandler = OperationHandler<ROW, routine::RequestResults>;
+using CancelResponseHandler = OperationHandler<ROW, routine::Cancel>;
 
 class Server;
 class InitializeParametersSkeleton_impl;
-using Base = RoutineServer<ROW, Server, InitializeParametersSkeleton_impl, StartResponseHandler,
-                           StopResponseHandler, RequestResultsResponseHandler, CancelResponseHandler>;
+using Base = RoutineServer<ROW, Server, InitializeParametersSkeleton_impl>;
 
 class InitializeParametersSkeleton_impl
     : public RoutineSkeleton_impl<
@@ -84,23 +66,14 @@ namespace transferparametersfromatn::methods {
 
 extern RoutineRow const ROW;
 
-class StartResponseHandler : public OperationHandler<ROW, routine::Start> {
-    using OperationHandler::OperationHandler;
-};
-class StopResponseHandler : public OperationHandler<ROW, routine::Stop> {
-    using OperationHandler::OperationHandler;
-};
-class RequestResultsResponseHandler : public OperationHandler<ROW, routine::RequestResults> {
-    using OperationHandler::OperationHandler;
-};
-class CancelResponseHandler : public OperationHandler<ROW, routine::Cancel> {
-    using OperationHandler::OperationHandler;
-};
+using StartResponseHandler = OperationHandler<ROW, routine::Start>;
+using StopResponseHandler = OperationHandler<ROW, routine::Stop>;
+using RequestResultsResponseHandler = OperationHandler<ROW, routine::RequestResults>;
+using CancelResponseHandler = OperationHandler<ROW, routine::Cancel>;
 
 class Server;
 class TransferParametersFromATNSkeleton_impl;
-using Base = RoutineServer<ROW, Server, TransferParametersFromATNSkeleton_impl, StartResponseHandler,
-                           StopResponseHandler, RequestResultsResponseHandler, CancelResponseHandler>;
+using Base = RoutineServer<ROW, Server, TransferParametersFromATNSkeleton_impl>;
 
 class TransferParametersFromATNSkeleton_impl
     : public RoutineSkeleton_impl<
@@ -119,23 +92,14 @@ namespace storeparametersinatn::methods {
 
 extern RoutineRow const ROW;
 
-class StartResponseHandler : public OperationHandler<ROW, routine::Start> {
-    using OperationHandler::OperationHandler;
-};
-class StopResponseHandler : public OperationHandler<ROW, routine::Stop> {
-    using OperationHandler::OperationHandler;
-};
-class RequestResultsResponseHandler : public OperationHandler<ROW, routine::RequestResults> {
-    using OperationHandler::OperationHandler;
-};
-class CancelResponseHandler : public OperationHandler<ROW, routine::Cancel> {
-    using OperationHandler::OperationHandler;
-};
+using StartResponseHandler = OperationHandler<ROW, routine::Start>;
+using StopResponseHandler = OperationHandler<ROW, routine::Stop>;
+using RequestResultsResponseHandler = OperationHandler<ROW, routine::RequestResults>;
+using CancelResponseHandler = OperationHandler<ROW, routine::Cancel>;
 
 class Server;
 class StoreParametersInATNSkeleton_impl;
-using Base = RoutineServer<ROW, Server, StoreParametersInATNSkeleton_impl, StartResponseHandler,
-                           StopResponseHandler, RequestResultsResponseHandler, CancelResponseHandler>;
+using Base = RoutineServer<ROW, Server, StoreParametersInATNSkeleton_impl>;
 
 class StoreParametersInATNSkeleton_impl
     : public RoutineSkeleton_impl<
