@@ -1,8 +1,8 @@
 #pragma once
 
 /**
- * Marks what rests on a record whose layout nobody has agreed with the other side. Using it doesn't compile, unless the
- * program says before it includes the codec that it takes such layouts as they are:
+ * Marks what rests on a record whose layout nobody has agreed with the other side. Using it doesn't compile,
+ * unless the program says before it includes the codec that it takes such layouts as they are:
  *
  *     target_compile_definitions(my_program PRIVATE DIAG_ARA_ACCEPT_ASSUMED_LAYOUTS)
  *
@@ -11,8 +11,9 @@
 #ifdef DIAG_ARA_ACCEPT_ASSUMED_LAYOUTS
 #define CODEC_ASSUMED(record)
 #else
-#define CODEC_ASSUMED(record)                                                                                 \
-    __attribute__((unavailable("the layout of " #record " is assumed, not agreed with the other side: define " \
-                               "DIAG_ARA_ACCEPT_ASSUMED_LAYOUTS to use it as it is, or agree on it as "       \
+#define CODEC_ASSUMED(record)                                                                           \
+    __attribute__((unavailable("the layout of " #record                                                 \
+                               " is assumed, not agreed with the other side: define "                   \
+                               "DIAG_ARA_ACCEPT_ASSUMED_LAYOUTS to use it as it is, or agree on it as " \
                                "codec/README.md says")))
 #endif

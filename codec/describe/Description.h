@@ -8,13 +8,13 @@
 #include <string_view>
 
 /**
- * What the schemas say of messages and records, for programs that look at payloads whose type they learn at run time:
- * tools and tests. The tables are generated beside the codec; the codec itself doesn't use them, and they don't go
- * into the product. Everything lives as long as the program, and nothing changes.
+ * What the schemas say of messages and records, for programs that look at payloads whose type they learn at
+ * run time: tools and tests. The tables are generated beside the codec; the codec itself doesn't use them,
+ * and they don't go into the product. Everything lives as long as the program, and nothing changes.
  */
 namespace codec::describe {
 
-/** An enumeration's value set. Values are those of the wire, at its width; a signed one's are widened with the sign. */
+/** An enumeration's value set. Values are those of the wire, at its width, a signed one's with their sign. */
 struct Enumeration {
     enum class Kind : std::uint8_t { RANGES, MASK, ANY };
     struct Range {
@@ -50,16 +50,19 @@ struct Field {
     std::size_t memberOffset;  ///< of the member in the record's struct, in bytes
     std::size_t memberBytes;   ///< of the whole member
     bool isArray;
-    std::size_t capacity;    ///< elements that the member has room for: a counted array's maximum, a fixed one's size
+    std::size_t capacity;    ///< elements there is room for: a counted array's maximum, a fixed one's size
     std::size_t countField;  ///< index of the field that counts, NO_COUNT for a fixed array or a single value
     const Enumeration* enumeration;  ///< of an ENUM alone
     const Record* record;            ///< of a RECORD alone
     std::string_view comment;        ///< unit and meaning, from the schema
 
-    std::size_t elementBytes() const { return memberBytes / capacity; }  ///< from one element to the next in memory
+    std::size_t elementBytes() const {
+        return memberBytes / capacity;
+    }  ///< from one element to the next in memory
 };
 
-/** A record's fields and its functions under signatures that all records share; `record` points to its struct. */
+/** A record's fields and its functions under signatures that all records share; `record` points to its
+ * struct. */
 struct Record {
     std::string_view name;
     std::string_view family;  ///< the schema file's name without its ending
@@ -85,6 +88,9 @@ struct Message {
 
     tPackErrorCode (*pack)(sQlet1Mod4MessageHdr*, unsigned char*, unsigned size, const void* record);
     tUnpackErrorCode (*unpack)(const sQlet1Mod4MessageHdr*, const unsigned char*, void* record);
+    std::uint64_t (*packedSize)(const void* context, const void* record);  ///< the payload's own, as the next
+    void (*toString)(const void* record, char* text, std::size_t size);    ///< null if it has no text form
+    std::string_view comment;
 };
 
 /** All of them; messages ascend by id, records and enumerations by name. */

@@ -12,6 +12,7 @@ import argparse
 import pathlib
 import sys
 
+import cpp_describe
 import cpp_header
 import cpp_source
 import java_files
@@ -26,10 +27,11 @@ def write(folder, files):
 
 
 def cpp_files(model, prefix):
-    files = {"codec.h": cpp_header.umbrella(model, prefix)}
+    files = {"codec.h": cpp_header.umbrella(model, prefix), "describe.cpp": cpp_describe.families(model)}
     for family in model.families:
         files[f"{family.name}.h"] = cpp_header.header(model, family, prefix)
         files[f"{family.name}.cpp"] = cpp_source.source(family, prefix)
+        files[f"describe_{family.name}.cpp"] = cpp_describe.describe(family, prefix)
     return files
 
 
