@@ -56,13 +56,11 @@ struct Field {
     const Record* record;            ///< of a RECORD alone
     std::string_view comment;        ///< unit and meaning, from the schema
 
-    std::size_t elementBytes() const {
-        return memberBytes / capacity;
-    }  ///< from one element to the next in memory
+    /** From one element to the next in memory. */
+    std::size_t elementBytes() const { return memberBytes / capacity; }
 };
 
-/** A record's fields and its functions under signatures that all records share; `record` points to its
- * struct. */
+/** A record's fields, and its functions under signatures that all share; `record` points to its struct. */
 struct Record {
     std::string_view name;
     std::string_view family;  ///< the schema file's name without its ending
