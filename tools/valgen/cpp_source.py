@@ -158,7 +158,7 @@ def _record(record):
         # Nested records of fixed size are part of the constant.
         own = sum(each.record.fixed_size for each in record.fields if each.kind == "record" and not each.record.is_fixed)
         sizes = "".join(map(_size, record.fields))
-        context = " context" if "context" in sizes else ""
+        context = " context" if "(context, " in sizes else ""
         text += VARYING_SIZE.format(name=name, size=record.fixed_size - own, fields=sizes, context=context)
     if record.text:
         text += TEXT.format(name=name, fields="".join(map(_text, record.fields)))
