@@ -15,10 +15,13 @@ struct Counters {
     std::atomic<std::int64_t> links{0};          ///< a client's, connected or connecting
     std::atomic<std::int64_t> subscriptions{0};  ///< sinks of a client's events
     std::atomic<std::int64_t> subscribers{0};    ///< other processes at eventgroups of a server
+    std::atomic<std::int64_t> reassemblies{0};   ///< messages of which some segments are still to come
 
     // Ever:
     std::atomic<std::int64_t> dropped{0};        ///< connections that a server ended itself
     std::atomic<std::int64_t> missedSamples{0};  ///< that a sink or the network was too slow for
+    std::atomic<std::int64_t> lostSegmented{
+        0};  ///< messages in segments, and single segments, that were dropped
 };
 
 ARA_API Counters& counters() noexcept;

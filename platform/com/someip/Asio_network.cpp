@@ -1,6 +1,7 @@
 #include "platform/com/someip/Asio_network.h"
 
 #include <fcntl.h>
+#include <sys/socket.h>
 
 #include <asio/ip/multicast.hpp>
 #include <asio/ip/tcp.hpp>
@@ -26,6 +27,14 @@ typename Protocol::endpoint toEndpoint(Address const& address) {
 }
 
 constexpr std::chrono::milliseconds RETRY{100};
+
+/// What a datagram socket keeps until the io thread comes to read it: a message of 1 MiB in segments, with
+/// what the system adds to each of them. Only a privileged process gets more than net.core.rmem_max.
+void enlargeReceiveBuffer(asio::ip::udp::socket& socket) {
+    int const bytes = 2 << 20;  // doubled by the system
+    if (::setsockopt(socket.native_handle(), SOL_SOCKET, SO_RCVBUFFORCE, &bytes, sizeof bytes) == 0) return;
+    ::setsockopt(socket.native_handle(), SOL_SOCKET, SO_RCVBUF, &bytes, sizeof bytes);
+}
 
 class Tcp_listener : public std::enable_shared_from_this<Tcp_listener> {
 public:
@@ -117,6 +126,7 @@ std::shared_ptr<Link> Asio_network::bindDatagrams(Address const& local) {
     return withStandardErrors([&]() -> std::shared_ptr<Link> {
         asio::ip::udp::socket socket(m_loop->context(), asio::ip::udp::v4());
         closeOnExec(socket);
+        enlargeReceiveBuffer(socket);
         socket.bind(toEndpoint<asio::ip::udp>(local));
         socket.set_option(asio::ip::multicast::outbound_interface(asio::ip::address_v4(local.ip)));
         socket.set_option(asio::ip::multicast::hops(1));
@@ -141,6 +151,7 @@ std::shared_ptr<Link> Asio_network::connect(Endpoint const& remote) {
         if (remote.transport == Transport::udp) {
             asio::ip::udp::socket socket(m_loop->context(), asio::ip::udp::v4());
             closeOnExec(socket);
+            enlargeReceiveBuffer(socket);
             socket.connect(toEndpoint<asio::ip::udp>(remote.address));
             return std::make_shared<Udp_link>(m_loop, std::move(socket), false);
         }

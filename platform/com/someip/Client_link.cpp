@@ -61,11 +61,9 @@ void Client_link::send(std::shared_ptr<Open_call> const& call, Service_deploymen
     auto const refuse = [&](std::string const& reason) {
         call->finish({Call_outcome::transport, 0, {}, m_remote.text() + ": " + reason});
     };
-    std::size_t const most =
-        m_remote.transport == Transport::udp ? MAX_DATAGRAM_BYTES - HEADER_BYTES : m_limits.messageBytes;
-    if (request.bytes().size() > most)
+    if (request.bytes().size() > m_limits.messageBytes)
         return refuse("a request of " + std::to_string(request.bytes().size()) + " bytes is longer than " +
-                      std::to_string(most));
+                      std::to_string(m_limits.messageBytes));
     if (m_pending.size() == SESSIONS) return refuse("too many open calls");
     do ++m_lastSession;
     while (m_lastSession == 0 || m_pending.contains(m_lastSession));

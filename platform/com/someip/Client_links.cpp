@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "platform/com/runtime/Log.h"
+#include "platform/com/someip/Tp_link.h"
 
 namespace eb::com::runtime::someip {
 
@@ -10,8 +11,10 @@ std::shared_ptr<Client_link> Client_links::to(Endpoint const& remote) {
     auto const found = m_links.find(remote);
     if (found != m_links.end()) return found->second;
     try {
-        auto link =
-            std::make_shared<Client_link>(m_network.connect(remote), m_clock, remote, m_limits, *this);
+        std::shared_ptr<Link> carrier = m_network.connect(remote);
+        if (remote.transport == Transport::udp)
+            carrier = std::make_shared<Tp_link>(std::move(carrier), m_clock, m_limits);
+        auto link = std::make_shared<Client_link>(std::move(carrier), m_clock, remote, m_limits, *this);
         m_links.emplace(remote, link);
         link->start();
         return link;

@@ -16,11 +16,15 @@ void put16(std::vector<std::uint8_t>& bytes, std::uint16_t value) {
     bytes.push_back(static_cast<std::uint8_t>(value & 0xFFU));
 }
 
+}  // namespace
+
 Header readHeader(std::uint8_t const* at) noexcept {
     return {get16(at), get16(at + 2), get16(at + 8), get16(at + 10), at[12], at[13], at[14], at[15]};
 }
 
-}  // namespace
+std::uint32_t readLength(std::uint8_t const* at) noexcept {
+    return get32(at + 4);
+}
 
 std::vector<std::uint8_t> encode(Header const& header, std::vector<unsigned char> const& payload) {
     auto const length = static_cast<std::uint32_t>(payload.size() + LENGTH_OF_EMPTY);
@@ -59,7 +63,7 @@ Frame_reader::Found Frame_reader::next(Frame& frame) {
     if (m_broken != Found::nothing) return m_broken;
     std::uint8_t const* const at = m_buffer.data() + m_begin;
     if (pending() < 8) return Found::nothing;
-    std::uint32_t const length = get32(at + 4);
+    std::uint32_t const length = readLength(at);
     if (length < LENGTH_OF_EMPTY) {
         m_broken = Found::tooShort;
     } else if (pending() < HEADER_BYTES) {

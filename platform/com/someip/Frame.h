@@ -66,6 +66,12 @@ struct Header {
 /// The whole message as it goes on the wire, in network byte order.
 std::vector<std::uint8_t> encode(Header const& header, std::vector<unsigned char> const& payload);
 
+/// The header that begins at `at`, HEADER_BYTES long.
+Header readHeader(std::uint8_t const* at) noexcept;
+
+/// What the length field of the header at `at` says.
+std::uint32_t readLength(std::uint8_t const* at) noexcept;
+
 /// The header of the answer to `request`: a code other than E_OK makes it an ERROR message.
 Header answerTo(Header const& request, std::uint8_t code) noexcept;
 

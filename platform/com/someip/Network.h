@@ -19,7 +19,8 @@ public:
 
     /// A link made by connect is connected. Streams only.
     virtual void connected() {}
-    /// Bytes came. On a stream any piece of it, on a datagram link one whole datagram and its sender.
+    /// Bytes came. On a stream any piece of it, on a datagram link one whole datagram, or a message that was
+    /// put together from several, and its sender.
     virtual void received(std::uint8_t const* bytes, std::size_t size, Address const& from) = 0;
     /// The peer will send nothing more, but may still read. Streams only.
     virtual void peerEnded() = 0;

@@ -125,7 +125,7 @@ void Server_connection::refuse(Header const& request, Address const& to, std::ui
 
 void Server_connection::reply(Header const& request, Address const& to, std::uint8_t code,
                               Serialized_payload const& payload) {
-    if (payload.bytes().size() > mostBytes()) {
+    if (payload.bytes().size() > m_context->limits.messageBytes) {
         log(ara::log::LogLevel::kError,
             "a reply of " + std::to_string(payload.bytes().size()) + " bytes is too long for its carrier");
         return reply(request, to, E_NOT_OK, {});
@@ -134,18 +134,11 @@ void Server_connection::reply(Header const& request, Address const& to, std::uin
 }
 
 void Server_connection::notify(Header const& header, Address const& to, Serialized_payload const& payload) {
-    if (payload.bytes().size() <= mostBytes()) return m_link->send(encode(header, payload.bytes()), to);
-    log(ara::log::LogLevel::kError,
-        "an event of " + std::to_string(payload.bytes().size()) + " bytes is too long for its carrier");
-    ++counters().missedSamples;
+    m_link->send(encode(header, payload.bytes()), to);
 }
 
 bool Server_connection::reaches(Address const& address) const {
     return isDatagram() || (!m_ending && m_link->remote() == address);
-}
-
-std::size_t Server_connection::mostBytes() const noexcept {
-    return isDatagram() ? MAX_DATAGRAM_BYTES - HEADER_BYTES : m_context->limits.messageBytes;
 }
 
 void Server_connection::sessionEnded(std::size_t bytes) {

@@ -54,7 +54,7 @@ public:
                Serialized_payload const& payload);
     void sessionEnded(std::size_t bytes);
 
-    /// Sends a notification, to the peer or (udp) to that address. One that the carrier can't take is lost.
+    /// Sends a notification, to the peer or (udp) to that address.
     void notify(Header const& header, Address const& to, Serialized_payload const& payload);
     /// Whether notifications may go to that address: udp takes any, a stream has one peer and sends him
     /// nothing more once it is ending.
@@ -68,7 +68,6 @@ public:
 private:
     bool isDatagram() const noexcept { return m_context->transport == Transport::udp; }
     bool isFull() const noexcept;
-    std::size_t mostBytes() const noexcept;
     void readFrames(Frame_reader& reader, Address const& from);
     void handle(Frame const& frame, Address const& from);
     void refuse(Header const& request, Address const& to, std::uint8_t code);

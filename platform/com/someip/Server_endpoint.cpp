@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "platform/com/runtime/Log.h"
+#include "platform/com/someip/Tp_link.h"
 
 namespace eb::com::runtime::someip {
 
@@ -31,7 +32,8 @@ void Server_endpoint::open() {
             m_listener = m_network.listen(m_local.address,
                                           [this](std::shared_ptr<Link> link) { add(std::move(link)); });
         else if (m_connections.empty())
-            add(m_network.bindDatagrams(m_local.address));
+            add(std::make_shared<Tp_link>(m_network.bindDatagrams(m_local.address), m_context->clock,
+                                          m_context->limits));
     } catch (...) {
         m_context->open = false;
         throw;

@@ -172,15 +172,6 @@ TEST_F(Server_test, TwoHundredConnectionsAreServed) {
     EXPECT_TRUE(eventually([] { return counters().connections == 1; }));
 }
 
-TEST_F(Server_test, ReplyTooLongForADatagramIsAnError) {
-    Raw_socket peer(udp());
-    peer.send(frame(request(UDP_SERVICE, wire(BIG)), {0x00, 0x01, 0x00, 0x00}));
-    auto const answer = peer.read();
-    ASSERT_TRUE(answer);
-    EXPECT_EQ(answer->header.code, E_NOT_OK);
-    expectEcho(peer, UDP_SERVICE);
-}
-
 TEST_F(Server_test, ReplyLongerThanTheBoundIsAnError) {
     Raw_socket peer(tcp());
     peer.send(frame(request(TCP_SERVICE, wire(BIG)), {0x00, 0x10, 0x00, 0x01}));

@@ -1,6 +1,7 @@
 #include "platform/com/someip/Udp_link.h"
 
 #include <asio/buffer.hpp>
+#include <asio/error.hpp>
 #include <utility>
 
 #include "platform/com/runtime/Log.h"
@@ -15,6 +16,7 @@ constexpr std::size_t DATAGRAM_BYTES = 65'536;
 Udp_link::Udp_link(std::shared_ptr<Loop> loop, asio::ip::udp::socket socket, bool bound)
     : m_loop(std::move(loop)), m_socket(std::move(socket)), m_buffer(DATAGRAM_BYTES), m_bound(bound) {
     asio::error_code error;
+    m_socket.non_blocking(true, error);  // to send, too
     auto const local = m_socket.local_endpoint(error);
     if (!error) m_local = {local.address().to_v4().to_uint(), local.port()};
     auto const remote = m_socket.remote_endpoint(error);
@@ -58,7 +60,7 @@ void Udp_link::send(std::vector<std::uint8_t> bytes, Address const& to) {
     if (!error) return;
     log(ara::log::LogLevel::kWarn,
         "a datagram of " + std::to_string(bytes.size()) + " bytes is lost: " + error.message());
-    if (m_bound) return;
+    if (m_bound || error == asio::error::would_block) return;
     m_loop->post([self = shared_from_this(), error] {
         if (!self->m_closed) self->fail(error);
     });

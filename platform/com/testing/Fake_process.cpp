@@ -191,8 +191,9 @@ std::size_t Fake_client::ended() const {
     return count;
 }
 
-bool Fake_client::echoes() {
-    Bytes const bytes = {0x12, static_cast<std::uint8_t>(m_calls & 0xFF)};
+bool Fake_client::echoes(std::size_t size) {
+    Bytes bytes(size, 0x12);
+    bytes.back() = static_cast<std::uint8_t>(m_calls & 0xFF);
     int const number = call(FAKE_ECHO, bytes);
     if (!eventually([&] { return !results(number).empty(); })) return false;
     Call_result const result = results(number).front();

@@ -89,7 +89,7 @@ public:
     /// How many calls have ended.
     std::size_t ended() const;
     /// Calls Echo and waits. Whether it was answered with its own bytes.
-    bool echoes();
+    bool echoes(std::size_t size = 2);
 
     void subscribe(Fake_event event);
     void unsubscribe(Fake_event event);

@@ -28,7 +28,7 @@ protected:
         m_server.reset();
         for (auto const* const counter :
              {&counters().calls, &counters().sessions, &counters().links, &counters().connections,
-              &counters().subscriptions, &counters().subscribers})
+              &counters().subscriptions, &counters().subscribers, &counters().reassemblies})
             EXPECT_TRUE(eventually([counter] { return *counter == 0; })) << *counter << " are left";
         EXPECT_EQ(m_network.openPorts(), 0U);
         EXPECT_EQ(m_network.streams(), 0U);
