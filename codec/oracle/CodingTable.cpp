@@ -1,8 +1,7 @@
 #include "codec/codec.h"
-#include "codec/oracle/Subjects.h"
-#include "codec/oracle/Tables.h"
+#include "codec/oracle/Expected.h"
 
-namespace oracle {
+namespace oracle::expected {
 
 const Record& codingTable() {
     // Every set's name is tCoding and the field's name.
@@ -77,4 +76,4 @@ const Record& codingTable() {
     return table;
 }
 
-}  // namespace oracle
+}  // namespace oracle::expected

@@ -30,7 +30,7 @@ struct Outcome {
     RecordMemory record;
 };
 
-testing::AssertionResult alike(const char* what, const Subject& subject, std::uint32_t bound,
+testing::AssertionResult alike(const char* what, std::string_view name, std::uint32_t bound,
                                const Outcome& expected, const Outcome& actual) {
     const char* difference = nullptr;
     if (expected.result.code != actual.result.code)
@@ -47,9 +47,9 @@ testing::AssertionResult alike(const char* what, const Subject& subject, std::ui
         difference = "line about an enumeration";
     if (difference == nullptr) return testing::AssertionSuccess();
     return testing::AssertionFailure()
-           << what << " " << subject.name << " with bound " << bound << ": other " << difference
-           << "; expected code " << expected.result.code << " cursor " << expected.cursor << ", got code "
-           << actual.result.code << " cursor " << actual.cursor;
+           << what << " " << name << " with bound " << bound << ": other " << difference << "; expected code "
+           << expected.result.code << " cursor " << expected.cursor << ", got code " << actual.result.code
+           << " cursor " << actual.cursor;
 }
 
 template <class Code>
@@ -57,8 +57,25 @@ Result withRangeErrors(Code code) {
     return {static_cast<int>(code), takeRangeErrors()};
 }
 
+Outcome packedByOracle(const Record& table, const RecordMemory& record, const sQlet1Mod4MessageHdr& header) {
+    Outcome outcome{{}, header, 0, guarded(header.length), record};
+    outcome.result =
+        pack(table, &outcome.header, outcome.buffer.data() + ZONE, &outcome.cursor, outcome.record.get());
+    return outcome;
+}
+
+Outcome unpackedByOracle(const Record& table, const std::vector<unsigned char>& payload,
+                         const sQlet1Mod4MessageHdr& header) {
+    Outcome outcome{{}, header, 0, guarded(header.length), RecordMemory(table)};
+    std::copy_n(payload.begin(), std::min<std::size_t>(header.length, payload.size()),
+                outcome.buffer.begin() + ZONE);
+    outcome.result =
+        unpack(table, &outcome.header, outcome.buffer.data() + ZONE, &outcome.cursor, outcome.record.get());
+    return outcome;
+}
+
 std::uint64_t mostOf(const Field& field) {
-    return field.stride() == 8 ? ~std::uint64_t{0} : (std::uint64_t{1} << (8 * field.stride())) - 1;
+    return ~std::uint64_t{0} >> (64 - 8 * field.elementBytes());
 }
 
 void fillValid(const Record& table, void* record, std::uint64_t count) {
@@ -67,11 +84,10 @@ void fillValid(const Record& table, void* record, std::uint64_t count) {
         for (std::uint64_t i = 0; i < field.capacity; ++i) {
             if (field.kind == Field::Kind::RECORD) {
                 fillValid(*field.record,
-                          static_cast<unsigned char*>(record) + field.offset + i * field.stride(), count);
+                          static_cast<unsigned char*>(record) + field.memberOffset + i * field.elementBytes(),
+                          count);
             } else if (field.kind == Field::Kind::ENUM) {
-                const std::uint64_t last =
-                    field.set->ranges.empty() ? field.set->mask : field.set->ranges.back().second;
-                store(field, record, last, i);
+                store(field, record, lastValue(*field.enumeration), i);
             } else if (field.kind == Field::Kind::BOOL) {
                 store(field, record, 1, i);
             } else {
@@ -81,7 +97,8 @@ void fillValid(const Record& table, void* record, std::uint64_t count) {
         }
     }
     for (const Field& field : table.fields) {
-        if (field.count != nullptr) store(table.field(field.count), record, std::min(count, field.capacity));
+        if (const Field* const counting = countOf(table, field))
+            store(*counting, record, std::min<std::uint64_t>(count, field.capacity));
     }
 }
 
@@ -101,7 +118,7 @@ std::vector<Place> places(const Record& table) {
             continue;
         }
         for (Place inner : places(*field.record)) {
-            inner.recordOffset += field.offset;
+            inner.recordOffset += field.memberOffset;
             all.push_back(inner);
         }
     }
@@ -121,53 +138,51 @@ RecordMemory validRecord(const Record& table, std::uint64_t count) {
 
 void setCounts(const Record& table, void* record, std::uint64_t count) {
     for (const Field& field : table.fields) {
-        if (field.count == nullptr) continue;
-        const Field& counting = table.field(field.count);
-        store(counting, record, std::min(count, mostOf(counting)));
+        if (const Field* const counting = countOf(table, field))
+            store(*counting, record, std::min(count, mostOf(*counting)));
     }
 }
 
-testing::AssertionResult packsAlike(const Subject& subject, const RecordMemory& record, std::uint32_t bound) {
+testing::AssertionResult packsAlike(const Record& table, const RecordMemory& record, std::uint32_t bound) {
     const sQlet1Mod4MessageHdr received{0x7777, 0x1234, bound};
-
-    Outcome expected{{}, received, 0, guarded(bound), record};
-    expected.result = pack(*subject.table, &expected.header, expected.buffer.data() + ZONE, &expected.cursor,
-                           expected.record.get());
+    const Outcome expected = packedByOracle(table, record, received);
     Outcome actual{{}, received, 0, guarded(bound), record};
     actual.result = withRangeErrors(
-        subject.pack(&actual.header, actual.buffer.data() + ZONE, &actual.cursor, actual.record.get()));
-    testing::AssertionResult same = alike("packing", subject, bound, expected, actual);
-    if (!same || subject.message == nullptr) return same;
-
-    // The message function owns the cursor, and tells it as the header's length.
-    actual = {{}, received, expected.cursor, guarded(bound), record};
-    actual.result = withRangeErrors(
-        subject.packMessage(&actual.header, actual.buffer.data() + ZONE, bound, actual.record.get()));
-    expected.header.messageId = subject.id;
-    expected.header.length = expected.result.code == 0 ? expected.cursor : 0;
-    return alike("packing the message of", subject, bound, expected, actual);
+        table.pack(&actual.header, actual.buffer.data() + ZONE, &actual.cursor, actual.record.get()));
+    return alike("packing", table.name, bound, expected, actual);
 }
 
-testing::AssertionResult unpacksAlike(const Subject& subject, const std::vector<unsigned char>& payload,
+testing::AssertionResult packsAlike(const Message& message, const RecordMemory& record, std::uint32_t bound) {
+    const sQlet1Mod4MessageHdr received{0x7777, 0x1234, bound};
+    Outcome expected = packedByOracle(*message.record, record, received);
+    // The message function owns the cursor, and tells it as the header's length.
+    expected.header.messageId = message.id;
+    expected.header.length = expected.result.code == 0 ? expected.cursor : 0;
+    Outcome actual{{}, {0x7777, 0x1234, 0}, expected.cursor, guarded(bound), record};
+    actual.result = withRangeErrors(
+        message.pack(&actual.header, actual.buffer.data() + ZONE, bound, actual.record.get()));
+    return alike("packing", message.name, bound, expected, actual);
+}
+
+testing::AssertionResult unpacksAlike(const Record& table, const std::vector<unsigned char>& payload,
                                       std::uint32_t bound) {
-    const sQlet1Mod4MessageHdr received{0x7777, subject.id, bound};
-    std::vector<unsigned char> buffer = guarded(bound);
-    std::copy_n(payload.begin(), std::min<std::size_t>(bound, payload.size()), buffer.begin() + ZONE);
-
-    Outcome expected{{}, received, 0, buffer, RecordMemory(*subject.table)};
-    expected.result = unpack(*subject.table, &expected.header, expected.buffer.data() + ZONE,
-                             &expected.cursor, expected.record.get());
-    Outcome actual{{}, received, 0, buffer, RecordMemory(*subject.table)};
+    const sQlet1Mod4MessageHdr received{0x7777, 0x1234, bound};
+    const Outcome expected = unpackedByOracle(table, payload, received);
+    Outcome actual{{}, received, 0, expected.buffer, RecordMemory(table)};
     actual.result = withRangeErrors(
-        subject.unpack(&actual.header, actual.buffer.data() + ZONE, &actual.cursor, actual.record.get()));
-    testing::AssertionResult same = alike("unpacking", subject, bound, expected, actual);
-    if (!same || subject.message == nullptr) return same;
+        table.unpack(&actual.header, actual.buffer.data() + ZONE, &actual.cursor, actual.record.get()));
+    return alike("unpacking", table.name, bound, expected, actual);
+}
 
-    actual = {{}, received, expected.cursor, buffer, RecordMemory(*subject.table)};
-    actual.result = withRangeErrors(
-        subject.unpackMessage(&actual.header, actual.buffer.data() + ZONE, actual.record.get()));
+testing::AssertionResult unpacksAlike(const Message& message, const std::vector<unsigned char>& payload,
+                                      std::uint32_t bound) {
+    const sQlet1Mod4MessageHdr received{0x7777, message.id, bound};
+    Outcome expected = unpackedByOracle(*message.record, payload, received);
     if (expected.result.code == 0 && bound > expected.cursor) expected.result.code = eUnpackTrailingBytes;
-    return alike("unpacking the message of", subject, bound, expected, actual);
+    Outcome actual{{}, received, expected.cursor, expected.buffer, RecordMemory(*message.record)};
+    actual.result =
+        withRangeErrors(message.unpack(&actual.header, actual.buffer.data() + ZONE, actual.record.get()));
+    return alike("unpacking", message.name, bound, expected, actual);
 }
 
 }  // namespace oracle

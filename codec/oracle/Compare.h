@@ -1,6 +1,6 @@
 #pragma once
 
-#include "codec/oracle/Subjects.h"
+#include "codec/oracle/Oracle.h"
 
 #include <gtest/gtest.h>
 
@@ -40,8 +40,11 @@ void setCounts(const Record& table, void* record, std::uint64_t count);
 
 // Each runs the generated codec and the oracle on equal memory and compares everything that either may
 // touch: code, header, cursor, buffer, record, the zones around them, and the lines about enumerations.
-testing::AssertionResult packsAlike(const Subject& subject, const RecordMemory& record, std::uint32_t bound);
-testing::AssertionResult unpacksAlike(const Subject& subject, const std::vector<unsigned char>& payload,
+testing::AssertionResult packsAlike(const Record& table, const RecordMemory& record, std::uint32_t bound);
+testing::AssertionResult packsAlike(const Message& message, const RecordMemory& record, std::uint32_t bound);
+testing::AssertionResult unpacksAlike(const Record& table, const std::vector<unsigned char>& payload,
+                                      std::uint32_t bound);
+testing::AssertionResult unpacksAlike(const Message& message, const std::vector<unsigned char>& payload,
                                       std::uint32_t bound);
 
 }  // namespace oracle

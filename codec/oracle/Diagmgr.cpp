@@ -1,8 +1,7 @@
 #include "codec/codec.h"
-#include "codec/oracle/Subjects.h"
-#include "codec/oracle/Tables.h"
+#include "codec/oracle/Expected.h"
 
-namespace oracle {
+namespace oracle::expected {
 
 namespace {
 
@@ -82,35 +81,40 @@ TABLE(tDiagmgrJavaRoutineRespds, E(routineId, ROUTINE), U(transactionId, 4), U(l
 
 }  // namespace
 
-#define SUBJECT_OF(name, id) FAMILY_MESSAGE(name, id, table_t##name##ds())
+#define ROW(id, name) \
+    { id, #name, "t" #name "ds", &table_t##name##ds() }
 
-const std::vector<Subject>& diagmgrSubjects() {
-    static const std::vector<Subject> all = {
-        SUBJECT(tDiagCoding, codingTable()),
-        SUBJECT_OF(DiagmgrSetEvent, 545),
-        SUBJECT_OF(DiagmgrGetAdaptationReq, 546),
-        SUBJECT_OF(DiagmgrGetAdaptationResp, 547),
-        SUBJECT_OF(DiagmgrAdaptationInd, 548),
-        SUBJECT_OF(DiagmgrGetAdaptationsetReq, 549),
-        SUBJECT_OF(DiagmgrGetAdaptationsetResp, 550),
-        SUBJECT_OF(DiagmgrGetDatasetVersionReq, 586),
-        SUBJECT_OF(DiagmgrGetDatasetVersionResp, 587),
-        SUBJECT_OF(DiagmgrGetDatasetReq, 588),
-        SUBJECT_OF(DiagmgrGetDatasetResp, 589),
-        SUBJECT_OF(DiagmgrDatasetCheckInd, 590),
-        SUBJECT_OF(DiagmgrPutDatasetReq, 592),
-        SUBJECT_OF(DiagmgrPutDatasetResp, 593),
-        SUBJECT_OF(DiagmgrJavaGetCodingResp, 601),
-        SUBJECT_OF(DiagmgrPutDatasetTransferexitInd, 603),
-        SUBJECT_OF(DiagmgrJavaControlMonitorPathInd, 646),
-        SUBJECT_OF(DiagmgrJavaControlMonitorPathReq, 647),
-        SUBJECT_OF(DiagmgrJavaControlMonitorPathResp, 648),
-        SUBJECT_OF(DiagmgrJavaRoutineReq, 665),
-        SUBJECT_OF(DiagmgrJavaRoutineResp, 666),
+const Family& diagmgr() {
+    static const std::vector<Message> messages = {
+        ROW(545, DiagmgrSetEvent),
+        ROW(546, DiagmgrGetAdaptationReq),
+        ROW(547, DiagmgrGetAdaptationResp),
+        ROW(548, DiagmgrAdaptationInd),
+        ROW(549, DiagmgrGetAdaptationsetReq),
+        ROW(550, DiagmgrGetAdaptationsetResp),
+        ROW(586, DiagmgrGetDatasetVersionReq),
+        ROW(587, DiagmgrGetDatasetVersionResp),
+        ROW(588, DiagmgrGetDatasetReq),
+        ROW(589, DiagmgrGetDatasetResp),
+        ROW(590, DiagmgrDatasetCheckInd),
+        ROW(592, DiagmgrPutDatasetReq),
+        ROW(593, DiagmgrPutDatasetResp),
+        ROW(601, DiagmgrJavaGetCodingResp),
+        ROW(603, DiagmgrPutDatasetTransferexitInd),
+        ROW(646, DiagmgrJavaControlMonitorPathInd),
+        ROW(647, DiagmgrJavaControlMonitorPathReq),
+        ROW(648, DiagmgrJavaControlMonitorPathResp),
+        ROW(665, DiagmgrJavaRoutineReq),
+        ROW(666, DiagmgrJavaRoutineResp),
     };
-    return all;
+    static const Family family = [] {
+        Family all{{&codingTable()}, messages};
+        for (const Message& each : messages) all.records.push_back(each.record);
+        return all;
+    }();
+    return family;
 }
 
-#undef SUBJECT_OF
+#undef ROW
 
-}  // namespace oracle
+}  // namespace oracle::expected

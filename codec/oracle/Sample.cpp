@@ -1,8 +1,7 @@
 #include "codec/golden/codec.h"
-#include "codec/oracle/Subjects.h"
-#include "codec/oracle/Tables.h"
+#include "codec/oracle/Expected.h"
 
-namespace oracle {
+namespace oracle::expected {
 
 namespace {
 
@@ -10,9 +9,9 @@ const EnumSet LEVEL{"tSampleLevel", 8, {{0, 2}}};
 const EnumSet SOURCE{"tSampleSource", 8, {{0, 1}, {5, 5}, {7, 9}, {255, 255}}};
 const EnumSet REASON{"tSampleReason", 16, {{0, 0}, {256, 256}, {65535, 65535}}};
 const EnumSet CODE{"tSampleCode", 32, {{100, 200}}};
-const EnumSet CAUSE{"tSampleCause", 32, {{0, 0}, {0xFFFFFFE9, 0xFFFFFFFF}}, 0, false, true};
-const EnumSet TIDE{"tSampleTide", 8, {{0, 2}, {100, 100}, {0xFE, 0xFF}}, 0, false, true};
-const EnumSet DEPTH{"tSampleDepth", 16, {{0, 0}, {0x8000, 0xFFFF}}, 0, false, true};
+const EnumSet CAUSE{"tSampleCause", 32, {{-23, 0}}, 0, false, true};
+const EnumSet TIDE{"tSampleTide", 8, {{-2, 2}, {100, 100}}, 0, false, true};
+const EnumSet DEPTH{"tSampleDepth", 16, {{-32768, 0}}, 0, false, true};
 const EnumSet WHOLE{"tSampleWhole", 8, {{0, 255}}};
 const EnumSet FLAGS{"tSampleFlags", 32, {}, 0x0FFFFFFF};
 const EnumSet NIBBLE{"tSampleNibble", 8, {}, 0x0F};
@@ -20,27 +19,30 @@ const EnumSet ANY{"tSampleAny", 8, {}, 0, true};
 
 const Record& scalars() {
     using R = VALSampleScalars_t;
-    static const Record table{
-        "VALSampleScalars_t",
-        sizeof(R),
-        {unsignedField(MEMBER(R, byte_1), 1), unsignedField(MEMBER(R, byte_2), 2),
-         unsignedField(MEMBER(R, byte_4), 4), unsignedField(MEMBER(R, byte_8), 8),
-         signedField(MEMBER(R, signed_1), 1), signedField(MEMBER(R, signed_2), 2),
-         signedField(MEMBER(R, signed_4), 4), signedField(MEMBER(R, signed_8), 8), boolField(MEMBER(R, open)),
-         enumField(MEMBER(R, level), LEVEL), enumField(MEMBER(R, source), SOURCE),
-         enumField(MEMBER(R, reason), REASON), enumField(MEMBER(R, code), CODE),
-         enumField(MEMBER(R, flags), FLAGS), enumField(MEMBER(R, nibble), NIBBLE),
-         enumField(MEMBER(R, any), ANY), unsignedField(MEMBER(R, wide), 1),
-         signedField(MEMBER(R, wide_signed), 2), fixedBytes(MEMBER(R, date)),
-         enumField(MEMBER(R, cause), CAUSE), enumField(MEMBER(R, tide), TIDE),
-         enumField(MEMBER(R, depth), DEPTH), enumField(MEMBER(R, whole), WHOLE)}};
+    static const Record table{"VALSampleScalars_t",
+                              sizeof(R),
+                              {unsignedField(MEMBER(R, byte_1), 1),  unsignedField(MEMBER(R, byte_2), 2),
+                               unsignedField(MEMBER(R, byte_4), 4),  unsignedField(MEMBER(R, byte_8), 8),
+                               signedField(MEMBER(R, signed_1), 1),  signedField(MEMBER(R, signed_2), 2),
+                               signedField(MEMBER(R, signed_4), 4),  signedField(MEMBER(R, signed_8), 8),
+                               boolField(MEMBER(R, open)),           enumField(MEMBER(R, level), LEVEL),
+                               enumField(MEMBER(R, source), SOURCE), enumField(MEMBER(R, reason), REASON),
+                               enumField(MEMBER(R, code), CODE),     enumField(MEMBER(R, flags), FLAGS),
+                               enumField(MEMBER(R, nibble), NIBBLE), enumField(MEMBER(R, any), ANY),
+                               unsignedField(MEMBER(R, wide), 1),    signedField(MEMBER(R, wide_signed), 2),
+                               fixedBytes(MEMBER(R, date)),          enumField(MEMBER(R, cause), CAUSE),
+                               enumField(MEMBER(R, tide), TIDE),     enumField(MEMBER(R, depth), DEPTH),
+                               enumField(MEMBER(R, whole), WHOLE)},
+                              true};
     return table;
 }
 
 const Record& pair() {
     using R = VALSamplePair_t;
-    static const Record table{
-        "VALSamplePair_t", sizeof(R), {unsignedField(MEMBER(R, state), 1), signedField(MEMBER(R, value), 4)}};
+    static const Record table{"VALSamplePair_t",
+                              sizeof(R),
+                              {unsignedField(MEMBER(R, state), 1), signedField(MEMBER(R, value), 4)},
+                              true};
     return table;
 }
 
@@ -49,30 +51,37 @@ const Record& name() {
     static const Record table{
         "VALSampleName_t",
         sizeof(R),
-        {unsignedField(MEMBER(R, length), 1), counted(unsignedField(MEMBER(R, text), 1), "length", 254)}};
+        {unsignedField(MEMBER(R, length), 1), counted(unsignedField(MEMBER(R, text), 1), "length", 254)},
+        true};
     return table;
 }
 
 const Record& arrays() {
     using R = VALSampleArrays_t;
-    static const Record table{
-        "VALSampleArrays_t",
-        sizeof(R),
-        {unsignedField(MEMBER(R, idCount), 2), unsignedField(MEMBER(R, wordCount), 1),
-         unsignedField(MEMBER(R, longCount), 4), unsignedField(MEMBER(R, pairCount), 1),
-         unsignedField(MEMBER(R, nameCount), 1), unsignedField(MEMBER(R, byteCount), 1),
-         unsignedField(MEMBER(R, marker), 1), counted(unsignedField(MEMBER(R, bytes), 1), "byteCount", 255),
-         counted(unsignedField(MEMBER(R, words), 2), "wordCount", 4),
-         counted(unsignedField(MEMBER(R, longs), 4), "longCount", 256),
-         counted(enumField(MEMBER(R, sources), SOURCE), "idCount", 300),
-         counted(recordField(MEMBER(R, pairs), pair()), "pairCount", 16),
-         counted(recordField(MEMBER(R, names), name()), "nameCount", 3),
-         unsignedField(MEMBER(R, reasonCount), 1),
-         counted(enumField(MEMBER(R, reasons), REASON), "reasonCount", 2),
-         unsignedField(MEMBER(R, codeCount), 1), counted(enumField(MEMBER(R, codes), CODE), "codeCount", 2),
-         unsignedField(MEMBER(R, causeCount), 1),
-         counted(enumField(MEMBER(R, causes), CAUSE), "causeCount", 2),
-         unsignedField(MEMBER(R, tideCount), 1), counted(enumField(MEMBER(R, tides), TIDE), "tideCount", 2)}};
+    static const Record table{"VALSampleArrays_t",
+                              sizeof(R),
+                              {unsignedField(MEMBER(R, idCount), 2),
+                               unsignedField(MEMBER(R, wordCount), 1),
+                               unsignedField(MEMBER(R, longCount), 4),
+                               unsignedField(MEMBER(R, pairCount), 1),
+                               unsignedField(MEMBER(R, nameCount), 1),
+                               unsignedField(MEMBER(R, byteCount), 1),
+                               unsignedField(MEMBER(R, marker), 1),
+                               counted(unsignedField(MEMBER(R, bytes), 1), "byteCount", 255),
+                               counted(unsignedField(MEMBER(R, words), 2), "wordCount", 4),
+                               counted(unsignedField(MEMBER(R, longs), 4), "longCount", 256),
+                               counted(enumField(MEMBER(R, sources), SOURCE), "idCount", 300),
+                               counted(recordField(MEMBER(R, pairs), pair()), "pairCount", 16),
+                               counted(recordField(MEMBER(R, names), name()), "nameCount", 3),
+                               unsignedField(MEMBER(R, reasonCount), 1),
+                               counted(enumField(MEMBER(R, reasons), REASON), "reasonCount", 2),
+                               unsignedField(MEMBER(R, codeCount), 1),
+                               counted(enumField(MEMBER(R, codes), CODE), "codeCount", 2),
+                               unsignedField(MEMBER(R, causeCount), 1),
+                               counted(enumField(MEMBER(R, causes), CAUSE), "causeCount", 2),
+                               unsignedField(MEMBER(R, tideCount), 1),
+                               counted(enumField(MEMBER(R, tides), TIDE), "tideCount", 2)},
+                              true};
     return table;
 }
 
@@ -96,14 +105,15 @@ const Record& holder() {
 
 }  // namespace
 
-const std::vector<Subject>& sampleSubjects() {
-    static const std::vector<Subject> all = {
-        TEXT_SUBJECT(VALSampleScalars_t, scalars()),   TEXT_SUBJECT(VALSamplePair_t, pair()),
-        TEXT_SUBJECT(VALSampleName_t, name()),         TEXT_SUBJECT(VALSampleArrays_t, arrays()),
-        FAMILY_MESSAGE(SampleHolder, 60001, holder()), VAL_MESSAGE(SampleArrays, 60002, arrays()),
-        VAL_MESSAGE(SampleScalars, 60003, scalars()),  FAMILY_MESSAGE(SampleGuess, 60004, guess()),
-    };
-    return all;
+const Family& sample() {
+    static const Family family = {{&scalars(), &pair(), &name(), &arrays(), &guess(), &holder()},
+                                  {
+                                      {60001, "SampleHolder", "tSampleHolderds", &holder()},
+                                      {60002, "ValSampleArraysInd", "tValSampleArraysIndds", &arrays()},
+                                      {60003, "ValSampleScalarsInd", "tValSampleScalarsIndds", &scalars()},
+                                      {60004, "SampleGuess", "tSampleGuessds", &guess()},
+                                  }};
+    return family;
 }
 
-}  // namespace oracle
+}  // namespace oracle::expected

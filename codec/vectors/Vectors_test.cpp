@@ -91,12 +91,13 @@ std::uint64_t numberOf(const std::string& word) {
 void set(const Record& table, void* record, const std::string& way, const std::string& value) {
     const std::size_t dot = way.find('.');
     const std::size_t bracket = way.find('[');
-    const Field& field = table.field(way.substr(0, std::min(dot, bracket)));
+    const Field& field = fieldNamed(table, way.substr(0, std::min(dot, bracket)));
     if (dot != std::string::npos) {
         const std::size_t index = bracket < dot ? std::stoul(way.substr(bracket + 1)) : 0;
-        auto* const nested = static_cast<unsigned char*>(record) + field.offset + index * field.stride();
+        auto* const nested =
+            static_cast<unsigned char*>(record) + field.memberOffset + index * field.elementBytes();
         set(*field.record, nested, way.substr(dot + 1), value);
-    } else if (field.isArray && field.kind == Field::Kind::UNSIGNED && field.wireBytes == 1) {
+    } else if (field.isArray && field.kind == Field::Kind::UNSIGNED && field.wireBits == 8) {
         const std::vector<unsigned char> bytes = bytesOf(value);
         for (std::size_t i = 0; i < bytes.size(); ++i) store(field, record, bytes[i], i);
     } else {
@@ -121,14 +122,14 @@ class HandWrittenPayload : public testing::TestWithParam<Vector> {
 protected:
     HandWrittenPayload() {
         record.fill(0);
-        for (const auto& [way, value] : vector.fields) set(*subject.table, record.get(), way, value);
+        for (const auto& [way, value] : vector.fields) set(*sut.record, record.get(), way, value);
     }
     ~HandWrittenPayload() override { takeRangeErrors(); }
 
     const Vector& vector = GetParam();
-    const Subject& subject = subjectOfMessage(vector.message);
-    RecordMemory record = RecordMemory(*subject.table);
-    sQlet1Mod4MessageHdr header{0, subject.id, static_cast<std::uint32_t>(vector.payload.size())};
+    const Message& sut = messageNamed(vector.message);
+    RecordMemory record = RecordMemory(*sut.record);
+    sQlet1Mod4MessageHdr header{0, sut.id, static_cast<std::uint32_t>(vector.payload.size())};
 };
 
 class SoundPayload : public HandWrittenPayload {};
@@ -137,28 +138,28 @@ class PayloadWithText : public HandWrittenPayload {};
 
 TEST_P(SoundPayload, IsWhatItsFieldsPackTo) {
     std::vector<unsigned char> buffer(vector.payload.size());
-    EXPECT_EQ(subject.packedSize(record.get()), vector.payload.size());
-    ASSERT_EQ(subject.packMessage(&header, buffer.data(), header.length, record.get()), ePackOk);
+    EXPECT_EQ(sut.packedSize(nullptr, record.get()), vector.payload.size());
+    ASSERT_EQ(sut.pack(&header, buffer.data(), header.length, record.get()), ePackOk);
     EXPECT_EQ(header.length, vector.payload.size());
     EXPECT_EQ(buffer, vector.payload);
 }
 
 TEST_P(SoundPayload, UnpacksToItsFields) {
-    RecordMemory received(*subject.table);
+    RecordMemory received(*sut.record);
     received.fill(0);
-    ASSERT_EQ(subject.unpackMessage(&header, vector.payload.data(), received.get()), eUnpackOk);
+    ASSERT_EQ(sut.unpack(&header, vector.payload.data(), received.get()), eUnpackOk);
     EXPECT_TRUE(received == record);
 }
 
 TEST_P(RefusedPayload, IsRefusedWithItsCode) {
     const unsigned char none = 0;
     const unsigned char* const buffer = vector.payload.empty() ? &none : vector.payload.data();
-    EXPECT_EQ(subject.unpackMessage(&header, buffer, record.get()), codeOf(vector.refused));
+    EXPECT_EQ(sut.unpack(&header, buffer, record.get()), codeOf(vector.refused));
 }
 
 TEST_P(PayloadWithText, ReadsAsItsText) {
     std::vector<char> text(4094);
-    subject.toString(record.get(), text.data(), text.size());
+    sut.toString(record.get(), text.data(), text.size());
     EXPECT_EQ(text.data(), vector.text);
 }
 
