@@ -3,6 +3,8 @@
     python3 tools/valgen --cpp OUT [--include-prefix codec] SCHEMA...
     python3 tools/valgen --java OUT SCHEMA...
     python3 tools/valgen --list-java SCHEMA...
+    python3 tools/valgen breaking OLD NEW       what a change of the schemas breaks
+    python3 tools/valgen freeze VERSION         releases the schemas as they are
 
 Nothing is written unless every schema is sound. A refused schema ends the run with status 1 and one
 line for each fault: file, line, what is wrong.
@@ -18,6 +20,7 @@ import cpp_source
 import java_files
 from model import SchemaError, build
 from schema import parse_file
+from versions import breaking
 
 
 def write(folder, files):
@@ -36,6 +39,8 @@ def cpp_files(model, prefix):
 
 
 def main():
+    if sys.argv[1:2] in (["breaking"], ["freeze"]):
+        return breaking.main(sys.argv[1:])
     arguments = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     arguments.add_argument("schemas", nargs="+", type=pathlib.Path, metavar="SCHEMA")
     arguments.add_argument("--cpp", type=pathlib.Path, metavar="OUT", help="write C++ into this folder")
