@@ -31,6 +31,7 @@ std::unique_ptr<Command> troubleCodeCommand();
 std::unique_ptr<Command> dataServiceCommand();
 std::unique_ptr<Command> watchCommand();
 std::unique_ptr<Command> doctorCommand();
+std::unique_ptr<Command> doipCommand();
 
 // Of `dtc`.
 std::unique_ptr<Command> watchTroubleCodesCommand();

@@ -24,6 +24,7 @@ Examples:
   tester list                            endpoints, and whether somebody listens
   tester routine start 0x0687            one routine; `routine results` tells what became of it
   tester dtc watch                       trouble codes as they are reported
+  tester doip                            a DoIP gateway, for UDS testers of any make
 
 Exit codes:
     0  all good
@@ -98,6 +99,7 @@ std::vector<std::unique_ptr<Command>> commands() {
     all.push_back(dataServiceCommand());
     all.push_back(watchCommand());
     all.push_back(doctorCommand());
+    all.push_back(doipCommand());
     return all;
 }
 

@@ -41,6 +41,10 @@ struct Patience {
     unsigned attempts = 2;
 };
 
+/// With routines: the service gives Java 60 s, and then answers by itself. A routine is not asked twice: each
+/// request counts.
+inline constexpr Patience ROUTINE_PATIENCE{milliseconds(65'000), milliseconds(250), 1};
+
 /// What came of a call, over all attempts.
 struct Exchange {
     Outcome outcome = Outcome::ok;  ///< `ok` stands for any answer here, whatever its return code

@@ -6,10 +6,6 @@ namespace tester {
 
 namespace {
 
-/// The service gives Java 60 s, and then answers by itself. A routine is not asked twice: each request
-/// counts.
-constexpr Patience ROUTINE{milliseconds(65'000), milliseconds(250), 1};
-
 constexpr char ROUTINE_NAMES[] = "hexadecimal number (0x0687, 687), interface name, or 'all'";
 
 constexpr char FOOTER[] = R"(
@@ -24,7 +20,8 @@ Examples:
 
 constexpr MethodWords words(unsigned short method, Reply reply, char const* name, char const* fullName,
                             char const* description, char const* done) {
-    return {&routines, method, reply, ROUTINE, name, fullName, "ID", description, ROUTINE_NAMES, done};
+    return {&routines, method, reply,       ROUTINE_PATIENCE, name,
+            fullName,  "ID",   description, ROUTINE_NAMES,    done};
 }
 
 constexpr MethodWords ALL[] = {

@@ -29,7 +29,7 @@ struct Reached {
 };
 
 /// Reaches services by their full names. Owned by the session and used by its thread; what it reached stays
-/// usable as long as it lives, and open calls end with it.
+/// usable, on any thread, as long as it lives, and open calls end with it.
 class Services {
 public:
     virtual ~Services() = default;

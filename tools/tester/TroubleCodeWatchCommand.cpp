@@ -6,60 +6,15 @@
 
 #include "tools/tester/Command.h"
 #include "tools/tester/Journal.h"
-#include "tools/tester/Targets.h"
+#include "tools/tester/TroubleCodeEar.h"
 
 namespace tester {
 
 namespace {
 
-using eb::com::runtime::Client;
-using eb::com::runtime::Event_state;
 using std::chrono::steady_clock;
 
-constexpr unsigned short MONITOR_ACTION = 0;
-
-/// Something that happened to one trouble code.
-struct Sighting {
-    enum class Kind : std::uint8_t { state, service, subscription };
-
-    Target const* code;
-    Kind kind;
-    std::vector<unsigned char> bytes;  ///< of a state
-    std::string word;                  ///< what it means
-};
-
 using Sightings = Journal<Sighting>;
-
-std::string stateWord(std::vector<unsigned char> const& bytes) {
-    if (bytes.size() != 1) return "undecodable: 1 byte expected, received " + std::to_string(bytes.size());
-    if (bytes[0] > 1) return "unknown";
-    return bytes[0] == 0 ? "passed" : "failed";
-}
-
-/// Hears of one trouble code on the runtime's threads, until its subscription ends.
-class Ear final : public eb::com::runtime::Event_sink {
-public:
-    Ear(Target const& code, std::shared_ptr<Sightings> sightings)
-        : m_code(code), m_sightings(std::move(sightings)) {}
-
-    void event_updated(eb::com::runtime::Serialized_payload payload) override {
-        m_sightings->add({&m_code, Sighting::Kind::state, payload.bytes(), stateWord(payload.bytes())});
-    }
-    void event_state_changed(Event_state state) override {
-        char const* const word = state == Event_state::subscribed ? "subscribed"
-                                 : state == Event_state::pending  ? "pending"
-                                                                  : "not_subscribed";
-        m_sightings->add({&m_code, Sighting::Kind::subscription, {}, word});
-    }
-    void service_state_changed(Client::Service_state state) override {
-        bool const there = state == Client::Service_state::available;
-        m_sightings->add({&m_code, Sighting::Kind::service, {}, there ? "available" : "unavailable"});
-    }
-
-private:
-    Target const& m_code;
-    std::shared_ptr<Sightings> m_sightings;
-};
 
 class TroubleCodeWatchCommand final : public Command {
 public:
@@ -89,7 +44,7 @@ public:
 
     ExitCode run(Session& session) override {
         auto const sightings = std::make_shared<Sightings>();
-        std::vector<std::shared_ptr<Ear>> ears;
+        std::vector<std::shared_ptr<TroubleCodeEar>> ears;
         std::vector<std::shared_ptr<eb::com::runtime::Subscription_handle>> subscriptions;
         for (auto const& code : troubleCodes()) {
             if (!isWanted(code)) continue;
@@ -98,7 +53,8 @@ public:
                 session.err() << "tester: " << code.id << ": " << reached.problem << std::endl;
                 return ExitCode::usage;
             }
-            ears.push_back(std::make_shared<Ear>(code, sightings));
+            ears.push_back(std::make_shared<TroubleCodeEar>(
+                code, [sightings](Sighting sighting) { sightings->add(std::move(sighting)); }));
             subscriptions.push_back(reached.port->subscribe(MONITOR_ACTION, ears.back()));
         }
         return watch(session, *sightings);

@@ -1,0 +1,132 @@
+#include "tools/tester/doip/Gateway.h"
+
+#include <system_error>
+
+#include <asio/post.hpp>
+
+namespace tester::doip {
+
+namespace {
+
+std::string textOf(asio::ip::address const& address, std::uint16_t port) {
+    return address.to_string() + ':' + std::to_string(port);
+}
+
+}  // namespace
+
+Gateway::Gateway(GatewaySettings settings, Vehicle& vehicle, Tell tell)
+    : m_settings(std::move(settings)),
+      m_vehicle(vehicle),
+      m_tell(std::move(tell)),
+      m_diagnostics{Uds(vehicle, m_settings.timing, m_settings.anySession), m_settings.timing, m_lanes,
+                    m_statistics},
+      m_store(m_settings.transport.store),
+      m_routing(m_context, m_settings.entity, m_settings.transport),
+      m_shared{m_context,
+               m_settings.entity,
+               m_settings.transport,
+               m_diagnostics,
+               m_routing,
+               m_store,
+               m_tell,
+               [this](std::shared_ptr<Connection> const& connection) {
+                   m_connections.erase(connection);
+                   resumeAccepting();
+               },
+               [this] { resumeAccepting(); }},
+      m_acceptor(m_context),
+      m_datagrams(m_context),
+      m_retry(m_context) {
+    open();
+    resumeAccepting();
+    receive();
+    m_thread = std::thread([this] { m_context.run(); });
+}
+
+Gateway::~Gateway() {
+    stop();
+}
+
+Statistics const& Gateway::stop() {
+    if (!m_thread.joinable()) return m_statistics;
+    asio::post(m_context, [this] { closeAll(); });
+    m_thread.join();
+    return m_statistics;
+}
+
+/// Leaves the thread without anything to wait for.
+void Gateway::closeAll() {
+    m_ending = true;
+    m_acceptor.close();
+    m_datagrams.close();
+    m_retry.cancel();
+    auto const connections = m_connections;
+    for (auto const& each : connections) each->close("the gateway ends");
+}
+
+void Gateway::open() {
+    constexpr int ATTEMPTS = 20;  // a port that is free for TCP may be taken for UDP
+    for (int attempt = 1;; ++attempt) {
+        try {
+            m_acceptor.open(asio::ip::tcp::v4());
+            m_acceptor.set_option(asio::ip::tcp::acceptor::reuse_address(true));
+            m_acceptor.bind({m_settings.address, m_settings.port});
+            m_acceptor.listen();
+            m_port = m_acceptor.local_endpoint().port();
+            m_datagrams.open(asio::ip::udp::v4());
+            m_datagrams.bind({m_settings.address, m_port});
+            m_datagrams.non_blocking(true);
+            return;
+        } catch (std::system_error const& error) {
+            m_acceptor.close();
+            m_datagrams.close();
+            if (m_settings.port == 0 && attempt < ATTEMPTS) continue;
+            throw std::system_error(error.code(), textOf(m_settings.address, m_settings.port));
+        }
+    }
+}
+
+void Gateway::resumeAccepting() {
+    if (m_accepting || m_ending ||
+        m_connections.size() - m_routing.active() >= m_settings.transport.waitingMost)
+        return;
+    m_accepting = true;
+    accept();
+}
+
+void Gateway::accept() {
+    m_acceptor.async_accept([this](asio::error_code const& error, asio::ip::tcp::socket socket) {
+        m_accepting = false;
+        if (m_ending) return;
+        if (error)
+            return m_retry.set(milliseconds(100), [this] { resumeAccepting(); });  // no file descriptor
+        ++m_statistics.connections;
+        auto const connection = std::make_shared<Connection>(std::move(socket), m_shared);
+        m_connections.insert(connection);
+        connection->start();
+        resumeAccepting();
+    });
+}
+
+void Gateway::receive() {
+    m_datagrams.async_receive_from(asio::buffer(m_datagram), m_sender,
+                                   [this](asio::error_code const& error, std::size_t size) {
+                                       if (error == asio::error::operation_aborted) return;
+                                       if (!error) answer(Bytes(m_datagram).first(size));
+                                       receive();
+                                   });
+}
+
+void Gateway::answer(Bytes datagram) {
+    Status const status{m_settings.transport.sockets, m_routing.active(), m_vehicle.isReady()};
+    DatagramAnswer const answer = answerDatagram(m_settings.entity, status, datagram);
+    std::string const peer = textOf(m_sender.address(), m_sender.port()) + "/udp";
+    m_tell(Happening(Happening::Kind::received, peer, datagram, answer.meaning));
+    if (answer.frame.empty()) return;
+    asio::error_code lost;  // the sender may ask again
+    m_datagrams.send_to(asio::buffer(answer.frame), m_sender, 0, lost);
+    m_tell(Happening(Happening::Kind::sent, peer, answer.frame,
+                     typeName(read16(answer.frame, 2)) + (lost ? ": " + lost.message() : "")));
+}
+
+}  // namespace tester::doip

@@ -1,0 +1,72 @@
+// The DoIP gateway: its sockets and its thread.
+#pragma once
+
+#include <set>
+#include <thread>
+
+#include <asio/ip/udp.hpp>
+
+#include "tools/tester/doip/Connection.h"
+
+namespace tester::doip {
+
+inline constexpr std::uint16_t PORT = 13400;  ///< UDP_DISCOVERY and TCP_DATA
+
+struct GatewaySettings {
+    asio::ip::address address = asio::ip::address_v4::loopback();
+    std::uint16_t port = PORT;  ///< 0: any that is free for both UDP and TCP
+    Entity entity;
+    Transport transport;
+    UdsTiming timing;
+    bool anySession = false;  ///< routines are started and stopped in the default session as well
+};
+
+/// Answers DoIP on one address, by UDP and TCP, until it is ended. All connections live on one thread of its
+/// own; the vehicle is asked on others. Sends nothing to whoever hasn't asked.
+class Gateway {
+public:
+    /// Throws std::system_error that names the address if it can't be used. `tell` runs on the gateway's
+    /// thread; it and the vehicle have to outlive the gateway.
+    Gateway(GatewaySettings settings, Vehicle& vehicle, Tell tell);
+    /// Closes all connections, and waits for calls of the vehicle that are under way: whoever is in a hurry
+    /// stops those before.
+    ~Gateway();
+    Gateway(Gateway const&) = delete;
+    Gateway& operator=(Gateway const&) = delete;
+
+    std::uint16_t port() const noexcept { return m_port; }
+
+    /// Ends it. Afterwards what it counted stays as it is.
+    Statistics const& stop();
+
+private:
+    void open();
+    void closeAll();
+    void accept();
+    void resumeAccepting();
+    void receive();
+    void answer(Bytes datagram);
+
+    GatewaySettings const m_settings;
+    Vehicle& m_vehicle;
+    Tell const m_tell;
+    Statistics m_statistics;
+    asio::io_context m_context{1};
+    Lanes m_lanes{Uds::lanes()};
+    Diagnostics m_diagnostics;
+    Store m_store;
+    RoutingTable m_routing;
+    Shared m_shared;
+    asio::ip::tcp::acceptor m_acceptor;
+    asio::ip::udp::socket m_datagrams;
+    std::uint16_t m_port = 0;
+    std::array<unsigned char, 2048> m_datagram{};
+    asio::ip::udp::endpoint m_sender;
+    Alarm m_retry;
+    std::set<std::shared_ptr<Connection>> m_connections;
+    bool m_accepting = false;
+    bool m_ending = false;
+    std::thread m_thread;  // started last
+};
+
+}  // namespace tester::doip

@@ -1,0 +1,99 @@
+#include "tools/tester/doip/Vehicle.h"
+
+#include <algorithm>
+
+#include <ac/com/Exceptions.h>
+
+namespace tester::doip {
+
+namespace {
+
+/// What a monitor is told when a diagnostic event manager has come up and knows no state.
+constexpr unsigned char RESTART = 1;
+
+std::vector<std::uint32_t> numbersOf(Catalogue const& catalogue) {
+    std::vector<std::uint32_t> numbers;
+    for (auto const& each : catalogue) numbers.push_back(each.number);
+    return numbers;
+}
+
+}  // namespace
+
+Vehicle::Vehicle(Services& services, Patience reading, milliseconds pause, std::stop_token stop,
+                 std::function<void(Sighting const&)> tell)
+    : m_reading(reading),
+      m_pause(pause),
+      m_stop(std::move(stop)),
+      m_tell(std::move(tell)),
+      m_codes(numbersOf(tester::troubleCodes())) {
+    for (Catalogue const* catalogue : {&dataIdentifiers(), &routines(), &tester::troubleCodes()}) {
+        for (auto const& target : *catalogue) {
+            Reached& reached = m_ports[&target];
+            reached = services.port({target.service, target.version, target.instance});
+            if (!reached.port) m_problems.push_back(target.id + ": " + reached.problem);
+        }
+    }
+    for (auto const& routine : routines()) m_started[&routine] = false;
+    for (auto const& code : tester::troubleCodes()) m_available[&code] = false;
+    for (auto const& code : tester::troubleCodes()) {
+        auto const& port = m_ports.at(&code).port;
+        if (!port) continue;
+        m_ears.push_back(
+            std::make_shared<TroubleCodeEar>(code, [this](Sighting const& sighting) { hear(sighting); }));
+        m_subscriptions.push_back(port->subscribe(MONITOR_ACTION, m_ears.back()));
+    }
+}
+
+void Vehicle::hear(Sighting const& sighting) {
+    bool const isState = sighting.kind == Sighting::Kind::state;
+    if (isState && (sighting.word == "failed" || sighting.word == "passed")) {
+        m_codes.report(sighting.code->number, sighting.word == "failed");
+    }
+    if (sighting.kind == Sighting::Kind::service) {
+        m_available.at(sighting.code) = sighting.word == "available";
+    }
+    if (sighting.kind == Sighting::Kind::subscription && sighting.word == "subscribed") {
+        try {
+            auto const reason = std::make_shared<std::vector<unsigned char> const>(1, RESTART);
+            m_ports.at(sighting.code)
+                .port->call(METHOD_INIT_MONITOR, eb::com::runtime::Serialized_payload(reason),
+                            [](auto const&) {});  // the state comes as an event
+        } catch (ac::com::Infrastructure_exception const&) {
+            // The runtime has ended, and with it all events.
+        }
+    }
+    m_tell(sighting);
+}
+
+Report Vehicle::read(Target const& identifier) {
+    using std::chrono::steady_clock;
+    auto const left = m_lastRead + m_pause - steady_clock::now();
+    if (left > steady_clock::duration(0)) pause(std::chrono::ceil<milliseconds>(left), m_stop);
+    Report report = call(identifier, METHOD_READ, Reply::output, m_reading);
+    m_lastRead = steady_clock::now();
+    return report;
+}
+
+Report Vehicle::control(Target const& routine, unsigned short method) {
+    auto const reply = method == METHOD_REQUEST_RESULTS ? Reply::output : Reply::nothing;
+    Report report = call(routine, method, reply, ROUTINE_PATIENCE);
+    if (method == METHOD_START && report.outcome == Outcome::ok) m_started.at(&routine) = true;
+    return report;
+}
+
+Report Vehicle::call(Target const& target, unsigned short method, Reply reply, Patience const& patience) {
+    Reached const& reached = m_ports.at(&target);
+    if (!reached.port) return notFound(target, reached.problem);
+    return judge(target, reply, callMethod(*reached.port, method, patience, m_stop), patience);
+}
+
+bool Vehicle::wasStarted(Target const& routine) const {
+    return m_started.at(&routine);
+}
+
+bool Vehicle::isReady() const noexcept {
+    return std::all_of(m_available.begin(), m_available.end(),
+                       [](auto const& each) { return each.second.load(); });
+}
+
+}  // namespace tester::doip
