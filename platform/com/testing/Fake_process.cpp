@@ -1,5 +1,6 @@
 #include "platform/com/testing/Fake_process.h"
 
+#include <condition_variable>
 #include <utility>
 
 #include "platform/com/testing/Await.h"
@@ -136,6 +137,7 @@ struct Fake_client::Heard {
         std::optional<Event_state> state;
     };
     std::mutex mutex;
+    std::condition_variable answered;
     // guarded by mutex:
     std::map<int, std::vector<Call_result>> results;
     std::map<Fake_event, Of_event> events;
@@ -175,6 +177,7 @@ int Fake_client::call(Fake_method method, Bytes bytes) {
     m_port->call(method, payload(std::move(bytes)), [heard = m_heard, number](Call_result const& result) {
         std::lock_guard lock(heard->mutex);
         heard->results[number].push_back(result);
+        heard->answered.notify_all();
     });
     return number;
 }
@@ -182,6 +185,13 @@ int Fake_client::call(Fake_method method, Bytes bytes) {
 std::vector<Call_result> Fake_client::results(int call) const {
     std::lock_guard lock(m_heard->mutex);
     return m_heard->results[call];
+}
+
+std::optional<Call_result> Fake_client::await(int call) const {
+    std::unique_lock lock(m_heard->mutex);
+    auto const& results = m_heard->results[call];
+    if (!m_heard->answered.wait_for(lock, PATIENCE, [&] { return !results.empty(); })) return {};
+    return results.front();
 }
 
 std::size_t Fake_client::ended() const {
@@ -195,10 +205,9 @@ bool Fake_client::echoes(std::size_t size) {
     Bytes bytes(size, 0x12);
     bytes.back() = static_cast<std::uint8_t>(m_calls & 0xFF);
     int const number = call(FAKE_ECHO, bytes);
-    if (!eventually([&] { return !results(number).empty(); })) return false;
-    Call_result const result = results(number).front();
-    return result.outcome == Call_outcome::answered && result.return_code == 0 &&
-           result.payload.bytes() == bytes;
+    auto const result = await(number);
+    return result && result->outcome == Call_outcome::answered && result->return_code == 0 &&
+           result->payload.bytes() == bytes;
 }
 
 void Fake_client::subscribe(Fake_event event) {

@@ -86,6 +86,8 @@ public:
     int call(Fake_method method, std::vector<std::uint8_t> bytes = {});
     /// What came back for it, in order; one entry if all is well.
     std::vector<Call_result> results(int call) const;
+    /// Waits for the first of it; nothing after PATIENCE.
+    std::optional<Call_result> await(int call) const;
     /// How many calls have ended.
     std::size_t ended() const;
     /// Calls Echo and waits. Whether it was answered with its own bytes.

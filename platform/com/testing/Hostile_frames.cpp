@@ -3,8 +3,6 @@
 #include <array>
 #include <utility>
 
-#include "platform/com/someip/Frame.h"
-
 namespace eb::com::runtime::testing {
 namespace {
 
@@ -32,7 +30,8 @@ std::string with(char const* what, std::uint32_t value) {
     return std::string(what) + " " + std::to_string(value);
 }
 
-/// The frame cut off at each byte, and with each byte replaced by some others.
+}  // namespace
+
 void addDamaged(Frames& frames, std::string const& name, Bytes const& good) {
     for (std::size_t size = 0; size < good.size(); ++size)
         frames.push_back({name + " cut off after " + std::to_string(size) + " bytes",
@@ -46,8 +45,6 @@ void addDamaged(Frames& frames, std::string const& name, Bytes const& good) {
                 {name + " with byte " + std::to_string(position) + " = " + std::to_string(value), damaged});
         }
 }
-
-}  // namespace
 
 Frames hostileCalls(std::uint16_t service) {
     someip::Header header;
@@ -90,7 +87,18 @@ Frames hostileCalls(std::uint16_t service) {
             changed.method = method;
             frames.push_back({with("service", id) + with(", method", method), someip::encode(changed, {})});
         }
-    addDamaged(frames, "request", someip::encode(header, {0, 0, 0, 0}));
+    for (auto const& [name, type] : {std::pair("request", someip::Message_type::request),
+                                     {"request without a reply", someip::Message_type::requestNoReturn},
+                                     {"notification", someip::Message_type::notification},
+                                     {"response", someip::Message_type::response},
+                                     {"error", someip::Message_type::error}}) {
+        header.type = static_cast<std::uint8_t>(type);
+        addDamaged(frames, name, someip::encode(header, {0, 0, 0, 0}));
+    }
+    addDamaged(frames, "client's magic cookie",
+               someip::encode({0xFFFF, 0x0000, 0xDEAD, 0xBEEF, 1, 1, 1, 0}, {}));
+    addDamaged(frames, "server's magic cookie",
+               someip::encode({0xFFFF, 0x8000, 0xDEAD, 0xBEEF, 1, 1, 2, 0}, {}));
     return frames;
 }
 

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "platform/com/deployment/Deployment.h"
+#include "platform/com/someip/Frame.h"
 
 namespace eb::com::runtime::testing {
 
@@ -14,8 +15,24 @@ struct Hostile_frame {
     std::vector<std::uint8_t> bytes;
 };
 
+/// The same in one or several pieces: what is wrong may be how they fit together.
+struct Hostile_message {
+    std::string name;
+    std::vector<std::vector<std::uint8_t>> datagrams;
+
+    std::vector<std::uint8_t> inOnePiece() const;
+};
+
 /// For a stream or a datagram socket that serves calls of `service`.
 std::vector<Hostile_frame> hostileCalls(std::uint16_t service);
+
+/// Messages under `good`, which nothing is wrong with, in segments that are damaged, don't fit together, or
+/// aren't all there.
+std::vector<Hostile_message> hostileSegments(someip::Header const& good);
+
+/// A frame cut off at each byte, and with each byte replaced by some others.
+void addDamaged(std::vector<Hostile_frame>& frames, std::string const& name,
+                std::vector<std::uint8_t> const& good);
 
 /// For a discovery socket of somebody who knows `service` (instance 1, version 2.0). Offers and subscriptions
 /// among them name `claimed` as their endpoint.

@@ -3,9 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <set>
 
+#include "platform/com/someip/Tp_assembler.h"
 #include "platform/com/testing/Fake_peer.h"
 #include "platform/com/testing/Hostile_frames.h"
+#include "platform/com/testing/Segments.h"
 #include "platform/com/testing/Stack_test.h"
 
 namespace eb::com::runtime {
@@ -78,7 +81,42 @@ protected:
         if (count % BATCH == 0) exchange();
     }
 
+    static someip::Header headerFor(std::uint16_t service) {
+        someip::Header header;
+        header.service = service;
+        header.method = 1;
+        header.client = 0x0666;
+        header.session = 1;
+        header.interfaceVersion = 2;
+        return header;
+    }
+    /// All there are; each has a name of its own.
+    static std::vector<Hostile_message> hostileMessages(std::uint16_t service) {
+        std::vector<Hostile_message> messages = hostileSegments(headerFor(service));
+        for (Hostile_frame& frame : hostileCalls(service))
+            messages.push_back({std::move(frame.name), {std::move(frame.bytes)}});
+        std::set<std::string> names;
+        for (Hostile_message const& message : messages)
+            EXPECT_TRUE(names.insert(message.name).second) << message.name;
+        return messages;
+    }
+    /// Nobody is answered with more than he sent, and good messages in segments pass all the while.
+    void showAsDatagrams(Hostile_message const& message) {
+        SCOPED_TRACE(message.name);
+        for (Bytes const& datagram : message.datagrams) m_socket->send(datagram, {SERVER, FAKE_PORT});
+        m_clock.advance(std::chrono::milliseconds(10));  // for an answer in segments
+        m_sent += message.inOnePiece().size();
+        m_answered += m_socket->stream().size();
+        EXPECT_LE(m_answered, m_sent + m_sent / 64);  // an answer may have more segments than the question
+        EXPECT_LE(counters().reassemblies, 2 * static_cast<std::int64_t>(someip::Tp_assembler::MESSAGES));
+        EXPECT_TRUE(m_udp->echoes(3'000));
+        m_clock.advance(std::chrono::milliseconds(1));  // for more segments to leave
+    }
+
     Fake_peer m_hostile{m_clock, m_network, HOSTILE};
+    std::shared_ptr<Fake_channel> m_socket = m_hostile.bind({HOSTILE, 999});
+    std::size_t m_sent = 64;
+    std::size_t m_answered = 0;
     std::unique_ptr<Fake_service> m_tcpService = std::make_unique<Fake_service>(*m_server, OVER_TCP);
     std::unique_ptr<Fake_service> m_udpService = std::make_unique<Fake_service>(*m_server, OVER_UDP);
     std::unique_ptr<Fake_client> m_tcp = std::make_unique<Fake_client>(*m_client, OVER_TCP);
@@ -87,36 +125,115 @@ protected:
     long m_mostAskedFor = 0;
 };
 
-TEST_F(Hostile_stack_test, CallsOnAStream) {
+TEST_F(Hostile_stack_test, CallsAndSegmentsOnAStream) {
     auto const connections = counters().connections.load();
+    Bytes const good = someip::encode(headerFor(FAKE_TCP_ID), {1, 2, 3});
+    Faults oneByOne;
+    oneByOne.pieceBytes = 1;
     std::size_t count = 0;
-    for (Hostile_frame const& frame : hostileCalls(FAKE_TCP_ID)) {
-        SCOPED_TRACE(frame.name);
-        auto const stream = m_hostile.connect({Transport::tcp, {SERVER, FAKE_PORT}});
-        stream->send(frame.bytes);
-        m_clock.settle();
-        EXPECT_LE(stream->stream().size(), 64U);
-        stream->close();
-        m_clock.settle();
-        afterwards(++count);
+    for (Hostile_message const& message : hostileMessages(FAKE_TCP_ID)) {
+        SCOPED_TRACE(message.name);
+        Bytes const hostile = message.inOnePiece();
+        Bytes merged = good;
+        merged.insert(merged.end(), hostile.begin(), hostile.end());
+        merged.insert(merged.end(), good.begin(), good.end());
+        for (auto const& [bytes, faults] :
+             {std::pair(hostile, Faults{}), std::pair(hostile, oneByOne), std::pair(merged, Faults{})}) {
+            m_network.set(faults);
+            auto const stream = m_hostile.connect({Transport::tcp, {SERVER, FAKE_PORT}});
+            stream->send(bytes);
+            m_clock.settle();
+            Bytes const answers = stream->stream();
+            EXPECT_LE(answers.size(), bytes.size() + 64);
+            if (bytes.size() == merged.size()) {
+                EXPECT_GE(answers.size(), good.size()) << "the first is good";
+            }
+            stream->close();
+            m_network.set({});
+            EXPECT_TRUE(m_tcp->echoes());
+        }
+        if (++count % BATCH == 0) exchange();
         if (HasFailure()) return;
     }
     EXPECT_TRUE(eventually([&] { return counters().connections == connections; }));
-    std::cout << count << " frames\n";
+    EXPECT_GE(count, 2'000U);
+    std::cout << count << " named frames over TCP, each at once, byte by byte, and between good ones\n";
 }
 
-TEST_F(Hostile_stack_test, CallsAsDatagrams) {
+TEST_F(Hostile_stack_test, CallsAndSegmentsAsDatagrams) {
     std::size_t count = 0;
-    auto const socket = m_hostile.bind({HOSTILE, 1000});
-    for (Hostile_frame const& frame : hostileCalls(FAKE_UDP_ID)) {
-        SCOPED_TRACE(frame.name);
-        socket->send(frame.bytes, {SERVER, FAKE_PORT});
-        m_clock.settle();
-        EXPECT_LE(socket->take().size(), 1U);
+    for (Hostile_message const& message : hostileMessages(FAKE_UDP_ID)) {
+        showAsDatagrams(message);
         afterwards(++count);
         if (HasFailure()) return;
     }
-    std::cout << count << " frames\n";
+    EXPECT_GE(count, 2'000U);
+    std::cout << count << " named frames over UDP\n";
+}
+
+TEST_F(Hostile_stack_test, CallsCutIntoSegments) {
+    std::size_t count = 0;
+    for (Hostile_frame const& frame : hostileCalls(FAKE_UDP_ID)) {
+        if (frame.bytes.size() < someip::HEADER_BYTES) continue;  // nothing to cut
+        showAsDatagrams({frame.name + " in segments",
+                         segmentsOf(someip::readHeader(frame.bytes.data()),
+                                    {frame.bytes.begin() + someip::HEADER_BYTES, frame.bytes.end()}, 1)});
+        afterwards(++count);
+        if (HasFailure()) return;
+    }
+    std::size_t const segmented = hostileSegments(headerFor(FAKE_UDP_ID)).size();
+    EXPECT_GE(segmented, 500U);
+    std::cout << count << " named frames cut into segments, beside " << segmented << " of segments alone\n";
+}
+
+/// A server that answers nonsense, where the manifest says that the service is.
+class Hostile_server_test : public Stack_test {
+protected:
+    Hostile_server_test() : Stack_test({}) {}
+};
+
+TEST_F(Hostile_server_test, AnswersAndEventsInSegments) {
+    Fake_peer server(m_clock, m_network, SERVER);
+    auto const socket = server.bind({SERVER, FAKE_PORT});
+    Fake_client client(*m_client, OVER_UDP);
+    Address from;
+    auto const nextRequest = [&] {
+        client.catchUp();
+        m_clock.settle();
+        Fake_channel::Message const request = socket->take().back();
+        from = request.from;
+        return someip::readHeader(request.bytes.data());
+    };
+    Bytes const answer = pattern(3'000);
+    std::size_t count = 0;
+    for (auto const type :
+         {someip::Message_type::response, someip::Message_type::error, someip::Message_type::notification}) {
+        int open = 0;
+        std::vector<Hostile_message> messages;
+        for (std::size_t number = 0; number == 0 || number < messages.size(); ++number) {
+            if (number % 50 == 0) {  // some of what was sent answers it
+                open = client.call(FAKE_HOLD);
+                someip::Header header = someip::answerTo(nextRequest(), 0);
+                header.type = static_cast<std::uint8_t>(type);
+                if (type == someip::Message_type::notification) header.method = 0x8001;
+                messages = hostileSegments(header);
+            }
+            SCOPED_TRACE(messages[number].name);
+            for (Bytes const& datagram : messages[number].datagrams) socket->send(datagram, from);
+            int const next = client.call(FAKE_ECHO);
+            for (Bytes const& segment : segmentsOf(someip::answerTo(nextRequest(), 0), answer))
+                socket->send(segment, from);
+            auto const result = client.await(next);
+            ASSERT_TRUE(result);
+            ASSERT_EQ(result->payload.bytes(), answer);
+            ASSERT_LE(client.results(open).size(), 1U);
+            ++count;
+        }
+    }
+    EXPECT_LE(counters().reassemblies, static_cast<std::int64_t>(someip::Tp_assembler::PEER_MESSAGES));
+    m_clock.advance(2 * someip::Tp_assembler::SILENCE);
+    EXPECT_EQ(counters().reassemblies, 0);
+    std::cout << count << " named frames from a server\n";
 }
 
 TEST_F(Hostile_stack_test, DiscoveryMessages) {
@@ -131,7 +248,7 @@ TEST_F(Hostile_stack_test, DiscoveryMessages) {
         if (HasFailure()) return;
     }
     EXPECT_LE(counters().subscribers, 2);
-    std::cout << count << " frames\n";
+    std::cout << count << " named discovery messages\n";
 }
 
 TEST_F(Hostile_stack_test, FloodOfQuestionsAndOffers) {
