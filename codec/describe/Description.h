@@ -33,6 +33,7 @@ struct Enumeration {
     std::span<const Range> ranges;  ///< ascending; of RANGES alone
     std::uint32_t mask;             ///< of MASK alone
     std::span<const Enumerator> names;
+    bool (*hasValue)(std::uint32_t value);  ///< the codec's own test, of the value cut to the wire's width
     std::string_view comment;
     bool assumed;
 };
@@ -86,8 +87,12 @@ struct Message {
 
     tPackErrorCode (*pack)(sQlet1Mod4MessageHdr*, unsigned char*, unsigned size, const void* record);
     tUnpackErrorCode (*unpack)(const sQlet1Mod4MessageHdr*, const unsigned char*, void* record);
-    std::uint64_t (*packedSize)(const void* context, const void* record);  ///< the payload's own, as the next
-    void (*toString)(const void* record, char* text, std::size_t size);    ///< null if it has no text form
+    // The payload's own, which are not its record's if it is a wrapper.
+    tPackErrorCode (*packPayload)(const sQlet1Mod4MessageHdr*, unsigned char*, unsigned*, const void* record);
+    tUnpackErrorCode (*unpackPayload)(const sQlet1Mod4MessageHdr*, const unsigned char*, unsigned*,
+                                      void* record);
+    std::uint64_t (*packedSize)(const void* context, const void* record);
+    void (*toString)(const void* record, char* text, std::size_t size);  ///< null if it has no text form
     std::string_view comment;
 };
 

@@ -20,6 +20,11 @@ std::span<const Family* const> families();
 
 // The codec's functions under the signatures that all records share.
 
+template <auto HAS_VALUE, class Wire>
+bool hasValue(std::uint32_t value) {
+    return HAS_VALUE(static_cast<Wire>(value));
+}
+
 template <auto PACK, class Type>
 tPackErrorCode packRecord(const sQlet1Mod4MessageHdr* header, unsigned char* buffer, unsigned* cursor,
                           const void* record) {
@@ -59,9 +64,10 @@ tUnpackErrorCode unpackMessage(const sQlet1Mod4MessageHdr* header, const unsigne
 /** Where a field's member lives. */
 #define CODEC_MEMBER(record, member) offsetof(record, member), sizeof(record::member)
 
+#define CODEC_ENUM_FUNCTION(type, wire) hasValue<PackUnpackEnum##type##HasValue, wire>
 #define CODEC_RECORD_FUNCTIONS(type) \
     packRecord<Pack##type, type>, unpackRecord<Unpack##type, type>, packedSizeOf<PackedSizeOf##type, type>
 #define CODEC_MESSAGE_FUNCTIONS(message, payload)                                 \
     packMessage<Pack##message, payload>, unpackMessage<Unpack##message, payload>, \
-        packedSizeOf<PackedSizeOf##payload, payload>
+        CODEC_RECORD_FUNCTIONS(payload)
 #define CODEC_TEXT_FUNCTION(type) toString<ToString##type, type>
