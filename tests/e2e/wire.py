@@ -5,10 +5,11 @@ protocol version, interface version, message type, return code), all big-endian,
 """
 import socket
 import struct
-from dataclasses import dataclass
+from dataclasses import dataclass, replace
 
 HEADER = struct.Struct(">HHIHHBBBB")
 REQUEST, NOTIFICATION, RESPONSE, ERROR = 0x00, 0x02, 0x80, 0x81
+SEGMENT = 0x20  # flag of the type: a second header of four bytes with offset and more-segments flag (SOME/IP-TP)
 CANCEL, READ = 1, 2
 EMPTY_MAP = bytes(4)
 
@@ -92,4 +93,18 @@ class Udp(Carrier):
         self.socket.connect((address, port))
 
     def receive(self):
-        return unpack(self.socket.recv(65536))
+        """The next message, put together if it comes in segments."""
+        message = unpack(self.socket.recv(65536))
+        if not message.type & SEGMENT:
+            return message
+        payload, more = b"", True
+        while more:
+            word, = struct.unpack_from(">I", message.payload)
+            assert word & 0xFFFFFFF0 == len(payload), f"a segment at {word & 0xFFFFFFF0} follows {len(payload)} bytes"
+            assert len(message.payload) <= 4 + 1392, f"a segment of {len(message.payload)} bytes"
+            payload += message.payload[4:]
+            more = word & 1
+            if more:
+                head, message = message, unpack(self.socket.recv(65536))
+                assert replace(head, payload=b"") == replace(message, payload=b""), "all segments have one header"
+        return replace(message, type=message.type & ~SEGMENT, payload=payload)

@@ -1,4 +1,6 @@
 // A directory and a peer that says whatever the test wants.
+#include <set>
+
 #include "platform/com/discovery/Sd_directory_test.h"
 #include "platform/com/testing/Fake_peer.h"
 
@@ -172,6 +174,60 @@ TEST_F(Sd_peer_test, FindIsAnsweredAtOnceAndOnlyIfItMeansWhatIsOffered) {
         say({find, find});
         EXPECT_EQ(heard().size(), answers);
     }
+}
+
+TEST_F(Sd_peer_test, FindByMulticastIsAnsweredToItsAskerAfterARandomDelay) {
+    Process multicast(m_clock, m_network,
+                      deployment(R"({"mode": "multicast", "ttl_s": 36000, "cyclic_ms": 3600000,
+                                     "request_response_delay_ms": {"min": 20, "max": 60}})"));
+    multicast.offer(0);
+    pass(milliseconds(2'000));
+    auto const other = m_peer.bind({0x7F000001, 30496});
+    heard();
+    std::set<int> delays;
+    for (int round = 0; round < 50; ++round) {
+        Sd_message message;
+        message.session = ++m_session;
+        message.reboot = true;
+        message.entries = {entry(Type::find)};
+        m_socket->send(encode(message), Discovery{}.group);
+        int delay = 0;
+        std::vector<Sd_entry> answers;
+        for (m_clock.settle(); (answers = heard()).empty() && delay < 1'000; ++delay) pass(milliseconds(1));
+        ASSERT_EQ(answers.size(), 1U) << "in round " << round;
+        EXPECT_EQ(answers[0].type, Type::offer);
+        EXPECT_EQ(answers[0].service, 0x1001);
+        EXPECT_GE(delay, 20);
+        EXPECT_LE(delay, 60);
+        delays.insert(delay);
+        pass(milliseconds(100));
+        EXPECT_TRUE(heard().empty()) << "answered twice";
+    }
+    EXPECT_GT(delays.size(), 5U) << "41 delays are possible";
+    EXPECT_EQ(other->count(), 0U) << "who didn't ask isn't answered";
+}
+
+TEST_F(Sd_peer_test, FindByMulticastFromSeveralIsAnsweredToEachOfThem) {
+    Process multicast(m_clock, m_network,
+                      deployment(R"({"mode": "multicast", "ttl_s": 36000, "cyclic_ms": 3600000,
+                                     "request_response_delay_ms": {"min": 20, "max": 60}})"));
+    multicast.offer(0);
+    pass(milliseconds(2'000));
+    heard();
+    auto const other = m_peer.bind({0x7F000001, 30496});
+    Sd_message message;
+    message.session = 1;
+    message.reboot = true;
+    message.entries = {entry(Type::find), entry(Type::find)};
+    m_socket->send(encode(message), Discovery{}.group);
+    other->send(encode(message), Discovery{}.group);
+    pass(milliseconds(19));
+    EXPECT_EQ(heard().size() + other->count(), 0U);
+    multicast.withdraw(0);
+    multicast.offer(0);  // what is offered when the answer is due counts
+    pass(milliseconds(100));
+    EXPECT_EQ(heard().size(), 1U);
+    EXPECT_EQ(other->count(), 1U);
 }
 
 TEST_F(Sd_peer_test, SubscriberIsAnsweredAndForgottenWhenItRebootsOrStops) {
