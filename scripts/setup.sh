@@ -7,7 +7,7 @@ packages=(
     openjdk-17-jdk-headless junit5
     libasio-dev nlohmann-json3-dev libcli11-dev
     libdlt-dev dlt-daemon dlt-tools
-    libgtest-dev libgmock-dev python3-scapy
+    libgtest-dev libgmock-dev python3-scapy tshark
     clang-format-14 binutils
 )
 

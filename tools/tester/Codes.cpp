@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <iterator>
 
+#include <ac/dm/types/InitMonitorReasonType.h>
+#include <ac/dm/types/MonitorActionType.h>
+
 namespace tester {
 
 namespace {
@@ -116,6 +119,31 @@ std::string returnCodeMeaning(unsigned char code) {
 std::string negativeResponseName(unsigned char code) {
     char const* text = find(NEGATIVE_RESPONSES, code);
     return text ? text : "not defined by ISO 14229-1";
+}
+
+std::vector<std::pair<unsigned char, std::string>> negativeResponses() {
+    std::vector<std::pair<unsigned char, std::string>> all;
+    for (Code const& code : NEGATIVE_RESPONSES) all.emplace_back(code.value, code.text);
+    return all;
+}
+
+std::string monitorStateName(unsigned char state) {
+    switch (static_cast<ac::dm::types::MonitorActionType>(state)) {
+        case ac::dm::types::MonitorActionType::kPassed:
+            return "passed";
+        case ac::dm::types::MonitorActionType::kFailed:
+            return "failed";
+    }
+    return "unknown";
+}
+
+std::map<std::string, int> const& initReasons() {
+    using ac::dm::types::InitMonitorReasonType;
+    static std::map<std::string, int> const reasons{
+        {"clear", static_cast<int>(InitMonitorReasonType::kClear)},
+        {"restart", static_cast<int>(InitMonitorReasonType::kRestart)},
+        {"re-enabled", static_cast<int>(InitMonitorReasonType::kReenabled)}};
+    return reasons;
 }
 
 }  // namespace tester

@@ -32,6 +32,7 @@ std::unique_ptr<Command> dataServiceCommand();
 std::unique_ptr<Command> watchCommand();
 std::unique_ptr<Command> doctorCommand();
 std::unique_ptr<Command> doipCommand();
+std::unique_ptr<Command> wiresharkCommand();
 
 // Of `dtc`.
 std::unique_ptr<Command> watchTroubleCodesCommand();

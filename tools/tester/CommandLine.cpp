@@ -100,6 +100,7 @@ std::vector<std::unique_ptr<Command>> commands() {
     all.push_back(watchCommand());
     all.push_back(doctorCommand());
     all.push_back(doipCommand());
+    all.push_back(wiresharkCommand());
     return all;
 }
 

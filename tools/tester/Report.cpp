@@ -103,7 +103,7 @@ std::vector<Bytes> entries(std::vector<Field> const& fields) {
     if (fields.size() < 2 || fields.back().kind != Field::Kind::bytes) return {};
     Field const& count = fields[fields.size() - 2];
     Bytes const bytes = fields.back().value;
-    if (count.kind != Field::Kind::array || count.value.size() > 2) return {};
+    if (count.kind != Field::Kind::array || !countsEntries(count.value.size())) return {};
     std::size_t const number = count.number();
     if (number == 0 || bytes.empty() || bytes.size() % number != 0) return {};
     std::vector<Bytes> list;

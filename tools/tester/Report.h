@@ -32,6 +32,11 @@ Report judge(Target const& target, Reply reply, Exchange exchange, Patience cons
 /// A service that couldn't even be called.
 Report notFound(Target const& target, std::string reason);
 
+/// Whether an array of so many bytes, in front of bytes that end a reply, counts the entries in them.
+constexpr bool countsEntries(std::size_t size) noexcept {
+    return size <= 2;
+}
+
 /// The repeated part of a list: its entries where the byte field in front of the last tells their count.
 /// Empty if there is no such count, or if the bytes can't be divided by it.
 std::vector<Bytes> entries(std::vector<Field> const& fields);

@@ -27,12 +27,21 @@ Paint Session::paint() const {
     return Paint(m_environment.outIsTerminal && (!noColor || !*noColor));
 }
 
+void Session::setEnvironment() const {
+    // The runtime takes its settings from here; no other thread looks at the environment yet.
+    if (!m_options.manifest.empty()) setenv("ARA_COM_MANIFEST", m_options.manifest.c_str(), 1);
+    if (!m_options.address.empty()) setenv("ARA_COM_ADDRESS", m_options.address.c_str(), 1);
+    if (m_options.verbose) setenv("ARA_LOG_LEVEL", "debug", 0);
+}
+
+eb::com::runtime::Deployed_services Session::deployed() {
+    setEnvironment();
+    return eb::com::runtime::deployed_services();
+}
+
 Services& Session::services() {
     if (!m_services) {
-        // The runtime takes its settings from here; no other thread looks at the environment yet.
-        if (!m_options.manifest.empty()) setenv("ARA_COM_MANIFEST", m_options.manifest.c_str(), 1);
-        if (!m_options.address.empty()) setenv("ARA_COM_ADDRESS", m_options.address.c_str(), 1);
-        if (m_options.verbose) setenv("ARA_LOG_LEVEL", "debug", 0);
+        setEnvironment();
         m_services = m_environment.services();
     }
     return *m_services;

@@ -9,6 +9,8 @@
 #include <stop_token>
 #include <string>
 
+#include <eb/com/runtime/Deployed_services.h>
+
 #include "tools/tester/Exchange.h"
 #include "tools/tester/Services.h"
 
@@ -81,6 +83,9 @@ public:
     /// Starts the runtime at the first call, so that a subcommand that needs none does without.
     Services& services();
 
+    /// What the manifest says that the options and the environment name. Starts nothing.
+    eb::com::runtime::Deployed_services deployed();
+
     /// Waits for a target to be found. What a run waits for its targets is bounded as a whole.
     Reached reach(Target const& target);
 
@@ -93,6 +98,8 @@ public:
     void tell(std::string const& text);
 
 private:
+    void setEnvironment() const;
+
     Options m_options;
     Environment& m_environment;
     std::unique_ptr<Services> m_services;

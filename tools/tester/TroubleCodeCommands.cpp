@@ -1,8 +1,7 @@
 // `dtc`: what the monitors of the trouble codes report, and asking them to report again.
-#include <map>
-
 #include <CLI/CLI.hpp>
 
+#include "tools/tester/Codes.h"
 #include "tools/tester/GroupCommand.h"
 #include "tools/tester/MethodCommand.h"
 
@@ -39,12 +38,11 @@ public:
 
     CLI::App* declare(CLI::App& app) override {
         CLI::App* const subcommand = MethodCommand::declare(app);
-        std::map<std::string, int> const reasons{{"clear", 0}, {"restart", 1}, {"re-enabled", 2}};
         subcommand
             ->add_option("--reason", m_reason,
                          "clear (0), restart (1), re-enabled (2), or a number up to 255")
             ->type_name("REASON")
-            ->transform(CLI::Transformer(reasons).description(""))
+            ->transform(CLI::Transformer(initReasons()).description(""))
             ->check(CLI::Range(0, 255).description(""))
             ->default_str("clear");
         return subcommand;

@@ -1,5 +1,7 @@
 #include "tools/tester/TroubleCodeEar.h"
 
+#include "tools/tester/Codes.h"
+
 namespace tester {
 
 using eb::com::runtime::Client;
@@ -9,8 +11,7 @@ namespace {
 
 std::string stateWord(std::vector<unsigned char> const& bytes) {
     if (bytes.size() != 1) return "undecodable: 1 byte expected, received " + std::to_string(bytes.size());
-    if (bytes[0] > 1) return "unknown";
-    return bytes[0] == 0 ? "passed" : "failed";
+    return monitorStateName(bytes[0]);
 }
 
 }  // namespace
