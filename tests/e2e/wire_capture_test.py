@@ -1,6 +1,9 @@
 #!/usr/bin/env python3
 """Other people's tools see what the vehicle says: captures of real traffic, and of what should never be."""
+import json
+import os
 import pathlib
+import subprocess
 import tempfile
 import unittest
 
@@ -8,7 +11,7 @@ import wire
 from adaptation_test import RECORDS, VALUES, DataService, is_found
 from capture import Capture, Tshark, write_datagrams
 from trouble_code_test import CODES, MONITOR, Watch
-from vehicle import PORT, Vehicle
+from vehicle import DEFAULT_MANIFEST, PATIENCE, PORT, TESTER, Vehicle
 
 IDENTIFIERS = {0xB047, 0x15FE, 0x15FD, 0x017D, 0x488C, 0x488B, 0x117C, 0x117E, 0x117D, 0x0235, 0x0234, 0x54DC, 0x54DE,
                0x54DF}
@@ -234,7 +237,45 @@ class ABadDay(unittest.TestCase):
         self.assertEqual(seen["records"].shows("diag_ara.data_service.record"), ["2640", "3167"])
         self.assertEqual(seen["refusal"].show("diag_ara.data_service_control.refusal"), "no such record")
         self.assertEqual(seen["state"].label("diag_ara.monitor.state"), "state: Unknown (7)")
-        self.assertEqual(seen["stranger"].protocols[-1], "someip")
+        self.assertIn("someip.payload", seen["stranger"])
+        self.assertNotIn("diag_ara", seen["stranger"].protocols)
+
+
+class TheTesterWritesTheProfile(unittest.TestCase):
+    def test_it_follows_the_manifest(self):
+        manifest = json.loads(DEFAULT_MANIFEST.read_text())
+        row = next(row for row in manifest["services"] if row["service_id"] == "0x54DF")
+        row.update(service_id="0x4444", methods=[{"name": "Cancel", "id": 7}, {"name": "Read", "id": 9}],
+                   endpoint={"transport": "udp", "port": 40404})
+        with tempfile.TemporaryDirectory(prefix="wire-") as folder:
+            file = pathlib.Path(folder) / "car.json"
+            file.write_text(json.dumps(manifest))
+            capture = pathlib.Path(folder) / "made.pcap"
+            write_datagrams(capture, [wire.Message(0x4444, 9, 1, wire.RESPONSE, 0, b"\0\0\0\2\x0A\x0B").pack()])
+            frame, = Tshark(folder, "--manifest", file).frames(capture)
+        self.assertEqual((frame.show("someip.servicename"), frame.show("someip.methodname")),
+                         ("DataIdentifier_ParameterList", "Read"))
+        self.assertEqual(frame.raw("diag_ara.d_54df.field_1"), "0a0b")
+
+    def test_what_it_cannot_do_is_told(self):
+        with tempfile.TemporaryDirectory(prefix="wire-") as folder:
+            file = pathlib.Path(folder) / "file"
+            file.write_text("{}")
+            for arguments, code, told in ((["wireshark", file], 1, f"{file}/.config/wireshark/profiles/diag_ara"),
+                                          (["--raw", "wireshark", folder], 2, "no raw form"),
+                                          (["--manifest", file, "wireshark", folder], 2, str(file))):
+                run = subprocess.run([TESTER, *arguments], capture_output=True, text=True, timeout=PATIENCE)
+                self.assertEqual(run.returncode, code, run.stderr)
+                self.assertIn(told, run.stderr)
+            self.assertEqual(list(pathlib.Path(folder).iterdir()), [file])
+
+    def test_it_names_the_files_for_programs(self):
+        with tempfile.TemporaryDirectory(prefix="wire-") as folder:
+            run = subprocess.run([TESTER, "--json", "wireshark"], env=dict(os.environ, HOME=folder), check=True,
+                                 capture_output=True, text=True, timeout=PATIENCE)
+            told = set(json.loads(run.stdout)["files"])
+            self.assertEqual(told, {str(path) for path in pathlib.Path(folder).rglob("*") if path.is_file()})
+            self.assertIn(f"{folder}/.local/lib/wireshark/plugins/diag_ara.lua", told)
 
 
 if __name__ == "__main__":
