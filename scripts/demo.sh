@@ -6,10 +6,12 @@ cd "$(dirname "$0")/.."
 . scripts/desk.sh
 
 late_vehicle=
+catalogue=
 build=
 while [[ $# -gt 0 ]]; do
     case $1 in
         --late-vehicle) late_vehicle=yes ;;
+        --catalogue) catalogue=yes ;;
         --build)
             [[ -x ${2:-}/bin/tester ]] || {
                 echo "demo: --build needs the folder of a finished build, such as build/dev" >&2
@@ -21,6 +23,7 @@ while [[ $# -gt 0 ]]; do
         --help | -h)
             cat <<'USAGE'
 usage: scripts/demo.sh [--late-vehicle] [--build FOLDER]
+       scripts/demo.sh --catalogue
 
 Installs what is missing, builds, starts the Java service and everything around it, and shows
 
@@ -34,6 +37,8 @@ and cleans up after itself. Exit code 0 when all of it was seen; the last line o
   --late-vehicle    start the tester's read, the watch of the trouble codes and the data service first, the Java
                     service behind them
   --build FOLDER    take the programs of this build, such as build/dev; install and build nothing
+  --catalogue       make the page of all messages, check it in a headless browser and print its path; needs no vehicle
+                    and no build
   --help            print this
 
 Logs of a run that failed stay in build/demo/.
@@ -47,6 +52,19 @@ USAGE
     esac
     shift
 done
+
+if [[ $catalogue ]]; then
+    scripts/setup.sh python3 chromium chromium-driver
+    page=$PWD/build/catalogue
+    python3 -B tools/valgen --page "$page" codec/schema/*.val
+    echo "demo: checking the page in a browser" >&2
+    report=$(cd tools/valgen && python3 -B -m page.page_test "$page/index.html" Catalogue 2>&1) || {
+        echo "$report" >&2
+        exit 1
+    }
+    echo "$page/index.html"
+    exit 0
+fi
 
 patience=60 # seconds that anything is waited for
 logs=build/demo/$$

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Installs what is missing from Debian's packages; touches nothing when all is there.
+# Installs what is missing from Debian's packages, of all or of those that are named; touches nothing when all is there.
 set -euo pipefail
 
 packages=(
@@ -9,7 +9,9 @@ packages=(
     libdlt-dev dlt-daemon dlt-tools
     libgtest-dev libgmock-dev python3-scapy tshark
     clang-format-14 binutils
+    chromium chromium-driver
 )
+[[ $# -eq 0 ]] || packages=("$@")
 
 missing=()
 for package in "${packages[@]}"; do

@@ -3,6 +3,7 @@
     python3 tools/valgen --cpp OUT [--include-prefix codec] SCHEMA...
     python3 tools/valgen --java OUT SCHEMA...
     python3 tools/valgen --list-java SCHEMA...
+    python3 tools/valgen --page OUT SCHEMA...   the message catalogue, to be read in a browser
     python3 tools/valgen breaking OLD NEW       what a change of the schemas breaks
     python3 tools/valgen freeze VERSION         releases the schemas as they are
 
@@ -19,6 +20,7 @@ import cpp_header
 import cpp_source
 import java_files
 from model import SchemaError, build
+from page import catalogue
 from schema import parse_file
 from versions import breaking
 
@@ -47,6 +49,7 @@ def main():
     arguments.add_argument("--include-prefix", default="codec", help="how the C++ files include one another")
     arguments.add_argument("--java", type=pathlib.Path, metavar="OUT", help="write Java into this folder")
     arguments.add_argument("--list-java", action="store_true", help="print the names of the Java files")
+    arguments.add_argument("--page", type=pathlib.Path, metavar="OUT", help="write the catalogue page into this folder")
     chosen = arguments.parse_args()
 
     try:
@@ -58,6 +61,8 @@ def main():
         write(chosen.cpp, cpp_files(model, chosen.include_prefix))
     if chosen.java:
         write(chosen.java, java_files.files(model))
+    if chosen.page:
+        write(chosen.page, {"index.html": catalogue.html(model)})
     if chosen.list_java:
         print("\n".join(java_files.files(model)))
     return 0

@@ -1,0 +1,92 @@
+// The address tells what is shown: #2350, #ValDiagnosticsresponseInd, #VALPoint_t, #VALPoint_t.x, #tColour.
+
+const search = document.getElementById("search");
+const results = document.getElementById("results");
+const details = document.getElementById("details");
+
+document.getElementById("counts").textContent =
+  `${totals.messages} messages · ${totals.records} records · ${totals.enums} enumerations`;
+document.getElementById("contract").append(
+  chip(false), ` ${totals.layouts - totals.assumedLayouts} `, chip(true), ` ${totals.assumedLayouts} of ${totals.layouts} layouts`);
+
+function show() {
+  const target = decodeURIComponent(location.hash.slice(1));
+  const [name, fieldName] = target.split(".");
+  const message = byId.get(target) || byName.get(target);
+  const isRecord = name in catalogue.records || name in catalogue.wrappers;
+  const isKnown = message || isRecord || target in catalogue.enums;
+  document.body.classList.toggle("detail", target !== "");
+  document.title = (message ? `${message.id} ${message.name}` : target) || "Message catalogue";
+  const back = element("a", {class: "back", href: "#"}, "‹ Results");
+  details.replaceChildren(back, ...(message ? showMessage(message) : isRecord ? showRecord(name)
+    : isKnown ? showEnum(target) : target ? [heading("Nothing of that name"), element("p", {}, `'${target}' is no id, message, record or enumeration.`)]
+    : showOverview()));
+  draw();
+  const row = fieldName && document.getElementById(`field-${fieldName}`);
+  if (row) {
+    row.classList.add("target");
+    row.scrollIntoView({block: "center"});
+  } else {
+    details.scrollTop = 0;
+    if (target) scrollTo(0, 0);
+  }
+  for (const each of results.querySelectorAll(".result")) {
+    each.toggleAttribute("aria-current", each.getAttribute("href") === "#" + target);
+  }
+}
+
+function draw() {
+  for (const strip of details.querySelectorAll(".strip")) {
+    strip.replaceChildren(drawPicture(strip.dataset.record, strip.clientWidth));
+  }
+}
+
+// A field in the picture and its row in the table point at one another.
+function point(event) {
+  const path = event.target.closest("[data-path]")?.dataset.path;
+  for (const each of details.querySelectorAll("[data-path]")) each.classList.toggle("pointed", each.dataset.path === path);
+  for (const each of details.querySelectorAll(".arrow")) {
+    each.classList.toggle("pointed", path !== undefined && [each.dataset.from, each.dataset.to].includes(path));
+  }
+}
+
+function walk(step) {
+  const rows = [...results.querySelectorAll("a.result, button.more")];
+  const at = rows.indexOf(document.activeElement);
+  if (at + step < 0) search.focus();
+  else rows[Math.min(at + step, rows.length - 1)]?.focus();
+}
+
+search.addEventListener("input", () => {
+  showResults(results, search.value.trim());
+  results.scrollTop = 0;
+  if (search.value !== "") document.body.classList.remove("detail");
+});
+document.addEventListener("keydown", event => {
+  if (event.ctrlKey || event.altKey || event.metaKey) return;
+  const inFinder = document.activeElement === search || results.contains(document.activeElement);
+  if (event.key === "/" && document.activeElement !== search) search.select(), search.focus();
+  else if (event.key === "Escape") inFinder && search.value && document.activeElement === search ? clear() : search.focus();
+  else if (event.key === "ArrowDown" && inFinder) walk(1);
+  else if (event.key === "ArrowUp" && inFinder && document.activeElement !== search) walk(-1);
+  else if (event.key === "Enter" && document.activeElement === search) results.querySelector("a.result")?.click();
+  else return;
+  event.preventDefault();
+});
+
+function clear() {
+  search.value = "";
+  search.dispatchEvent(new Event("input"));
+}
+
+details.addEventListener("pointerover", point);
+details.addEventListener("focusin", point);
+addEventListener("hashchange", show);
+let width = innerWidth;
+addEventListener("resize", () => {
+  if (innerWidth !== width) draw();
+  width = innerWidth;
+});
+
+showResults(results, "");
+show();
