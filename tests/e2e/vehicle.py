@@ -40,10 +40,11 @@ def wait_until(condition, seconds, what):
 class Vehicle:
     """`values` maps a data identifier to its bytes; an identifier left out is one that Java doesn't answer.
     `routines` maps a routine to the lines that say what it does; the others end at once. `options` are the
-    sample's. With `starts` false only the folder is made."""
+    sample's, `discovery` is the manifest's. `inside` is the command that runs the service elsewhere, in a network
+    namespace. With `starts` false only the folder is made."""
 
     def __init__(self, values=None, address=None, transport="tcp", comes_up=True, routines=None, options=(),
-                 starts=True):
+                 starts=True, discovery=None, inside=()):
         self.folder = tempfile.TemporaryDirectory(prefix="vehicle-")
         self.path = pathlib.Path(self.folder.name)
         self.address = address or fresh_address()
@@ -51,9 +52,12 @@ class Vehicle:
         self.environment = dict(os.environ, ARA_COM_ADDRESS=self.address, ARA_LOG_TARGET=f"file:{self.path}/ara.log")
         manifest = json.loads(DEFAULT_MANIFEST.read_text())
         manifest["defaults"]["endpoint"]["transport"] = transport
+        if discovery:
+            manifest["discovery"] = discovery
         (self.path / "manifest.json").write_text(json.dumps(manifest))
         self.environment["ARA_COM_MANIFEST"] = str(self.path / "manifest.json")
         self.arguments = list(options)
+        self.inside = list(inside)
         if values is not None or routines is not None:
             (self.path / "values.txt").write_text(
                 "".join(f"[0x{i:04X}]\nbytes = {data.hex(' ')}\n" for i, data in (values or {}).items()) +
@@ -72,7 +76,7 @@ class Vehicle:
             environment["LD_PRELOAD"] = os.environ["JAVA_PRELOAD"]
         already = self.log().count("VAL service is up")
         self.java = subprocess.Popen(
-            ["java", "-Xmx128m", f"-Djava.library.path={PRODUCT_DIR}", "-cp", JAR,
+            [*self.inside, "java", "-Xmx128m", f"-Djava.library.path={PRODUCT_DIR}", "-cp", JAR,
              "zvif.vehicle.services.val.sample.SampleValService", *self.arguments],
             env=environment, cwd=self.path, stdin=subprocess.PIPE, stdout=self.output,
             stderr=subprocess.STDOUT, text=True)
