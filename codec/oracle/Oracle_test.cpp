@@ -42,11 +42,12 @@ std::set<std::uint64_t> counts(const Record& table) {
 /** Buffer sizes for a payload: every one up to its end and beyond; of long ones not every one in the middle.
  */
 std::vector<std::uint32_t> bounds(std::uint64_t payload) {
-    constexpr std::uint32_t FULL = 300, STEP = 61;
+    constexpr std::uint32_t FULL = 300;
     const auto last = static_cast<std::uint32_t>(std::min<std::uint64_t>(payload + 1, 20000));
+    const std::uint32_t step = last / 150 + 1;
     std::vector<std::uint32_t> all;
     for (std::uint32_t bound = 0; bound <= last;
-         bound += bound < FULL || bound + FULL / 3 > last ? 1 : STEP) {
+         bound += bound < FULL || bound + FULL / 3 > last ? 1 : step) {
         all.push_back(bound);
     }
     return all;

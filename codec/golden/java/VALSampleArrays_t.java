@@ -6,56 +6,55 @@ package zvif.vehicle.services.val.records;
  * The counts stand in front and in another order than the arrays.
  * 15 to 2469 bytes on the wire. Assumed: not every name or width here is agreed with the other side.
  */
-public final class VALSampleArrays_t {
+public final class VALSampleArrays_t extends TextRecord {
     public int marker;
     public byte[] bytes = {};
     public int[] words = {};
     public long[] longs = {};
+    /** Of {@link SampleEnumerations#tSampleSource} */
     public int[] sources = {};
     public VALSamplePair_t[] pairs = {};
     public VALSampleName_t[] names = {};
+    /** Of {@link SampleEnumerations#tSampleReason} */
     public int[] reasons = {};
+    /** Of {@link SampleEnumerations#tSampleCode} */
     public long[] codes = {};
+    /** Of {@link SampleEnumerations#tSampleCause} */
     public int[] causes = {};
+    /** Of {@link SampleEnumerations#tSampleTide} */
     public int[] tides = {};
-
-    /** The payload; throws {@link RecordException} if a member breaks the record's rules. */
-    public byte[] encode() {
-        PayloadWriter out = new PayloadWriter("VALSampleArrays_t");
-        write(out);
-        return out.toByteArray();
-    }
 
     /** The record of exactly this payload; throws {@link RecordException} if it is none. */
     public static VALSampleArrays_t decode(byte[] payload) {
-        PayloadReader in = new PayloadReader("VALSampleArrays_t", payload);
         VALSampleArrays_t record = new VALSampleArrays_t();
-        record.read(in);
-        in.end();
+        record.unpack(payload);
         return record;
     }
 
+    @Override
     void write(PayloadWriter out) {
-        out.count(sources.length, 2);
-        out.count(words.length, 1);
-        out.count(longs.length, 4);
-        out.count(pairs.length, 1);
-        out.count(names.length, 1);
-        out.count(bytes.length, 1);
+        out.count("idCount", sources.length, 2);
+        out.count("wordCount", words.length, 1);
+        out.count("longCount", longs.length, 4);
+        out.count("pairCount", pairs.length, 1);
+        out.count("nameCount", names.length, 1);
+        out.count("byteCount", bytes.length, 1);
         out.unsigned("marker", marker, 1);
         out.maximum("bytes", bytes.length, 255);
-        out.bytes(bytes);
+        out.bytes("bytes", bytes);
         out.maximum("words", words.length, 4);
+        out.require("words", words.length * 2);
         for (int i = 0; i < words.length; i++) {
             out.unsigned("words", words[i], 2);
         }
         out.maximum("longs", longs.length, 256);
+        out.require("longs", longs.length * 4);
         for (int i = 0; i < longs.length; i++) {
             out.unsigned("longs", longs[i], 4);
         }
         out.maximum("sources", sources.length, 300);
         for (int i = 0; i < sources.length; i++) {
-            out.enumeration("sources", sources[i], 1, tSampleSource.hasValue(sources[i]), "tSampleSource");
+            out.enumeration("sources", sources[i], SampleEnumerations.tSampleSource);
         }
         out.maximum("pairs", pairs.length, 16);
         for (int i = 0; i < pairs.length; i++) {
@@ -69,28 +68,29 @@ public final class VALSampleArrays_t {
             names[i].write(out);
             out.leave();
         }
-        out.count(reasons.length, 1);
+        out.count("reasonCount", reasons.length, 1);
         out.maximum("reasons", reasons.length, 2);
         for (int i = 0; i < reasons.length; i++) {
-            out.enumeration("reasons", reasons[i], 2, tSampleReason.hasValue(reasons[i]), "tSampleReason");
+            out.enumeration("reasons", reasons[i], SampleEnumerations.tSampleReason);
         }
-        out.count(codes.length, 1);
+        out.count("codeCount", codes.length, 1);
         out.maximum("codes", codes.length, 2);
         for (int i = 0; i < codes.length; i++) {
-            out.enumeration("codes", codes[i], 4, tSampleCode.hasValue(codes[i]), "tSampleCode");
+            out.enumeration("codes", codes[i], SampleEnumerations.tSampleCode);
         }
-        out.count(causes.length, 1);
+        out.count("causeCount", causes.length, 1);
         out.maximum("causes", causes.length, 2);
         for (int i = 0; i < causes.length; i++) {
-            out.enumeration("causes", causes[i], 4, tSampleCause.hasValue(causes[i]), "tSampleCause");
+            out.enumeration("causes", causes[i], SampleEnumerations.tSampleCause);
         }
-        out.count(tides.length, 1);
+        out.count("tideCount", tides.length, 1);
         out.maximum("tides", tides.length, 2);
         for (int i = 0; i < tides.length; i++) {
-            out.enumeration("tides", tides[i], 1, tSampleTide.hasValue(tides[i]), "tSampleTide");
+            out.enumeration("tides", tides[i], SampleEnumerations.tSampleTide);
         }
     }
 
+    @Override
     void read(PayloadReader in) {
         long countOf_sources = in.unsigned("idCount", 2);
         long countOf_words = in.unsigned("wordCount", 1);
@@ -101,17 +101,18 @@ public final class VALSampleArrays_t {
         marker = (int) in.unsigned("marker", 1);
         bytes = in.bytes("bytes", in.maximum("bytes", countOf_bytes, 255));
         words = new int[in.maximum("words", countOf_words, 4)];
+        in.require("words", words.length * 2);
         for (int i = 0; i < words.length; i++) {
             words[i] = (int) in.unsigned("words", 2);
         }
         longs = new long[in.maximum("longs", countOf_longs, 256)];
+        in.require("longs", longs.length * 4);
         for (int i = 0; i < longs.length; i++) {
             longs[i] = in.unsigned("longs", 4);
         }
         sources = new int[in.maximum("sources", countOf_sources, 300)];
         for (int i = 0; i < sources.length; i++) {
-            sources[i] = (int) in.unsigned("sources", 1);
-            in.enumeration("sources", sources[i], tSampleSource.hasValue(sources[i]), "tSampleSource");
+            sources[i] = (int) in.enumeration("sources", SampleEnumerations.tSampleSource);
         }
         pairs = new VALSamplePair_t[in.maximum("pairs", countOf_pairs, 16)];
         for (int i = 0; i < pairs.length; i++) {
@@ -130,26 +131,47 @@ public final class VALSampleArrays_t {
         long countOf_reasons = in.unsigned("reasonCount", 1);
         reasons = new int[in.maximum("reasons", countOf_reasons, 2)];
         for (int i = 0; i < reasons.length; i++) {
-            reasons[i] = (int) in.unsigned("reasons", 2);
-            in.enumeration("reasons", reasons[i], tSampleReason.hasValue(reasons[i]), "tSampleReason");
+            reasons[i] = (int) in.enumeration("reasons", SampleEnumerations.tSampleReason);
         }
         long countOf_codes = in.unsigned("codeCount", 1);
         codes = new long[in.maximum("codes", countOf_codes, 2)];
         for (int i = 0; i < codes.length; i++) {
-            codes[i] = in.unsigned("codes", 4);
-            in.enumeration("codes", codes[i], tSampleCode.hasValue(codes[i]), "tSampleCode");
+            codes[i] = in.enumeration("codes", SampleEnumerations.tSampleCode);
         }
         long countOf_causes = in.unsigned("causeCount", 1);
         causes = new int[in.maximum("causes", countOf_causes, 2)];
         for (int i = 0; i < causes.length; i++) {
-            causes[i] = (int) in.signed("causes", 4);
-            in.enumeration("causes", causes[i], tSampleCause.hasValue(causes[i]), "tSampleCause");
+            causes[i] = (int) in.enumeration("causes", SampleEnumerations.tSampleCause);
         }
         long countOf_tides = in.unsigned("tideCount", 1);
         tides = new int[in.maximum("tides", countOf_tides, 2)];
         for (int i = 0; i < tides.length; i++) {
-            tides[i] = (int) in.signed("tides", 1);
-            in.enumeration("tides", tides[i], tSampleTide.hasValue(tides[i]), "tSampleTide");
+            tides[i] = (int) in.enumeration("tides", SampleEnumerations.tSampleTide);
         }
+    }
+
+    @Override
+    void appendText(TextForm text) {
+        text.number("idCount", sources.length);
+        text.number("wordCount", words.length);
+        text.number("longCount", longs.length);
+        text.number("pairCount", pairs.length);
+        text.number("nameCount", names.length);
+        text.number("byteCount", bytes.length);
+        text.number("marker", marker);
+        text.bytes("bytes", bytes, 255);
+        text.elements("words", words, 4, 16);
+        text.elements("longs", longs, 256, 32);
+        text.elements("sources", sources, 300, 8);
+        text.records("pairs", pairs, 16);
+        text.records("names", names, 3);
+        text.number("reasonCount", reasons.length);
+        text.elements("reasons", reasons, 2, 16);
+        text.number("codeCount", codes.length);
+        text.elements("codes", codes, 2, 32);
+        text.number("causeCount", causes.length);
+        text.elements("causes", causes, 2, 32);
+        text.number("tideCount", tides.length);
+        text.elements("tides", tides, 2, 8);
     }
 }

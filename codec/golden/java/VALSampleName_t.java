@@ -3,34 +3,33 @@
 package zvif.vehicle.services.val.records;
 
 /** 1 to 255 bytes on the wire. */
-public final class VALSampleName_t {
+public final class VALSampleName_t extends TextRecord {
     /** UTF-8 */
     public byte[] text = {};
 
-    /** The payload; throws {@link RecordException} if a member breaks the record's rules. */
-    public byte[] encode() {
-        PayloadWriter out = new PayloadWriter("VALSampleName_t");
-        write(out);
-        return out.toByteArray();
-    }
-
     /** The record of exactly this payload; throws {@link RecordException} if it is none. */
     public static VALSampleName_t decode(byte[] payload) {
-        PayloadReader in = new PayloadReader("VALSampleName_t", payload);
         VALSampleName_t record = new VALSampleName_t();
-        record.read(in);
-        in.end();
+        record.unpack(payload);
         return record;
     }
 
+    @Override
     void write(PayloadWriter out) {
-        out.count(text.length, 1);
-        out.maximum("text", text.length, 254);
-        out.bytes(text);
+        out.count("length", this.text.length, 1);
+        out.maximum("text", this.text.length, 254);
+        out.bytes("text", this.text);
     }
 
+    @Override
     void read(PayloadReader in) {
         long countOf_text = in.unsigned("length", 1);
-        text = in.bytes("text", in.maximum("text", countOf_text, 254));
+        this.text = in.bytes("text", in.maximum("text", countOf_text, 254));
+    }
+
+    @Override
+    void appendText(TextForm text) {
+        text.number("length", this.text.length);
+        text.bytes("text", this.text, 254);
     }
 }

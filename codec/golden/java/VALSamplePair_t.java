@@ -3,36 +3,35 @@
 package zvif.vehicle.services.val.records;
 
 /** 5 bytes on the wire. */
-public final class VALSamplePair_t {
+public final class VALSamplePair_t extends TextRecord {
     public int state;
     /**
      * 0.1 degC, which is fine enough for a value that nobody measures and that is here for its long comment
      */
     public int value;
 
-    /** The payload; throws {@link RecordException} if a member breaks the record's rules. */
-    public byte[] encode() {
-        PayloadWriter out = new PayloadWriter("VALSamplePair_t");
-        write(out);
-        return out.toByteArray();
-    }
-
     /** The record of exactly this payload; throws {@link RecordException} if it is none. */
     public static VALSamplePair_t decode(byte[] payload) {
-        PayloadReader in = new PayloadReader("VALSamplePair_t", payload);
         VALSamplePair_t record = new VALSamplePair_t();
-        record.read(in);
-        in.end();
+        record.unpack(payload);
         return record;
     }
 
+    @Override
     void write(PayloadWriter out) {
         out.unsigned("state", state, 1);
         out.signed("value", value, 4);
     }
 
+    @Override
     void read(PayloadReader in) {
         state = (int) in.unsigned("state", 1);
         value = (int) in.signed("value", 4);
+    }
+
+    @Override
+    void appendText(TextForm text) {
+        text.number("state", state);
+        text.number("value", value);
     }
 }

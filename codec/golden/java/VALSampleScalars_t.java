@@ -6,7 +6,7 @@ package zvif.vehicle.services.val.records;
  * Every kind of single value.
  * 59 bytes on the wire.
  */
-public final class VALSampleScalars_t {
+public final class VALSampleScalars_t extends TextRecord {
     public int byte_1;
     public int byte_2;
     public long byte_4;
@@ -17,38 +17,41 @@ public final class VALSampleScalars_t {
     public long signed_8;
     /** the door, not the window */
     public boolean open;
+    /** Of {@link SampleEnumerations#tSampleLevel} */
     public int level;
+    /** Of {@link SampleEnumerations#tSampleSource} */
     public int source;
+    /** Of {@link SampleEnumerations#tSampleReason} */
     public int reason;
+    /** Of {@link SampleEnumerations#tSampleCode} */
     public long code;
+    /** Of {@link SampleEnumerations#tSampleFlags} */
     public long flags;
+    /** Of {@link SampleEnumerations#tSampleNibble} */
     public int nibble;
+    /** Of {@link SampleEnumerations#tSampleAny} */
     public int any;
     public int wide;
     public int wide_signed;
     /** year since 2000, month &amp; day */
     public byte[] date = new byte[3];
+    /** Of {@link SampleEnumerations#tSampleCause} */
     public int cause;
+    /** Of {@link SampleEnumerations#tSampleTide} */
     public int tide;
+    /** Of {@link SampleEnumerations#tSampleDepth} */
     public int depth;
+    /** Of {@link SampleEnumerations#tSampleWhole} */
     public int whole;
-
-    /** The payload; throws {@link RecordException} if a member breaks the record's rules. */
-    public byte[] encode() {
-        PayloadWriter out = new PayloadWriter("VALSampleScalars_t");
-        write(out);
-        return out.toByteArray();
-    }
 
     /** The record of exactly this payload; throws {@link RecordException} if it is none. */
     public static VALSampleScalars_t decode(byte[] payload) {
-        PayloadReader in = new PayloadReader("VALSampleScalars_t", payload);
         VALSampleScalars_t record = new VALSampleScalars_t();
-        record.read(in);
-        in.end();
+        record.unpack(payload);
         return record;
     }
 
+    @Override
     void write(PayloadWriter out) {
         out.unsigned("byte_1", byte_1, 1);
         out.unsigned("byte_2", byte_2, 2);
@@ -58,23 +61,24 @@ public final class VALSampleScalars_t {
         out.signed("signed_2", signed_2, 2);
         out.signed("signed_4", signed_4, 4);
         out.signed("signed_8", signed_8, 8);
-        out.bool(open);
-        out.enumeration("level", level, 1, tSampleLevel.hasValue(level), "tSampleLevel");
-        out.enumeration("source", source, 1, tSampleSource.hasValue(source), "tSampleSource");
-        out.enumeration("reason", reason, 2, tSampleReason.hasValue(reason), "tSampleReason");
-        out.enumeration("code", code, 4, tSampleCode.hasValue(code), "tSampleCode");
-        out.enumeration("flags", flags, 4, tSampleFlags.hasValue(flags), "tSampleFlags");
-        out.enumeration("nibble", nibble, 1, tSampleNibble.hasValue(nibble), "tSampleNibble");
-        out.enumeration("any", any, 1, tSampleAny.hasValue(any), "tSampleAny");
+        out.bool("open", open);
+        out.enumeration("level", level, SampleEnumerations.tSampleLevel);
+        out.enumeration("source", source, SampleEnumerations.tSampleSource);
+        out.enumeration("reason", reason, SampleEnumerations.tSampleReason);
+        out.enumeration("code", code, SampleEnumerations.tSampleCode);
+        out.enumeration("flags", flags, SampleEnumerations.tSampleFlags);
+        out.enumeration("nibble", nibble, SampleEnumerations.tSampleNibble);
+        out.enumeration("any", any, SampleEnumerations.tSampleAny);
         out.unsigned("wide", wide, 1);
         out.signed("wide_signed", wide_signed, 2);
         out.fixedBytes("date", date, 3);
-        out.enumeration("cause", cause, 4, tSampleCause.hasValue(cause), "tSampleCause");
-        out.enumeration("tide", tide, 1, tSampleTide.hasValue(tide), "tSampleTide");
-        out.enumeration("depth", depth, 2, tSampleDepth.hasValue(depth), "tSampleDepth");
-        out.enumeration("whole", whole, 1, tSampleWhole.hasValue(whole), "tSampleWhole");
+        out.enumeration("cause", cause, SampleEnumerations.tSampleCause);
+        out.enumeration("tide", tide, SampleEnumerations.tSampleTide);
+        out.enumeration("depth", depth, SampleEnumerations.tSampleDepth);
+        out.enumeration("whole", whole, SampleEnumerations.tSampleWhole);
     }
 
+    @Override
     void read(PayloadReader in) {
         byte_1 = (int) in.unsigned("byte_1", 1);
         byte_2 = (int) in.unsigned("byte_2", 2);
@@ -85,30 +89,46 @@ public final class VALSampleScalars_t {
         signed_4 = (int) in.signed("signed_4", 4);
         signed_8 = in.signed("signed_8", 8);
         open = in.bool("open");
-        level = (int) in.unsigned("level", 1);
-        in.enumeration("level", level, tSampleLevel.hasValue(level), "tSampleLevel");
-        source = (int) in.unsigned("source", 1);
-        in.enumeration("source", source, tSampleSource.hasValue(source), "tSampleSource");
-        reason = (int) in.unsigned("reason", 2);
-        in.enumeration("reason", reason, tSampleReason.hasValue(reason), "tSampleReason");
-        code = in.unsigned("code", 4);
-        in.enumeration("code", code, tSampleCode.hasValue(code), "tSampleCode");
-        flags = in.unsigned("flags", 4);
-        in.enumeration("flags", flags, tSampleFlags.hasValue(flags), "tSampleFlags");
-        nibble = (int) in.unsigned("nibble", 1);
-        in.enumeration("nibble", nibble, tSampleNibble.hasValue(nibble), "tSampleNibble");
-        any = (int) in.unsigned("any", 1);
-        in.enumeration("any", any, tSampleAny.hasValue(any), "tSampleAny");
+        level = (int) in.enumeration("level", SampleEnumerations.tSampleLevel);
+        source = (int) in.enumeration("source", SampleEnumerations.tSampleSource);
+        reason = (int) in.enumeration("reason", SampleEnumerations.tSampleReason);
+        code = in.enumeration("code", SampleEnumerations.tSampleCode);
+        flags = in.enumeration("flags", SampleEnumerations.tSampleFlags);
+        nibble = (int) in.enumeration("nibble", SampleEnumerations.tSampleNibble);
+        any = (int) in.enumeration("any", SampleEnumerations.tSampleAny);
         wide = (int) in.unsigned("wide", 1);
         wide_signed = (int) in.signed("wide_signed", 2);
         date = in.bytes("date", 3);
-        cause = (int) in.signed("cause", 4);
-        in.enumeration("cause", cause, tSampleCause.hasValue(cause), "tSampleCause");
-        tide = (int) in.signed("tide", 1);
-        in.enumeration("tide", tide, tSampleTide.hasValue(tide), "tSampleTide");
-        depth = (int) in.signed("depth", 2);
-        in.enumeration("depth", depth, tSampleDepth.hasValue(depth), "tSampleDepth");
-        whole = (int) in.unsigned("whole", 1);
-        in.enumeration("whole", whole, tSampleWhole.hasValue(whole), "tSampleWhole");
+        cause = (int) in.enumeration("cause", SampleEnumerations.tSampleCause);
+        tide = (int) in.enumeration("tide", SampleEnumerations.tSampleTide);
+        depth = (int) in.enumeration("depth", SampleEnumerations.tSampleDepth);
+        whole = (int) in.enumeration("whole", SampleEnumerations.tSampleWhole);
+    }
+
+    @Override
+    void appendText(TextForm text) {
+        text.number("byte_1", byte_1);
+        text.number("byte_2", byte_2);
+        text.number("byte_4", byte_4);
+        text.number("byte_8", byte_8);
+        text.number("signed_1", signed_1);
+        text.number("signed_2", signed_2);
+        text.number("signed_4", signed_4);
+        text.number("signed_8", signed_8);
+        text.bool("open", open);
+        text.number("level", level);
+        text.number("source", source);
+        text.number("reason", reason);
+        text.number("code", (int) code);
+        text.number("flags", (int) flags);
+        text.number("nibble", nibble);
+        text.number("any", any);
+        text.number("wide", wide);
+        text.number("wide_signed", wide_signed);
+        text.bytes("date", date, 3);
+        text.number("cause", cause);
+        text.number("tide", tide);
+        text.number("depth", depth);
+        text.number("whole", whole);
     }
 }

@@ -2,14 +2,10 @@
 // Change the schema and build again.
 package zvif.vehicle.services.val.records;
 
-/** On the wire 32 bits: -23 to 0. */
+/** Values of {@link SampleEnumerations#tSampleCause} */
 public final class tSampleCause {
     public static final int SAMPLE_CAUSE_WORST = -23;
 
     private tSampleCause() {
-    }
-
-    public static boolean hasValue(long value) {
-        return value >= -23 && value <= 0;
     }
 }

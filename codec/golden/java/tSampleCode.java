@@ -2,14 +2,10 @@
 // Change the schema and build again.
 package zvif.vehicle.services.val.records;
 
-/** On the wire 32 bits: 100 to 200. */
+/** Values of {@link SampleEnumerations#tSampleCode} */
 public final class tSampleCode {
     public static final int SAMPLE_CODE_FIRST = 100;
 
     private tSampleCode() {
-    }
-
-    public static boolean hasValue(long value) {
-        return value >= 100 && value <= 200;
     }
 }

@@ -6,26 +6,18 @@ package zvif.vehicle.services.val.records;
  * Holds an assumption, so it is one.
  * 16 to 2470 bytes on the wire. Assumed: not every name or width here is agreed with the other side.
  */
-public final class tSampleGuessds {
+public final class tSampleGuessds extends ValRecord {
     public int marker;
     public VALSampleArrays_t arrays = new VALSampleArrays_t();
 
-    /** The payload; throws {@link RecordException} if a member breaks the record's rules. */
-    public byte[] encode() {
-        PayloadWriter out = new PayloadWriter("tSampleGuessds");
-        write(out);
-        return out.toByteArray();
-    }
-
     /** The record of exactly this payload; throws {@link RecordException} if it is none. */
     public static tSampleGuessds decode(byte[] payload) {
-        PayloadReader in = new PayloadReader("tSampleGuessds", payload);
         tSampleGuessds record = new tSampleGuessds();
-        record.read(in);
-        in.end();
+        record.unpack(payload);
         return record;
     }
 
+    @Override
     void write(PayloadWriter out) {
         out.unsigned("marker", marker, 1);
         out.enter("arrays");
@@ -33,6 +25,7 @@ public final class tSampleGuessds {
         out.leave();
     }
 
+    @Override
     void read(PayloadReader in) {
         marker = (int) in.unsigned("marker", 1);
         in.enter("arrays");

@@ -3,27 +3,19 @@
 package zvif.vehicle.services.val.records;
 
 /** 62 to 316 bytes on the wire. */
-public final class tSampleHolderds {
+public final class tSampleHolderds extends ValRecord {
     public VALSampleScalars_t scalars = new VALSampleScalars_t();
     public VALSampleName_t name = new VALSampleName_t();
     public int check;
 
-    /** The payload; throws {@link RecordException} if a member breaks the record's rules. */
-    public byte[] encode() {
-        PayloadWriter out = new PayloadWriter("tSampleHolderds");
-        write(out);
-        return out.toByteArray();
-    }
-
     /** The record of exactly this payload; throws {@link RecordException} if it is none. */
     public static tSampleHolderds decode(byte[] payload) {
-        PayloadReader in = new PayloadReader("tSampleHolderds", payload);
         tSampleHolderds record = new tSampleHolderds();
-        record.read(in);
-        in.end();
+        record.unpack(payload);
         return record;
     }
 
+    @Override
     void write(PayloadWriter out) {
         out.enter("scalars");
         scalars.write(out);
@@ -34,6 +26,7 @@ public final class tSampleHolderds {
         out.unsigned("check", check, 2);
     }
 
+    @Override
     void read(PayloadReader in) {
         in.enter("scalars");
         scalars.read(in);

@@ -4,7 +4,7 @@ package zvif.vehicle.services.val.records;
 
 /**
  * Why it stopped. in the order in which they were found.
- * On the wire 16 bits: 0, 256, 65535.
+ * Values of {@link SampleEnumerations#tSampleReason}.
  */
 public final class tSampleReason {
     public static final int SAMPLE_REASON_NONE = 0;
@@ -17,11 +17,5 @@ public final class tSampleReason {
     public static final int SAMPLE_REASON_DARK = 65535;
 
     private tSampleReason() {
-    }
-
-    public static boolean hasValue(long value) {
-        return value == 0
-                || value == 256
-                || value == 65535;
     }
 }

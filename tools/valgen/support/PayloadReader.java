@@ -39,17 +39,22 @@ final class PayloadReader {
         return unsigned(field, 1) != 0;
     }
 
-    void enumeration(String field, long value, boolean known, String name) {
-        if (!known) {
-            throw new RecordException(RecordException.Reason.BAD_ENUM, path + '.' + field, "a value of " + name,
+    long enumeration(String field, Enumeration set) {
+        int start = at;
+        int width = set.bits() / Byte.SIZE;
+        long value = set.isSigned() ? signed(field, width) : unsigned(field, width);
+        if (!set.hasValue(value)) {
+            at = start;
+            throw refused(RecordException.Reason.BAD_ENUM, path + '.' + field, "a value of " + set.name(),
                     Long.toString(value));
         }
+        return value;
     }
 
     /** What a count that has been read must not exceed; returns it as the number of elements. */
     int maximum(String field, long count, int maximum) {
         if (Long.compareUnsigned(count, maximum) > 0) {
-            throw new RecordException(RecordException.Reason.ARRAY_TOO_LONG, path + '.' + field,
+            throw refused(RecordException.Reason.ARRAY_TOO_LONG, path + '.' + field,
                     "at most " + maximum + " elements", Long.toUnsignedString(count));
         }
         return (int) count;
@@ -66,15 +71,20 @@ final class PayloadReader {
     /** Nothing may follow the record. */
     void end() {
         if (at != payload.length) {
-            throw new RecordException(RecordException.Reason.TRAILING_BYTES, path, at + " bytes",
+            throw refused(RecordException.Reason.TRAILING_BYTES, path, at + " bytes",
                     Integer.toString(payload.length));
         }
     }
 
-    private void require(String field, int size) {
+    /** All bytes of an array of integers, which is there as a whole or not at all. */
+    void require(String field, int size) {
         if (size > payload.length - at) {
-            throw new RecordException(RecordException.Reason.TRUNCATED, path + '.' + field,
-                    "at least " + (at + size) + " bytes", Integer.toString(payload.length));
+            throw refused(RecordException.Reason.TRUNCATED, path + '.' + field, "at least " + (at + size) + " bytes",
+                    Integer.toString(payload.length));
         }
+    }
+
+    private RecordException refused(RecordException.Reason reason, String field, String expected, String received) {
+        return RecordException.unpacking(reason, at, field, expected, received);
     }
 }

@@ -4,8 +4,7 @@ import java.util.List;
 import java.util.function.Consumer;
 import java.util.function.LongPredicate;
 
-import zvif.vehicle.services.val.records.tDiagMgrAdaptationID;
-import zvif.vehicle.services.val.records.tDiagMgrDatasetID;
+import zvif.vehicle.services.val.records.DiagmgrEnumerations;
 
 /**
  * What a person may type while the service runs, line by line.
@@ -103,11 +102,11 @@ final class Commands {
         if (texts.equals(List.of("all"))) {
             return MAPPED;
         }
-        return texts.stream().map(text -> oneOf(text, tDiagMgrAdaptationID::hasValue, "adaptation")).toList();
+        return texts.stream().map(text -> oneOf(text, DiagmgrEnumerations.tDiagMgrAdaptationID::hasValue, "adaptation")).toList();
     }
 
     private static long dataset(String text) {
-        return oneOf(text, tDiagMgrDatasetID::hasValue, "dataset");
+        return oneOf(text, DiagmgrEnumerations.tDiagMgrDatasetID::hasValue, "dataset");
     }
 
     private static int segment(String text) {

@@ -2,8 +2,7 @@ package zvif.vehicle.services.val.sample;
 
 import java.time.Duration;
 
-import zvif.vehicle.services.val.records.tRoutineResult;
-import zvif.vehicle.services.val.records.tRoutineStatus;
+import zvif.vehicle.services.val.records.DiagmgrEnumerations;
 
 /**
  * What a routine does when it is started.
@@ -19,17 +18,17 @@ record RoutineSettings(Duration takes, int status, int result) {
 
     static final int LONGEST_RUN_MS = 3_600_000;
 
-    /** How the numbers that {@link tRoutineStatus} allows are told to a person. */
-    static final String STATUSES = Numbers.listed(tRoutineStatus::hasValue);
+    /** How the numbers that {@link DiagmgrEnumerations#tRoutineStatus} allows are told to a person. */
+    static final String STATUSES = Numbers.listed(DiagmgrEnumerations.tRoutineStatus::hasValue);
 
-    /** How the numbers that {@link tRoutineResult} allows are told to a person. */
-    static final String RESULTS = Numbers.listed(tRoutineResult::hasValue);
+    /** How the numbers that {@link DiagmgrEnumerations#tRoutineResult} allows are told to a person. */
+    static final String RESULTS = Numbers.listed(DiagmgrEnumerations.tRoutineResult::hasValue);
 
     static boolean isStatus(long number) {
-        return tRoutineStatus.hasValue(number);
+        return DiagmgrEnumerations.tRoutineStatus.hasValue(number);
     }
 
     static boolean isResult(long number) {
-        return tRoutineResult.hasValue(number);
+        return DiagmgrEnumerations.tRoutineResult.hasValue(number);
     }
 }

@@ -6,6 +6,7 @@ import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
+import java.util.Arrays;
 import org.junit.jupiter.api.Test;
 
 /** What a record refuses to become a payload of. */
@@ -64,6 +65,76 @@ class RecordRulesTest {
     }
 
     @Test
+    void aFaultTellsTheNumberOfCppAndWhereItBegins() {
+        tDiagmgrGetDatasetVersionReqds request = new tDiagmgrGetDatasetVersionReqds();
+        request.datasetId = 189;
+        RecordException refused = refusedBy(request::encode, RecordException.Reason.BAD_ENUM);
+        assertEquals(9, refused.code());
+        assertEquals(0, refused.offset());
+        request.datasetId = 190;
+        request.transactionId = -1;
+        refused = refusedBy(request::encode, RecordException.Reason.OUT_OF_RANGE);
+        assertEquals(RecordException.NONE, refused.code());
+        assertEquals(4, refused.offset());
+        VALDiagnosticsResponse_t response = new VALDiagnosticsResponse_t();
+        response.data = new byte[4084];
+        refused = refusedBy(response::encode, RecordException.Reason.ARRAY_TOO_LONG);
+        assertEquals(6, refused.code());
+        assertEquals(10, refused.offset());
+        refused = refusedBy(() -> VALDTCStatus_t.decode(new byte[] {1, 2, 3, 4, 5, 6, 7, 8, 4, 0, 0, 0}),
+                RecordException.Reason.BAD_ENUM);
+        assertEquals(11, refused.code());
+        assertEquals(8, refused.offset());
+    }
+
+    @Test
+    void aBufferThatIsTooSmallIsTold() {
+        VALDiagnosticsResponse_t response = new VALDiagnosticsResponse_t();
+        response.data = new byte[] {1, 2, 3};
+        byte[] buffer = new byte[14];
+        assertEquals(13, response.pack(buffer));
+        assertArrayEquals(response.encode(), Arrays.copyOf(buffer, 13));
+        RecordException refused =
+                refusedBy(() -> response.pack(new byte[12]), RecordException.Reason.BUFFER_TOO_SMALL);
+        assertEquals("VALDiagnosticsResponse_t.data: expected at least 13 bytes, received 12", refused.getMessage());
+        assertEquals(3, refused.code());
+        assertEquals(10, refused.offset());
+    }
+
+    @Test
+    void arraysOfIntegersGoInAtOnceOrNotAtAll() {
+        VALSampleArrays_t arrays = new VALSampleArrays_t();
+        arrays.words = new int[] {0x0101, 0x0202};
+        byte[] buffer = new byte[14];
+        assertEquals(11, refusedBy(() -> arrays.pack(buffer), RecordException.Reason.BUFFER_TOO_SMALL).offset());
+        assertEquals(0, buffer[11]);
+        assertEquals(0, buffer[12]);
+    }
+
+    @Test
+    void anUnpackedRecordIsFilledEvenIfBytesAreLeft() {
+        VALUInt16_t value = new VALUInt16_t();
+        refusedBy(() -> value.unpack(new byte[] {1, 2, 3}), RecordException.Reason.TRAILING_BYTES);
+        assertEquals(0x0201, value.value);
+    }
+
+    @Test
+    void aTextIsCutToItsBuffer() {
+        VALDiagnosticsResponse_t response = new VALDiagnosticsResponse_t();
+        response.requestId = 381;
+        assertEquals("", response.text(0));
+        assertEquals("", response.text(1));
+        assertEquals("requestId:381;t", response.text(16));
+    }
+
+    @Test
+    void aTextShowsTwentyElementsAndCountsAll() {
+        VALDiagnosticsResponse_t response = new VALDiagnosticsResponse_t();
+        response.data = new byte[4083];
+        assertTrue(response.text().endsWith("data[4083]:" + "00,".repeat(19) + "00;"), response.text());
+    }
+
+    @Test
     void anyByteButZeroIsTrue() {
         assertTrue(VALBool_t.decode(new byte[] {2}).value);
         assertFalse(VALBool_t.decode(new byte[] {0}).value);
@@ -72,7 +143,7 @@ class RecordRulesTest {
     @Test
     void aMeasurementIsNamedByItsIdentifier() {
         assertEquals(0xB047, tVALMeasurementID.VALMEASUREMENT_AUTHENTIC_TIME_LAST_CLIENT_PACKAGE);
-        assertTrue(tVALMeasurementID.hasValue(0x54DE));
-        assertFalse(tVALMeasurementID.hasValue(0x54DD));
+        assertTrue(DiagnosticsEnumerations.tVALMeasurementID.hasValue(0x54DE));
+        assertFalse(DiagnosticsEnumerations.tVALMeasurementID.hasValue(0x54DD));
     }
 }
