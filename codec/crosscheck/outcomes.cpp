@@ -1,0 +1,121 @@
+// Prints what the generated codec makes of random payloads.
+//
+//   outcomes digest SEED FIRST COUNT   a line for every thousand inputs: its first one's index and a digest
+//   of all outcomes fields SEED FIRST COUNT   everything that goes into the digest outcomes rows SEED FIRST
+//   COUNT     a line for each input, in columns for the Java side
+
+#include "codec/crosscheck/Outcome.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <string_view>
+
+namespace crosscheck {
+
+namespace {
+
+constexpr std::uint64_t BLOCK = 1000;
+
+void appendFields(std::string& lines, const oracle::Record& table, const void* record,
+                  const std::string& path) {
+    for (const oracle::Field& field : table.fields) {
+        const oracle::Field* const counting = oracle::countOf(table, field);
+        const std::uint64_t count = counting != nullptr ? oracle::load(*counting, record) : field.capacity;
+        for (std::uint64_t i = 0; i < std::min<std::uint64_t>(count, field.capacity); ++i) {
+            std::string name = path + std::string(field.name);
+            if (field.isArray) name += "[" + std::to_string(i) + "]";
+            if (field.record != nullptr) {
+                appendFields(
+                    lines, *field.record,
+                    static_cast<const unsigned char*>(record) + field.memberOffset + i * field.elementBytes(),
+                    name + ".");
+            } else {
+                lines += "  " + name + " " + std::to_string(oracle::load(field, record, i)) + "\n";
+            }
+        }
+    }
+}
+
+void appendErrors(std::string& lines, const std::vector<oracle::RangeError>& errors) {
+    for (const auto& [name, value] : errors)
+        lines += "  not of " + name + ": " + std::to_string(value) + "\n";
+}
+
+void appendPacked(std::string& lines, const Packed& packed) {
+    lines += "  code " + std::to_string(packed.code) + " length " + std::to_string(packed.length) +
+             "\n  buffer " + hex(packed.buffer) + "\n";
+    appendErrors(lines, packed.rangeErrors);
+}
+
+/** One difference shows in one line of it. */
+std::string allOf(const Input& input, std::uint64_t index) {
+    const codec::describe::Message& message = *input.message;
+    std::string lines = "input " + std::to_string(index) + ": message " + std::to_string(message.id) + " " +
+                        std::string(message.name) + "\n  payload " + hex(input.payload) + "\n";
+    const Unpacked unpacked = unpack(input);
+    lines += "unpacked: code " + std::to_string(unpacked.code) + "\n";
+    appendErrors(lines, unpacked.rangeErrors);
+    appendFields(lines, *message.record, unpacked.record.data(), "");
+    lines += "  text " + text(message, unpacked.record, TEXT_ROOM) + "\n";
+    lines += "  cut text " + text(message, unpacked.record, input.choice % 200) + "\n";
+    const std::uint64_t size = message.packedSize(nullptr, input.record.data());
+    lines += "packed: size " + std::to_string(size) + "\n";
+    appendPacked(lines, pack(message, input.record, size));
+    appendPacked(lines, pack(message, input.record, input.choice % (size + 1)));
+    return lines;
+}
+
+/** index, id, payload, code of unpacking, text, size of a buffer, text in it, packed again, the same in that
+ * buffer. */
+std::string rowOf(const Input& input, std::uint64_t index) {
+    const codec::describe::Message& message = *input.message;
+    const Unpacked unpacked = unpack(input);
+    std::string row = std::to_string(index) + "\t" + std::to_string(message.id) + "\t" + hex(input.payload) +
+                      "\t" + std::to_string(unpacked.code) + "\t";
+    if (!unpacked.isFilled()) return row + "\t0\t\t\t\n";
+    const std::uint64_t size = message.packedSize(nullptr, unpacked.record.data());
+    const std::uint64_t less = input.choice % size;
+    row += text(message, unpacked.record, TEXT_ROOM) + "\t" + std::to_string(less) + "\t" +
+           text(message, unpacked.record, less) + "\t";
+    row += hex(pack(message, unpacked.record, size).buffer) + "\t" +
+           hex(pack(message, unpacked.record, less).buffer);
+    return row + "\n";
+}
+
+/** FNV-1a. */
+std::uint64_t digested(std::uint64_t digest, std::string_view text) {
+    for (const char each : text) digest = (digest ^ static_cast<unsigned char>(each)) * 0x100000001B3u;
+    return digest;
+}
+
+void print(std::string_view form, std::uint64_t seed, std::uint64_t first, std::uint64_t count) {
+    constexpr std::uint64_t START = 0xCBF29CE484222325u;
+    std::uint64_t digest = START;
+    for (std::uint64_t index = first; index < first + count; ++index) {
+        const Input each = input(seed, index);
+        if (form == "digest") {
+            digest = digested(digest, allOf(each, index));
+            if ((index + 1) % BLOCK != 0 && index + 1 != first + count) continue;
+            std::printf("%llu %016llx\n", static_cast<unsigned long long>(index / BLOCK * BLOCK),
+                        static_cast<unsigned long long>(digest));
+            digest = START;
+        } else {
+            std::fputs((form == "rows" ? rowOf(each, index) : allOf(each, index)).c_str(), stdout);
+        }
+    }
+}
+
+}  // namespace
+
+}  // namespace crosscheck
+
+int main(int argc, char** argv) {
+    const std::string_view form = argc == 5 ? argv[1] : "";
+    if (form != "digest" && form != "fields" && form != "rows") {
+        std::fputs("usage: outcomes digest|fields|rows SEED FIRST COUNT\n", stderr);
+        return 2;
+    }
+    crosscheck::print(form, std::strtoull(argv[2], nullptr, 10), std::strtoull(argv[3], nullptr, 10),
+                      std::strtoull(argv[4], nullptr, 10));
+    return std::ferror(stdout) != 0 || std::fflush(stdout) != 0 ? 1 : 0;
+}
