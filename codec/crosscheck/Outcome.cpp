@@ -58,6 +58,8 @@ Unpacked unpack(const Input& input) {
     const unsigned char* const bytes = input.payload.empty() ? &none : input.payload.data();
     unpacked.code = input.message->unpack(&header, bytes, unpacked.record.data());
     unpacked.rangeErrors = oracle::takeRangeErrors();
+    input.message->unpackPayload(&header, bytes, &unpacked.cursor, unpacked.record.data());
+    oracle::takeRangeErrors();  // the same again
     return unpacked;
 }
 

@@ -23,10 +23,11 @@ Input input(std::uint64_t seed, std::uint64_t index);
 
 struct Unpacked {
     int code = 0;
+    unsigned cursor = 0;                ///< where the record's own function stopped
     std::vector<unsigned char> record;  ///< in memory; what wasn't unpacked has a pattern in it
     std::vector<oracle::RangeError> rangeErrors;
 
-    /** Every byte of the payload that belongs to the record was taken. */
+    /** The whole record was in the payload. */
     bool isFilled() const { return code == eUnpackOk || code == eUnpackTrailingBytes; }
 };
 Unpacked unpack(const Input& input);

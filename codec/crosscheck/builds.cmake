@@ -21,7 +21,7 @@ function(codec_build name compiler level)
                 "${CMAKE_CURRENT_SOURCE_DIR}/Assumed.h"
         COMMENT "Building the codec as ${name}" VERBATIM)
     # The objects alone, not the libraries: those would bring the codec along that everybody else uses.
-    add_executable(codec_outcomes_${name} "${object}" $<TARGET_OBJECTS:codec_outcomes> $<TARGET_OBJECTS:codec_describe>)
+    add_executable(codec_outcomes_${name} "${object}" $<TARGET_OBJECTS:codec_outcomes_objects> $<TARGET_OBJECTS:codec_describe>)
 endfunction()
 
 codec_build(house_O0 "${CMAKE_CXX_COMPILER}" -O0)

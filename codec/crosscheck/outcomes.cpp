@@ -1,13 +1,22 @@
 // Prints what the generated codec makes of random payloads.
 //
-//   outcomes digest SEED FIRST COUNT   a line for every thousand inputs: its first one's index and a digest
-//   of all outcomes fields SEED FIRST COUNT   everything that goes into the digest outcomes rows SEED FIRST
-//   COUNT     a line for each input, in columns for the Java side
+//   codec_outcomes digest SEED FIRST COUNT        a line for every thousand inputs: the first one's index and
+//   a
+//                                                 digest of all
+//   codec_outcomes fields SEED FIRST COUNT        everything that goes into the digest
+//   codec_outcomes rows SEED FIRST COUNT [FILE]   the seed, and a line for each input, for the Java side
+//
+// SEED is a number or `random`. Without FILE it goes to standard output.
 
 #include "codec/crosscheck/Outcome.h"
 
+#include <algorithm>
+#include <cerrno>
+#include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <random>
 #include <string_view>
 
 namespace crosscheck {
@@ -65,17 +74,17 @@ std::string allOf(const Input& input, std::uint64_t index) {
     return lines;
 }
 
-/** index, id, payload, code of unpacking, text, size of a buffer, text in it, packed again, the same in that
- * buffer. */
+/** Its columns are index, id, payload, code, cursor; and if the record was filled, text, SIZE, text in a
+ * buffer of SIZE, packed again, the same into a buffer of SIZE. */
 std::string rowOf(const Input& input, std::uint64_t index) {
     const codec::describe::Message& message = *input.message;
     const Unpacked unpacked = unpack(input);
     std::string row = std::to_string(index) + "\t" + std::to_string(message.id) + "\t" + hex(input.payload) +
-                      "\t" + std::to_string(unpacked.code) + "\t";
-    if (!unpacked.isFilled()) return row + "\t0\t\t\t\n";
+                      "\t" + std::to_string(unpacked.code) + "\t" + std::to_string(unpacked.cursor);
+    if (!unpacked.isFilled()) return row + "\n";
     const std::uint64_t size = message.packedSize(nullptr, unpacked.record.data());
     const std::uint64_t less = input.choice % size;
-    row += text(message, unpacked.record, TEXT_ROOM) + "\t" + std::to_string(less) + "\t" +
+    row += "\t" + text(message, unpacked.record, TEXT_ROOM) + "\t" + std::to_string(less) + "\t" +
            text(message, unpacked.record, less) + "\t";
     row += hex(pack(message, unpacked.record, size).buffer) + "\t" +
            hex(pack(message, unpacked.record, less).buffer);
@@ -88,34 +97,46 @@ std::uint64_t digested(std::uint64_t digest, std::string_view text) {
     return digest;
 }
 
-void print(std::string_view form, std::uint64_t seed, std::uint64_t first, std::uint64_t count) {
+void print(std::FILE* out, std::string_view form, std::uint64_t seed, std::uint64_t first,
+           std::uint64_t count) {
     constexpr std::uint64_t START = 0xCBF29CE484222325u;
     std::uint64_t digest = START;
+    if (form == "rows") std::fprintf(out, "seed %" PRIu64 "\n", seed);
     for (std::uint64_t index = first; index < first + count; ++index) {
         const Input each = input(seed, index);
         if (form == "digest") {
             digest = digested(digest, allOf(each, index));
             if ((index + 1) % BLOCK != 0 && index + 1 != first + count) continue;
-            std::printf("%llu %016llx\n", static_cast<unsigned long long>(index / BLOCK * BLOCK),
-                        static_cast<unsigned long long>(digest));
+            std::fprintf(out, "%" PRIu64 " %016" PRIx64 "\n", index / BLOCK * BLOCK, digest);
             digest = START;
         } else {
-            std::fputs((form == "rows" ? rowOf(each, index) : allOf(each, index)).c_str(), stdout);
+            std::fputs((form == "rows" ? rowOf(each, index) : allOf(each, index)).c_str(), out);
         }
     }
+}
+
+std::uint64_t numberOf(const char* word) {
+    return std::strtoull(word, nullptr, 10);
 }
 
 }  // namespace
 
 }  // namespace crosscheck
 
-int main(int argc, char** argv) {
-    const std::string_view form = argc == 5 ? argv[1] : "";
+int main(int count, char** arguments) {
+    using namespace crosscheck;
+    const std::string_view form = count == 5 || count == 6 ? arguments[1] : "";
     if (form != "digest" && form != "fields" && form != "rows") {
-        std::fputs("usage: outcomes digest|fields|rows SEED FIRST COUNT\n", stderr);
+        std::fputs("usage: codec_outcomes digest|fields|rows SEED|random FIRST COUNT [FILE]\n", stderr);
         return 2;
     }
-    crosscheck::print(form, std::strtoull(argv[2], nullptr, 10), std::strtoull(argv[3], nullptr, 10),
-                      std::strtoull(argv[4], nullptr, 10));
-    return std::ferror(stdout) != 0 || std::fflush(stdout) != 0 ? 1 : 0;
+    std::FILE* const out = count == 6 ? std::fopen(arguments[5], "w") : stdout;
+    const std::uint64_t seed =
+        std::string_view(arguments[2]) == "random" ? std::random_device{}() : numberOf(arguments[2]);
+    if (out != nullptr) print(out, form, seed, numberOf(arguments[3]), numberOf(arguments[4]));
+    if (out == nullptr || std::ferror(out) != 0 || std::fclose(out) != 0) {
+        std::fprintf(stderr, "codec_outcomes: can't write %s: %s\n", count == 6 ? arguments[5] : "the output",
+                     std::strerror(errno));
+        return 1;
+    }
 }
