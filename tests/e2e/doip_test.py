@@ -26,13 +26,13 @@ CODES = [0x81A2E0, 0x81A2E1, 0x81A2E2]
 class Gateway:
     """`tester doip` in front of a vehicle, at the vehicle's own address."""
 
-    def __init__(self, vehicle, spacing=15):
+    def __init__(self, vehicle, spacing=15, port=0):
         self.vehicle = vehicle
         self.address = vehicle.address
         # A slow machine's scapy takes the acknowledgement and the response behind it for one frame, unless there is
         # some time between them.
         self.process = subprocess.Popen(
-            [TESTER, "doip", "--json", "--bind", self.address, "--port", "0", "--spacing", str(spacing)],
+            [TESTER, "doip", "--json", "--bind", self.address, "--port", str(port), "--spacing", str(spacing)],
             env=dict(vehicle.environment, ARA_LOG_TARGET="none"), stdout=subprocess.PIPE, text=True)
         self.lines = []
         line = json.loads(self.process.stdout.readline())

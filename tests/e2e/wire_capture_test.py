@@ -241,6 +241,23 @@ class ABadDay(unittest.TestCase):
         self.assertNotIn("diag_ara", seen["stranger"].protocols)
 
 
+class OverUdp(unittest.TestCase):
+    def test_a_reply_in_segments_is_put_together(self):
+        history = bytes(i % 251 for i in range(4083))
+        with Vehicle({0x54DC: history, 0x017D: bytes(8)}, transport="udp") as vehicle:
+            with Capture(vehicle.path, vehicle.address) as capture:
+                self.assertEqual(vehicle.tester("read", "0x54DC", "0x017D").returncode, 0)
+            manifest = vehicle.path / "manifest.json"
+            frames = Tshark(vehicle.path / "home", "--manifest", manifest).frames(capture.path)
+        for frame in frames:
+            self.assertIn("someip", frame.protocols)
+            self.assertNotIn("diag_ara.malformed", frame)
+        told = [frame for frame in frames if "diag_ara.d_54dc.field_1" in frame]
+        self.assertEqual([frame.raw("diag_ara.d_54dc.field_1") for frame in told], [history.hex()])
+        self.assertEqual(told[0].show("someip.tp.fragment.count"), "3")
+        self.assertEqual(len([frame for frame in frames if "diag_ara.d_017d.field_1" in frame]), 1)
+
+
 class TheTesterWritesTheProfile(unittest.TestCase):
     def test_it_follows_the_manifest(self):
         manifest = json.loads(DEFAULT_MANIFEST.read_text())

@@ -25,9 +25,9 @@ someip_udp_heur,1
 )";
 
 constexpr char PREFERENCES[] = R"(
-# Else a dissector that owns one of the ports, if only by chance, is asked first.
-tcp.try_heuristic_first: TRUE
-udp.try_heuristic_first: TRUE
+# Ports come first: the heuristic of SOME/IP takes DoIP's short datagrams for its own.
+tcp.try_heuristic_first: FALSE
+udp.try_heuristic_first: FALSE
 someip.reassemble_tp: TRUE
 gui.column.format:
 	"No.", "%m",
