@@ -42,6 +42,9 @@ Raw_socket::Raw_socket(int descriptor, bool datagram) : m_descriptor(descriptor)
     timeval const patience{10, 0};
     ::setsockopt(m_descriptor, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
     ::setsockopt(m_descriptor, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
+    int const buffer = 4 << 20;  // a test may come late to read what it asked for
+    if (datagram && ::setsockopt(m_descriptor, SOL_SOCKET, SO_RCVBUFFORCE, &buffer, sizeof buffer) != 0)
+        ::setsockopt(m_descriptor, SOL_SOCKET, SO_RCVBUF, &buffer, sizeof buffer);
 }
 
 Raw_socket::Raw_socket(Endpoint const& remote)
