@@ -120,8 +120,9 @@ TEST_P(Records, NameTheFirstNullArgument) {
     for (const Record* table : sut.records) {
         const RecordMemory source = validRecord(*table, 1);
         RecordMemory destination(*table);
-        for (unsigned present = 0; present < 16; ++present) {
-            const sQlet1Mod4MessageHdr header{0, 0, 0x10000};
+        // A missing argument is told before a missing byte: the last bit is whether there is room.
+        for (unsigned present = 0; present < 32; ++present) {
+            const sQlet1Mod4MessageHdr header{0, 0, (present & 16) != 0 ? 0x10000u : 0u};
             std::vector<unsigned char> buffer(0x10000);
             unsigned cursor = 0;
             const auto* const aHeader = (present & 1) != 0 ? &header : nullptr;

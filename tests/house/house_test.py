@@ -135,6 +135,8 @@ class ExportedSymbols(unittest.TestCase):
            for name in ("register", "unregister", "write")}
     CODEC = re.compile(r"^(Pack|Unpack|PackedSizeOf|ToString|PackUnpackEnum)\w+\(.*\)$")
 
+    PRIMITIVE = re.compile(r"^(Unp|P)ack(Uint(8|16|32|64)|Bool|(Uint(8|16|32)|Bool)Array)$")
+
     def symbols(self, *options):
         listing = subprocess.run([shutil.which("nm"), "-D", "-C", *options, os.environ["PRODUCT"]], check=True,
                                  capture_output=True, text=True).stdout
@@ -148,6 +150,32 @@ class ExportedSymbols(unittest.TestCase):
         for wanted in ("PackDiagmgrGetAdaptationReq(", "UnpackValDiagnosticsresponseInd(", "PackedSizeOftDiagCoding(",
                        "ToStringVALDiagnosticsResponse_t(", "PackUnpackEnumtControlParameterHasValue("):
             self.assertTrue(any(n.startswith(wanted) for n in names), wanted)
+
+    def test_the_product_exports_every_function_of_the_agreed_catalogue(self):
+        exported = {re.sub(r"\(.*", "", name) for name in self.symbols("--defined-only")} - self.JNI
+        self.maxDiff = None
+        self.assertEqual(sorted(self.agreed() - exported), [], "missing")
+        self.assertEqual([n for n in sorted(exported - self.agreed()) if not self.PRIMITIVE.match(n)], [], "invented")
+
+    def agreed(self):
+        """The codec's functions by the list of what is agreed."""
+        wanted = set()
+        with open("codec/catalogue/agreed.txt", encoding="utf-8") as lines:
+            for words in map(str.split, lines):
+                kind, *names = words or [""]
+                if kind == "enum":
+                    wanted.add(f"PackUnpackEnum{names[0]}HasValue")
+                elif kind == "message":
+                    wanted |= {f"{verb}{names[1]}" for verb in ("Pack", "Unpack")} | self.record(names[2])
+                elif kind in ("type", "nested"):
+                    wanted |= self.record(names[0])
+        return wanted
+
+    def record(self, name):
+        verbs = ["Pack", "Unpack", "PackedSizeOf"]
+        if name.startswith(("VAL", "Val", "tVal")):  # the families' own records have no text form
+            verbs.append("ToString")
+        return {verb + name for verb in verbs}
 
     def test_the_product_needs_the_platform_by_its_sonames(self):
         dynamic = subprocess.run(["readelf", "-d", os.environ["PRODUCT"]], check=True, capture_output=True, text=True).stdout

@@ -38,7 +38,7 @@ class OutcomesTest {
                 compare(columns);
             }
         }
-        assertEquals(List.of(), differences, () -> FILE + ", " + seed);
+        assertEquals("", String.join("\n", differences), () -> FILE + ", " + seed + "\n");
         assertEquals(Messages.all().size(), messages.size());
         assertEquals(Set.of(0, 4, 5, 8, 11), codes);
     }
