@@ -221,10 +221,12 @@ class ABadDay(unittest.TestCase):
                                     bytes.fromhex("00000000 00000008 00000A50 00000C5F"), interface=3),
             "refusal": wire.Message(0x7E57, 1, 5, wire.ERROR, 0x20, b"no such record", interface=1),
             "state": wire.Message(MONITOR, 0x8001, 6, wire.NOTIFICATION, 0, b"\x07", interface=1),
+            "other array": wire.Message(0xB047, wire.READ, 8, wire.RESPONSE, 0, bytes([0, 0, 0, 19]) + bytes(60)),
             "stranger": wire.Message(0x1234, 1, 7, wire.REQUEST, 0, b"whatever"),
         }
         with tempfile.TemporaryDirectory(prefix="wire-") as folder:
             seen = dict(zip(cases, self.judged(folder, list(cases.values()))))
+        self.assertIn("expected length 20, received length 19", seen.pop("other array").show("_ws.expert.message"))
         for name, frame in seen.items():
             self.assertNotIn("diag_ara.malformed", frame, name)
         self.assertEqual(seen["request"].shows("diag_ara.meta.key"), ["reason", ""])
