@@ -224,9 +224,13 @@ TEST_F(Tp_assembler_test, OnlyNewBytesProlongTheWait) {
 }
 
 TEST_F(Tp_assembler_test, SizeThatIsNoMultipleOf16BeforeTheLastSegmentIsDropped) {
-    EXPECT_FALSE(take(0, 32, true));
-    EXPECT_FALSE(take(32, 31, true));
-    expectDropped();
+    for (std::size_t const size : {1U, 8U, 15U, 17U, 24U, 31U}) {
+        EXPECT_FALSE(take(0, 32, true));
+        EXPECT_FALSE(take(32, size, true));
+        EXPECT_EQ(m_sut.messages(), 0U) << size;
+    }
+    EXPECT_EQ(counters().lostSegmented - m_lost, 6);
+    expectNext();
 }
 
 TEST_F(Tp_assembler_test, EmptySegmentIsDropped) {

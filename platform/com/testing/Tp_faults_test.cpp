@@ -210,6 +210,25 @@ TEST_F(Tp_faults_test, MessagesBeyondTheQueueAreLostAndCountedAndTheNextOneArriv
     EXPECT_TRUE(echoes(client, LONG));
 }
 
+TEST_F(Tp_faults_test, MessagesForAllPeersTogetherAreBoundedToo) {
+    Deployment deployment = fakeDeployment(SERVER, SERVER, {});
+    deployment.limits.messageBytes = deployment.limits.sendQueueBytes = 20'000;
+    m_server.reset();
+    m_server = std::make_unique<Fake_process>(m_clock, m_network, SERVER, deployment);
+    Fake_service const service(*m_server, OVER_UDP);
+    Fake_peer peers(m_clock, m_network, PEER);
+    auto const lost = counters().lostSegmented.load();
+    std::vector<std::shared_ptr<Fake_channel>> channels;
+    for (std::uint16_t port = 1000; port < 1006; ++port) {
+        channels.push_back(peers.bind({PEER, port}));
+        sendTo(*channels.back(), segmentsOf(echo(1), pattern(19'000)));
+    }
+    EXPECT_EQ(counters().lostSegmented - lost, 2) << "four times as much as for one may wait";
+    m_clock.advance(A_SECOND);
+    for (std::size_t number = 0; number < channels.size(); ++number)
+        EXPECT_EQ(channels[number]->count(), number < Tp_link::QUEUES ? 14U : 0U) << number;
+}
+
 TEST_F(Tp_faults_test, ReplyThatIsBeingSentIsFinishedAfterTheOfferHasEnded) {
     Fake_service service(*m_server, OVER_UDP);
     Fake_client client(*m_client, OVER_UDP);
