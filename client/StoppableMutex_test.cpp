@@ -12,7 +12,7 @@ namespace {
 
 using zvg::val::diag_ara::services::StoppableMutex;
 
-constexpr std::chrono::seconds PATIENCE{20};
+constexpr std::chrono::seconds LONG_ENOUGH{20};
 
 TEST(StoppableMutex, LetsOneInAtATime) {
     StoppableMutex sut;
@@ -62,7 +62,7 @@ TEST(StoppableMutex, EverybodyWhoWaitsGivesUpOnceWoken) {
     stopped = true;
     sut.wake();
     for (auto& one : waiting) {
-        ASSERT_EQ(one.wait_for(PATIENCE), std::future_status::ready);
+        ASSERT_EQ(one.wait_for(LONG_ENOUGH), std::future_status::ready);
         EXPECT_FALSE(one.get());
     }
     sut.unlock();
@@ -81,7 +81,7 @@ TEST(StoppableMutex, IsHandedToSomebodyWhoWaits) {
     });
     while (!asked) std::this_thread::yield();
     sut.unlock();
-    ASSERT_EQ(waiting.wait_for(PATIENCE), std::future_status::ready);
+    ASSERT_EQ(waiting.wait_for(LONG_ENOUGH), std::future_status::ready);
     EXPECT_TRUE(waiting.get());
 }
 

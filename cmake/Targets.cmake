@@ -83,7 +83,7 @@ function(diag_test name)
     # A test is compiled more often than it is run: what it tests is optimised, it is not.
     target_compile_options(${name} PRIVATE $<$<CONFIG:Debug>:-O0>)
     target_precompile_headers(${name} REUSE_FROM test_headers)
-    set_target_properties(${name} PROPERTIES UNITY_BUILD OFF)  # tests of one folder like the same names
+    set_target_properties(${name} PROPERTIES UNITY_BUILD_BATCH_SIZE 6)
     if(NOT arg_TIMEOUT)
         set(arg_TIMEOUT 120)
     endif()

@@ -12,7 +12,7 @@ namespace {
 using binding_testing::expectThrow;
 using Bytes = std::vector<unsigned char>;
 
-struct Tagged {
+struct Tagged_members {
     std::uint32_t number = 0;
     std::vector<std::uint8_t> list;
     eb::com::optional<std::uint64_t> extra;
@@ -20,11 +20,11 @@ struct Tagged {
         {{Wire_type(2), 0}, {Wire_type(5), 1}, {Wire_type(3), 2}}};
     auto fields() { return std::tie(number, list, extra); }
     auto fields() const { return std::tie(number, list, extra); }
-    bool operator==(Tagged const&) const = default;
+    bool operator==(Tagged_members const&) const = default;
 };
 
 /// A structure behind a length field of 4 bytes, as the elements of a list have it.
-Serialization_properties const FRAMED{4321, 4, 4, 4};
+Serialization_properties const BEHIND_LENGTH{4321, 4, 4, 4};
 
 Bytes framed(Bytes content) {
     Bytes bytes{0, 0, static_cast<unsigned char>(content.size() >> 8U),
@@ -33,42 +33,42 @@ Bytes framed(Bytes content) {
     return bytes;
 }
 
-Tagged read(Bytes const& content) {
-    return from_bytes<Tagged>(framed(content), FRAMED);
+Tagged_members readBehindLength(Bytes const& content) {
+    return from_bytes<Tagged_members>(framed(content), BEHIND_LENGTH);
 }
 
 TEST(Tagged_structure, MembersAreWrittenBehindTheirTags) {
-    Tagged const value{7, {8, 9}, 1};
-    EXPECT_EQ(to_bytes(value, FRAMED), framed({0x20, 0x00, 0, 0, 0, 7,  //
-                                               0x50, 0x01, 2, 8, 9,     //
-                                               0x30, 0x02, 0, 0, 0, 0, 0, 0, 0, 1}));
+    Tagged_members const value{7, {8, 9}, 1};
+    EXPECT_EQ(to_bytes(value, BEHIND_LENGTH), framed({0x20, 0x00, 0, 0, 0, 7,  //
+                                                      0x50, 0x01, 2, 8, 9,     //
+                                                      0x30, 0x02, 0, 0, 0, 0, 0, 0, 0, 1}));
 }
 
 TEST(Tagged_structure, EmptyOptionalIsLeftOut) {
-    Tagged const value{7, {}, {}};
+    Tagged_members const value{7, {}, {}};
     Bytes const bytes = framed({0x20, 0x00, 0, 0, 0, 7, 0x50, 0x01, 0});
-    EXPECT_EQ(to_bytes(value, FRAMED), bytes);
-    EXPECT_EQ(from_bytes<Tagged>(bytes, FRAMED), value);
+    EXPECT_EQ(to_bytes(value, BEHIND_LENGTH), bytes);
+    EXPECT_EQ(from_bytes<Tagged_members>(bytes, BEHIND_LENGTH), value);
 }
 
 TEST(Tagged_structure, MembersMayComeInAnyOrder) {
-    EXPECT_EQ(read({0x30, 2, 0, 0, 0, 0, 0, 0, 0, 1, 0x50, 1, 1, 8, 0x20, 0, 0, 0, 0, 7}),
-              (Tagged{7, {8}, 1}));
+    EXPECT_EQ(readBehindLength({0x30, 2, 0, 0, 0, 0, 0, 0, 0, 1, 0x50, 1, 1, 8, 0x20, 0, 0, 0, 0, 7}),
+              (Tagged_members{7, {8}, 1}));
 }
 
 TEST(Tagged_structure, TagIsBigEndianWhateverTheNumbersAre) {
     Serialization_properties const little{1234, 4, 4, 4};
-    Bytes const bytes = to_bytes(Tagged{7, {}, {}}, little);
+    Bytes const bytes = to_bytes(Tagged_members{7, {}, {}}, little);
     EXPECT_EQ(bytes, (Bytes{9, 0, 0, 0, 0x20, 0x00, 7, 0, 0, 0, 0x50, 0x01, 0}));
-    EXPECT_EQ(from_bytes<Tagged>(bytes, little), (Tagged{7, {}, {}}));
+    EXPECT_EQ(from_bytes<Tagged_members>(bytes, little), (Tagged_members{7, {}, {}}));
 }
 
 TEST(Tagged_structure, SenderMayChooseTheSizeOfALengthField) {
-    Tagged const value{0, {8, 9}, {}};
-    EXPECT_EQ(read({0x50, 1, 2, 8, 9}), value) << "as configured";
-    EXPECT_EQ(read({0x60, 1, 0, 2, 8, 9}), value) << "6 where 5 is configured";
-    EXPECT_EQ(read({0x70, 1, 0, 0, 0, 2, 8, 9}), value);
-    EXPECT_EQ(read({0x40, 1, 0, 0, 0, 2, 8, 9}), value) << "4: the configured size, 4 bytes";
+    Tagged_members const value{0, {8, 9}, {}};
+    EXPECT_EQ(readBehindLength({0x50, 1, 2, 8, 9}), value) << "as configured";
+    EXPECT_EQ(readBehindLength({0x60, 1, 0, 2, 8, 9}), value) << "6 where 5 is configured";
+    EXPECT_EQ(readBehindLength({0x70, 1, 0, 0, 0, 2, 8, 9}), value);
+    EXPECT_EQ(readBehindLength({0x40, 1, 0, 0, 0, 2, 8, 9}), value) << "4: the configured size, 4 bytes";
 }
 
 class Wire_types : public testing::TestWithParam<std::tuple<unsigned, unsigned>> {};
@@ -90,40 +90,46 @@ INSTANTIATE_TEST_SUITE_P(All, Wire_types, testing::Combine(testing::Range(0U, 8U
 TEST(Tagged_structure, PlainWireTypeWhereALengthFieldIsConfiguredIsRefused) {
     expectThrow<std::runtime_error>(
         [] {
-            read({0x30, 1, 0, 0, 0, 0, 0, 0, 0, 0});
+            readBehindLength({0x30, 1, 0, 0, 0, 0, 0, 0, 0, 0});
         },
         "Invalid source tag wire type");
-    expectThrow<std::runtime_error>([] { read({0x50, 0, 4, 0, 0, 0, 0}); }, "Invalid source tag wire type");
+    expectThrow<std::runtime_error>(
+        [] {
+            readBehindLength({0x50, 0, 4, 0, 0, 0, 0});
+        },
+        "Invalid source tag wire type");
 }
 
 TEST(Tagged_structure, UnknownMembersAreSkippedByTheirSize) {
-    Tagged const value{7, {}, {}};
+    Tagged_members const value{7, {}, {}};
     Bytes const number{0x20, 0, 0, 0, 0, 7};
     for (Bytes unknown : {Bytes{0x00, 9, 1}, Bytes{0x10, 9, 1, 2}, Bytes{0x20, 9, 1, 2, 3, 4},
                           Bytes{0x30, 9, 1, 2, 3, 4, 5, 6, 7, 8}, Bytes{0x40, 9, 0, 0, 0, 1, 1},
                           Bytes{0x50, 9, 2, 1, 2}, Bytes{0x60, 9, 0, 1, 1}, Bytes{0x70, 9, 0, 0, 0, 0}}) {
         unknown.insert(unknown.end(), number.begin(), number.end());
-        EXPECT_EQ(read(unknown), value) << unknown.size();
+        EXPECT_EQ(readBehindLength(unknown), value) << unknown.size();
     }
 }
 
 TEST(Tagged_structure, UnknownMemberPastTheBufferIsRefused) {
     for (Bytes const& unknown : {Bytes{0x30, 9, 1}, Bytes{0x50, 9, 2, 1},
                                  Bytes{0x70, 9, 0xFF, 0xFF, 0xFF, 0xFF}, Bytes{0x60, 9, 0, 1}}) {
-        expectThrow<std::out_of_range>([&] { read(unknown); }, binding_testing::SEEK_BEYOND);
+        expectThrow<std::out_of_range>([&] { readBehindLength(unknown); }, binding_testing::SEEK_BEYOND);
     }
 }
 
 TEST(Tagged_structure, MemberPastThePromisedEndIsRefused) {
     Bytes bytes = framed({0x20, 0, 0, 0, 0, 7});
     bytes[3] = 5;
-    expectThrow<std::out_of_range>([&] { from_bytes<Tagged>(bytes, FRAMED); }, binding_testing::TOO_SMALL);
+    expectThrow<std::out_of_range>([&] { from_bytes<Tagged_members>(bytes, BEHIND_LENGTH); },
+                                   binding_testing::TOO_SMALL);
 }
 
 TEST(Tagged_structure, UnknownMemberPastThePromisedEndIsRefused) {
     Bytes bytes = framed({0x30, 9, 1, 2, 3, 4, 5, 6, 7, 8});
     bytes[3] = 4;
-    expectThrow<std::out_of_range>([&] { from_bytes<Tagged>(bytes, FRAMED); }, binding_testing::TOO_SMALL);
+    expectThrow<std::out_of_range>([&] { from_bytes<Tagged_members>(bytes, BEHIND_LENGTH); },
+                                   binding_testing::TOO_SMALL);
 }
 
 TEST(Tagged_structure, TruncatedTagOrMemberIsRefused) {
@@ -131,21 +137,21 @@ TEST(Tagged_structure, TruncatedTagOrMemberIsRefused) {
     for (std::size_t length = 1; length < whole.size(); ++length) {
         Bytes const part(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length));
         if (length == 6) {
-            EXPECT_EQ(read(part).number, 7U) << "the end of a member";
+            EXPECT_EQ(readBehindLength(part).number, 7U) << "the end of a member";
         } else {
-            EXPECT_THROW(read(part), std::out_of_range) << length;
+            EXPECT_THROW(readBehindLength(part), std::out_of_range) << length;
         }
     }
 }
 
 TEST(Tagged_structure, WithoutALengthFieldGoesToTheEnd) {
-    EXPECT_EQ(from_bytes<Tagged>({0x20, 0, 0, 0, 0, 7, 0x50, 1, 1, 8}), (Tagged{7, {8}, {}}));
+    EXPECT_EQ(from_bytes<Tagged_members>({0x20, 0, 0, 0, 0, 7, 0x50, 1, 1, 8}), (Tagged_members{7, {8}, {}}));
 }
 
 TEST(Tagged_structure, WireType4NeedsEqualSizes) {
     expectThrow<std::runtime_error>(
         [] {
-            from_bytes<Tagged>({0x40, 1, 0, 0, 0, 0});
+            from_bytes<Tagged_members>({0x40, 1, 0, 0, 0, 0});
         },
         "Violation of COM.PRS_SOMEIP_00215: All length fields must have same size and not be 0 when wire "
         "type 4 is "
@@ -153,9 +159,9 @@ TEST(Tagged_structure, WireType4NeedsEqualSizes) {
 }
 
 TEST(Tagged_structure, ListOfThemIsRead) {
-    using List = std::vector<Tagged>;
+    using List = std::vector<Tagged_members>;
     List const list{{1, {}, {}}, {2, {3}, 4}};
-    EXPECT_EQ(from_bytes<List>(to_bytes(list, FRAMED), FRAMED), list);
+    EXPECT_EQ(from_bytes<List>(to_bytes(list, BEHIND_LENGTH), BEHIND_LENGTH), list);
 }
 
 }  // namespace

@@ -25,9 +25,9 @@ using binding_testing::incidentsOf;
 using Proxy_impl = ac::com::cpp_binding::proxy::Proxy_impl<DiagnosticDataDistribution>;
 using Handles = std::vector<Proxy_impl::Handle_type>;
 
-std::string const WHO = R"("2_service_id":{"1_id":"Service_id","string":")" +
-                        std::string(DiagnosticDataDistribution::NAME) +
-                        R"("},"3_instance_id":{"1_id":"Instance_id","2_string":"*"})";
+std::string const SEARCH = R"("2_service_id":{"1_id":"Service_id","string":")" +
+                           std::string(DiagnosticDataDistribution::NAME) +
+                           R"("},"3_instance_id":{"1_id":"Instance_id","2_string":"*"})";
 
 class Find_service_test : public testing::Test {
 protected:
@@ -75,7 +75,7 @@ TEST_F(Find_service_test, ResultIsToldWithItsInstances) {
     EXPECT_TRUE(awaitHandles(1));
     search.stop();
     EXPECT_EQ(incidentsOf(log, "Find_service_result").back(),
-              R"({"1_incident":{"1_id":"Find_service_result",)" + WHO +
+              R"({"1_incident":{"1_id":"Find_service_result",)" + SEARCH +
                   R"(},"2_data":{"1_found":[{"1_id":"Instance_id","2_string":"1"}]}})");
 }
 
@@ -86,7 +86,7 @@ TEST_F(Find_service_test, StartAndStopCanBeToldWithTheSearchesNumber) {
             {{std::string(DiagnosticDataDistribution::NAME)}, {"*"}}},
         ac::com::cpp_binding::log::Search_number{7});
     EXPECT_THAT(incidentsOf(log, "Find_service_stop"),
-                testing::ElementsAre(R"({"1_incident":{"1_id":"Find_service_stop",)" + WHO +
+                testing::ElementsAre(R"({"1_incident":{"1_id":"Find_service_stop",)" + SEARCH +
                                      R"(},"2_data":{"1_search":7}})"));
 }
 
@@ -130,7 +130,7 @@ TEST_F(Find_service_test, HandlerThatThrowsIsToldAndCalledAgain) {
     EXPECT_TRUE(eventually([&] { return calls == 2; }));
     search.stop();
     EXPECT_EQ(incidentsOf(log, "Find_service_handler_exception").at(0),
-              R"({"1_incident":{"1_id":"Find_service_handler_exception",)" + WHO +
+              R"({"1_incident":{"1_id":"Find_service_handler_exception",)" + SEARCH +
                   R"(},"2_data":{"1_what":"Exception: not this one"}})");
 }
 
@@ -142,7 +142,7 @@ TEST_F(Find_service_test, HandlerThatTakesTooLongIsTold) {
     EXPECT_TRUE(eventually([&] { return !incidentsOf(log, "Find_service_handler_performance").empty(); }));
     search.stop();
     EXPECT_THAT(incidentsOf(log, "Find_service_handler_performance").at(0),
-                testing::HasSubstr(WHO + R"(,"4_time":)"));
+                testing::HasSubstr(SEARCH + R"(,"4_time":)"));
 }
 
 TEST_F(Find_service_test, StopWaitsForTheHandlerThatRuns) {

@@ -33,9 +33,9 @@ using TimeInterface = diag::d_b047::DataIdentifier_AuthenticTimeLastClientPackag
 
 Service_handle const HANDLE{{std::string(DiagnosticDataDistribution::NAME)}, {"1"}};
 Bytes const VALUE{0, 0, 0, 2, 0xAB, 0xCD, 0, 0, 0, 0};  // two bytes of data, result code 0
-std::string const WHO = R"("2_service_id":{"1_id":"Service_id","string":")" +
-                        std::string(DiagnosticDataDistribution::NAME) +
-                        R"("},"3_instance_id":{"1_id":"Instance_id","2_string":"1"},"4_method_id":2)";
+std::string const CALL = R"("2_service_id":{"1_id":"Service_id","string":")" +
+                         std::string(DiagnosticDataDistribution::NAME) +
+                         R"("},"3_instance_id":{"1_id":"Instance_id","2_string":"1"},"4_method_id":2)";
 
 void expectBroken(eb::com::Future<Output>& future) {
     ASSERT_EQ(future.wait_for(binding_testing::PATIENCE), std::future_status::ready);
@@ -96,10 +96,10 @@ TEST_F(Method_test, RequestAndAnswerAreToldWithTheirData) {
     auto future = call();
     port->lastCall()->reply(0, VALUE);
     EXPECT_THAT(incidentsOf(log, "Method_call_request_tx"),
-                testing::ElementsAre(R"({"1_incident":{"1_id":"Method_call_request_tx",)" + WHO +
+                testing::ElementsAre(R"({"1_incident":{"1_id":"Method_call_request_tx",)" + CALL +
                                      R"(},"2_data":{"1_type":"generated_type","2_value":[0,[2640]]}})"));
     EXPECT_THAT(incidentsOf(log, "Method_call_response_rx"),
-                testing::ElementsAre(R"({"1_incident":{"1_id":"Method_call_response_rx",)" + WHO +
+                testing::ElementsAre(R"({"1_incident":{"1_id":"Method_call_response_rx",)" + CALL +
                                      R"(,"5_error_code":0}})"));
 }
 
@@ -127,7 +127,7 @@ TEST_F(Method_test, CallThatTheRuntimeGivesUpBreaksItsPromise) {
     port->lastCall()->fail(Call_outcome::cancelled);
     expectBroken(future);
     EXPECT_THAT(incidentsOf(log, "Method_call_request_cancelled"),
-                testing::ElementsAre(R"({"1_incident":{"1_id":"Method_call_request_cancelled",)" + WHO +
+                testing::ElementsAre(R"({"1_incident":{"1_id":"Method_call_request_cancelled",)" + CALL +
                                      R"(},"2_data":{"1_what":"said the test"}})"));
     EXPECT_EQ(sut->getDiagnosticDataValues.openCalls(), 0U);
 }
@@ -144,7 +144,7 @@ TEST_F(Method_test, ReturnCodeThatTheMethodDoesNotHaveIsTold) {
                                        ", which it doesn't have");
         EXPECT_THAT(incidentsOf(log, "Method_call_response_invalid_code"),
                     testing::ElementsAre(R"({"1_incident":{"1_id":"Method_call_response_invalid_code",)" +
-                                         WHO + R"(,"5_error_code":)" + std::to_string(code) + "}}"));
+                                         CALL + R"(,"5_error_code":)" + std::to_string(code) + "}}"));
         EXPECT_THAT(incidentsOf(log, "Method_call_response_rx"), testing::IsEmpty());
     }
 }
@@ -165,7 +165,7 @@ TEST_F(Method_test, AnswerThatCanNotBeReadFailsWithTheReason) {
         expectThrow<std::out_of_range>([&] { future.get(); }, row.what);
         EXPECT_THAT(incidentsOf(log, "Method_call_deserializer_exception"),
                     testing::ElementsAre(R"({"1_incident":{"1_id":"Method_call_deserializer_exception",)" +
-                                         WHO + R"(,"5_error_code":0},"2_data":{"1_what":"Exception: )" +
+                                         CALL + R"(,"5_error_code":0},"2_data":{"1_what":"Exception: )" +
                                          row.what + R"("}})"));
     }
 }

@@ -26,7 +26,7 @@ using binding_testing::hear;
 using binding_testing::Heard;
 using Proxy = proxy::DiagnosticDataDistributionProxy;
 
-Proxy::Handle_type const HANDLE({{std::string(DiagnosticDataDistribution::NAME)}, {"1"}});
+Proxy::Handle_type const FOUND({{std::string(DiagnosticDataDistribution::NAME)}, {"1"}});
 Bytes const VALUE{0, 0, 0, 1, 7, 0, 0, 0, 0};
 
 class Proxy_threads_test : public testing::Test {
@@ -57,8 +57,8 @@ private:
 };
 
 TEST_F(Proxy_threads_test, SubscriptionsComeAndGoWhileSamplesArrive) {
-    Proxy sut(HANDLE, port);
-    Proxy other(HANDLE, port);
+    Proxy sut(FOUND, port);
+    Proxy other(FOUND, port);
     Heard heard, otherHeard;
     hear(sut.dataValuesHash, heard);
     hear(other.dataValuesHash, otherHeard);
@@ -85,7 +85,7 @@ TEST_F(Proxy_threads_test, SubscriptionsComeAndGoWhileSamplesArrive) {
 }
 
 TEST_F(Proxy_threads_test, NoHandlerRunsAfterUnsubscribe) {
-    Proxy sut(HANDLE, port);
+    Proxy sut(FOUND, port);
     std::atomic<bool> mayRun{false};
     std::atomic<int> runs{0};
     sut.dataValuesHash.setReceiveHandler([&] {
@@ -111,7 +111,7 @@ TEST_F(Proxy_threads_test, ProxiesComeAndGoWhileSamplesArrive) {
     for (int thread = 0; thread < 3; ++thread) {
         meanwhile([&] {
             Heard heard;
-            Proxy sut(HANDLE, port);
+            Proxy sut(FOUND, port);
             hear(sut.dataValuesHash, heard);
             sut.dataValuesHash.subscribe(1);
             if (lives % 3 == 0) {
@@ -133,7 +133,7 @@ TEST_F(Proxy_threads_test, EveryCallEndsOnceThoughAnswersAndAbortsRace) {
     };
     std::atomic<int> answered{0}, failed{0}, continued{0};
     for (int round = 0; round < 100; ++round) {
-        auto sut = std::make_shared<Proxy>(HANDLE, port);
+        auto sut = std::make_shared<Proxy>(FOUND, port);
         std::vector<std::thread> clients;
         for (std::uint32_t nameSpace = 0; nameSpace < 3; ++nameSpace) {
             clients.emplace_back([&, sut, nameSpace] {

@@ -14,7 +14,7 @@ using eb::com::runtime::Serialized_payload;
 
 namespace {
 
-constexpr std::chrono::seconds PATIENCE{20};
+constexpr std::chrono::seconds LONGEST_WAIT{20};
 constexpr unsigned short GET_DIAGNOSTIC_DATA_VALUES = 2;
 constexpr unsigned short NOTIFY = 0;
 
@@ -145,7 +145,7 @@ std::vector<Bytes> DataService::requests() const {
 
 bool DataService::awaitRequests(std::size_t count) const {
     std::unique_lock lock(m_mutex);
-    return m_changed.wait_for(lock, PATIENCE, [&] { return m_requests.size() >= count; });
+    return m_changed.wait_for(lock, LONGEST_WAIT, [&] { return m_requests.size() >= count; });
 }
 
 void DataService::forgetRequests() {

@@ -14,7 +14,6 @@ using testing::HasSubstr;
 using namespace zvg::val;
 namespace services = zvg::val::diag_ara::services;
 
-constexpr LogLevel DETAIL = LogLevel::kInfo;
 constexpr LogLevel INFO = LogLevel::kInfo;
 
 class Server : public Vehicle, public testing::WithParamInterface<Identifier> {

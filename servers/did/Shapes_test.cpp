@@ -14,7 +14,6 @@ using ara::log::LogLevel;
 using testing::ElementsAre;
 using namespace zvg::val;
 
-constexpr LogLevel DETAIL = LogLevel::kInfo;  // detail leaves as information
 constexpr int WRONG_LENGTH = 0x13;
 constexpr int FAILURE = 0x26;
 

@@ -11,8 +11,6 @@ using ara::log::LogLevel;
 using testing::ElementsAre;
 using namespace zvg::val;
 
-constexpr LogLevel DETAIL = LogLevel::kInfo;
-
 class Operations : public Vehicle, public testing::WithParamInterface<Identifier> {
 protected:
     Identifier const& id = GetParam();

@@ -21,7 +21,7 @@ using ac::dm::types::MonitorActionType;
 using eb::com::runtime::Call_outcome;
 using zvg::val::diag_ara::services::diagnosticsmonitor::methods::DiagnosticsMonitorSkeleton_impl;
 
-constexpr unsigned long CODE = 0x81A2E1;
+constexpr unsigned long TROUBLE_CODE = 0x81A2E1;
 
 class Stress : public testing::Test {
 protected:
@@ -32,7 +32,7 @@ protected:
 
 TEST_F(Stress, FirstQuestionThatFindsAStateFindsTheRightOne) {
     // Given that the state a monitor is born with differs from the one that is set
-    std::string const instance = ac::dm::dem::DiagnosticMonitor::instance(CODE);
+    std::string const instance = ac::dm::dem::DiagnosticMonitor::instance(TROUBLE_CODE);
     for (int i = 0; i < 300; ++i) {
         DiagnosticsMonitorSkeleton_impl monitor(instance);
         std::atomic<bool> set{false};
@@ -53,8 +53,8 @@ TEST_F(Stress, FirstQuestionThatFindsAStateFindsTheRightOne) {
 TEST_F(Stress, QuestionsWhileStatesAreSetAreAllAnsweredAndTheLastStateStays) {
     // Given
     ASSERT_EQ(java.registerListener(), 0);
-    Manager manager(CODE);
-    Manager other(CODE);
+    Manager manager(TROUBLE_CODE);
+    Manager other(TROUBLE_CODE);
     ASSERT_TRUE(manager.awaitSubscribed());
     // When
     std::atomic<bool> done{false};
@@ -69,9 +69,9 @@ TEST_F(Stress, QuestionsWhileStatesAreSetAreAllAnsweredAndTheLastStateStays) {
     std::thread second(ask, std::ref(other));
     constexpr unsigned STATES = 1001;
     for (unsigned i = 0; i < STATES || questions < 100; ++i) {
-        EXPECT_EQ(java.write(SET_STATUS, message(CODE, i % 2)), 0);
+        EXPECT_EQ(java.write(SET_STATUS, message(TROUBLE_CODE, i % 2)), 0);
     }
-    EXPECT_EQ(java.write(SET_STATUS, message(CODE, 1)), 0);
+    EXPECT_EQ(java.write(SET_STATUS, message(TROUBLE_CODE, 1)), 0);
     done = true;
     first.join();
     second.join();
@@ -82,10 +82,10 @@ TEST_F(Stress, QuestionsWhileStatesAreSetAreAllAnsweredAndTheLastStateStays) {
 }
 
 TEST_F(Stress, TeardownWaitsForQuestionsUnderWay) {
-    Manager manager(CODE);
+    Manager manager(TROUBLE_CODE);
     for (int i = 0; i < 30; ++i) {
         ASSERT_EQ(java.registerListener(), 0);
-        EXPECT_EQ(java.write(SET_STATUS, message(CODE, 1)), 0);
+        EXPECT_EQ(java.write(SET_STATUS, message(TROUBLE_CODE, 1)), 0);
         std::atomic<unsigned> answers{0};
         std::atomic<bool> gone{false};
         std::thread asking([&] {

@@ -43,7 +43,7 @@ TEST(InterruptionDeathTest, SecondSignalEndsTheProcess) {
             kill(getpid(), SIGINT);
             stopped(interruption.stop());
             kill(getpid(), SIGINT);
-            pause();
+            ::pause();
         },
         testing::ExitedWithCode(130), "");
 }

@@ -14,7 +14,6 @@ namespace {
 using namespace testing;
 using std::chrono::milliseconds;
 
-milliseconds const CYCLE = Discovery{}.cyclic;
 int const CYCLES_OF_TTL = static_cast<int>(milliseconds(Discovery{}.ttl) / CYCLE);
 constexpr int TRIALS = 20;
 

@@ -10,7 +10,6 @@ using namespace testing;
 using std::chrono::milliseconds;
 using Bytes = std::vector<std::uint8_t>;
 
-milliseconds const CYCLE = Discovery{}.cyclic;
 milliseconds const TTL = Discovery{}.ttl;
 
 /// Each test over TCP and over UDP, or over one of them.

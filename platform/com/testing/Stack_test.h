@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <functional>
 #include <initializer_list>
 #include <memory>
@@ -16,6 +17,7 @@ namespace eb::com::runtime::testing {
 constexpr std::uint32_t SERVER = 0x7F000001;
 constexpr std::uint32_t CLIENT = 0x7F000002;
 constexpr std::uint32_t OTHER = 0x7F000003;
+inline std::chrono::milliseconds const CYCLE = Discovery{}.cyclic;
 
 /// Three processes, one of which may offer the services; afterwards nothing of them is left.
 class Stack_test : public ::testing::Test {

@@ -18,6 +18,7 @@ constexpr unsigned short CANCEL = 0;
 constexpr unsigned short READ = 1;
 constexpr int REQUEST = 2349;
 constexpr int RESPONSE = 2350;
+constexpr ara::log::LogLevel DETAIL = ara::log::LogLevel::kInfo;  // detail leaves as information
 
 /// The library in this process, as its data identifiers' clients and Java see it.
 class Vehicle : public server_test::Vehicle {

@@ -18,7 +18,7 @@ using namespace std::chrono_literals;
 using Kind = Fault::Kind;
 using Target = Fault::Target;
 
-std::string complaintAbout(std::string const& line) {
+std::string complaintAboutFault(std::string const& line) {
     try {
         parseFault(line);
         return "no complaint";
@@ -103,7 +103,7 @@ TEST(FaultTest, ComplaintsQuoteTheWordAndTellWhatMayStandThere) {
              Row{"at noon all silent", "'noon' has to be a time"},
          }) {
         SCOPED_TRACE(row.line);
-        EXPECT_THAT(complaintAbout(row.line), HasSubstr(row.complaint));
+        EXPECT_THAT(complaintAboutFault(row.line), HasSubstr(row.complaint));
     }
 }
 
