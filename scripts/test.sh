@@ -5,7 +5,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/desk.sh
 
-presets=(dev asan-ubsan tsan)
+presets=(merged asan-ubsan tsan)
 if [[ ${1:-} == --help || ${1:-} == -h ]]; then
     cat <<USAGE
 usage: scripts/test.sh [PRESET]...
