@@ -15,8 +15,8 @@ using std::chrono::milliseconds;
 using Bytes = std::vector<std::uint8_t>;
 using testing::pattern;
 
-constexpr std::size_t MAXIMUM = 4096;
-Header const HEADER{0xB047, 0x0002, 0x0101, 0x0001, 1, 2, 0x00, 0x00};
+constexpr std::size_t MOST = 4096;
+Header const SENT{0xB047, 0x0002, 0x0101, 0x0001, 1, 2, 0x00, 0x00};
 Address const PEER{0x0A000001, 1000};
 Address const OTHER{0x0A000002, 1000};
 
@@ -27,12 +27,12 @@ protected:
         EXPECT_EQ(counters().reassemblies, 0);
     }
     /// Takes a piece of `m_payload`, and says whether a whole message came of it: then it has to be that one.
-    bool take(std::size_t offset, std::size_t size, bool more, Header const& header = HEADER,
+    bool take(std::size_t offset, std::size_t size, bool more, Header const& header = SENT,
               Address const& from = PEER) {
         return take(m_payload, offset, size, more, header, from);
     }
     bool take(Bytes const& payload, std::size_t offset, std::size_t size, bool more,
-              Header const& header = HEADER, Address const& from = PEER) {
+              Header const& header = SENT, Address const& from = PEER) {
         m_whole = m_sut.take({header, static_cast<std::uint32_t>(offset), more,
                               payload.data() + std::min(offset, payload.size()), size},
                              from, m_now);
@@ -43,7 +43,7 @@ protected:
     }
     /// An honest message of 100 bytes is put together all the same.
     void expectNext() {
-        Header next = HEADER;
+        Header next = SENT;
         next.session = ++m_session;
         m_payload.resize(100);
         EXPECT_FALSE(take(0, 64, true, next));
@@ -56,7 +56,7 @@ protected:
         expectNext();
     }
 
-    Tp_assembler m_sut{MAXIMUM};
+    Tp_assembler m_sut{MOST};
     Bytes m_payload = pattern(100);
     std::optional<Bytes> m_whole;
     milliseconds m_now{1000};
@@ -66,14 +66,14 @@ protected:
 
 TEST(Tp_segment_test, GoesOutWithFlagAndOffsetAndIsReadBack) {
     Bytes const payload = {1, 2, 3};
-    Bytes const wire = encode(Tp_segment{HEADER, 1392, true, payload.data(), payload.size()});
+    Bytes const wire = encode(Tp_segment{SENT, 1392, true, payload.data(), payload.size()});
     EXPECT_EQ(wire, (Bytes{0xB0, 0x47, 0x00, 0x02, 0x00, 0x00, 0x00, 0x0F, 0x01, 0x01, 0x00, 0x01,
                            0x01, 0x02, 0x20, 0x00, 0x00, 0x00, 0x05, 0x71, 0x01, 0x02, 0x03}));
     ASSERT_TRUE(isSegment(readHeader(wire.data())));
     auto const segment =
         readSegment(readHeader(wire.data()), wire.data() + HEADER_BYTES, wire.size() - HEADER_BYTES);
     ASSERT_TRUE(segment);
-    EXPECT_EQ(segment->header, HEADER);
+    EXPECT_EQ(segment->header, SENT);
     EXPECT_EQ(segment->offset, 1392U);
     EXPECT_TRUE(segment->more);
     EXPECT_EQ(Bytes(segment->bytes, segment->bytes + segment->size), payload);
@@ -82,7 +82,7 @@ TEST(Tp_segment_test, GoesOutWithFlagAndOffsetAndIsReadBack) {
 TEST(Tp_segment_test, ReservedBitsAreIgnored) {
     for (std::uint8_t reserved = 0; reserved < 8; ++reserved) {
         Bytes const word = {0x00, 0x00, 0x05, static_cast<std::uint8_t>(0x71 | reserved << 1)};
-        auto const segment = readSegment(HEADER, word.data(), word.size());
+        auto const segment = readSegment(SENT, word.data(), word.size());
         ASSERT_TRUE(segment);
         EXPECT_EQ(segment->offset, 1392U);
         EXPECT_TRUE(segment->more);
@@ -92,13 +92,13 @@ TEST(Tp_segment_test, ReservedBitsAreIgnored) {
 TEST(Tp_segment_test, WhatHasNoSecondHeaderIsNone) {
     Bytes const word(4);
     for (std::size_t size = 0; size < TP_HEADER_BYTES; ++size)
-        EXPECT_FALSE(readSegment(HEADER, word.data(), size)) << size;
-    EXPECT_TRUE(readSegment(HEADER, word.data(), TP_HEADER_BYTES));
+        EXPECT_FALSE(readSegment(SENT, word.data(), size)) << size;
+    EXPECT_TRUE(readSegment(SENT, word.data(), TP_HEADER_BYTES));
 }
 
 TEST(Tp_segment_test, FlagCountsAtTypesThatExistOnly) {
     for (unsigned type = 0; type < 256; ++type) {
-        Header header = HEADER;
+        Header header = SENT;
         header.type = static_cast<std::uint8_t>(type);
         bool const exists = type == 0x20 || type == 0x21 || type == 0x22 || type == 0xA0 || type == 0xA1;
         EXPECT_EQ(isSegment(header), exists) << type;
@@ -124,7 +124,7 @@ TEST_F(Tp_assembler_test, SegmentsInReverseOrderMakeAMessage) {
 
 TEST_F(Tp_assembler_test, EveryOrderWithDuplicatesAndOverlapsMakesAMessage) {
     std::mt19937 dice(1);
-    m_payload = pattern(MAXIMUM - 5);
+    m_payload = pattern(MOST - 5);
     for (int round = 0; round < 200; ++round) {
         std::vector<std::pair<std::size_t, std::size_t>> pieces;
         for (std::size_t at = 0; at < m_payload.size();) {
@@ -151,10 +151,10 @@ TEST_F(Tp_assembler_test, SingleSegmentIsAMessage) {
 }
 
 TEST_F(Tp_assembler_test, LongestMessageIsPutTogetherAndOneByteMoreIsNot) {
-    m_payload = pattern(MAXIMUM);
+    m_payload = pattern(MOST);
     EXPECT_FALSE(take(0, 2048, true));
     EXPECT_TRUE(take(2048, 2048, false));
-    m_payload = pattern(MAXIMUM + 1);
+    m_payload = pattern(MOST + 1);
     EXPECT_FALSE(take(0, 2048, true));
     EXPECT_FALSE(take(2048, 2049, false));
     expectDropped();
@@ -183,7 +183,7 @@ TEST_F(Tp_assembler_test, SegmentAcrossSeveralPiecesFillsTheirGaps) {
 }
 
 TEST_F(Tp_assembler_test, ReturnCodeIsThatOfTheLastSegment) {
-    Header changed = HEADER;
+    Header changed = SENT;
     changed.code = 5;
     EXPECT_FALSE(take(0, 64, true));
     EXPECT_TRUE(take(64, 36, false, changed));  // take() expects the changed header
@@ -282,8 +282,8 @@ TEST_F(Tp_assembler_test, OffsetsUpTo28BitsAreComparedWithTheBoundAndNothingIsKe
 }
 
 TEST_F(Tp_assembler_test, FarOffsetCostsNoMoreThanItsBytes) {
-    m_payload = pattern(MAXIMUM);
-    EXPECT_FALSE(take(MAXIMUM - 16, 16, false));
+    m_payload = pattern(MOST);
+    EXPECT_FALSE(take(MOST - 16, 16, false));
     EXPECT_EQ(m_sut.bytes(), 16 + Tp_assembler::PIECE_BYTES);
 }
 
@@ -293,7 +293,7 @@ TEST_F(Tp_assembler_test, ChangedHeaderIsAnotherMessage) {
              [](Header& header) { header.client ^= 1U; }, [](Header& header) { header.session ^= 4U; },
              [](Header& header) { header.interfaceVersion ^= 1U; },
              [](Header& header) { header.type = 0x01; }}) {
-        Header other = HEADER;
+        Header other = SENT;
         change(other);
         EXPECT_FALSE(take(0, 64, true));
         EXPECT_FALSE(take(64, 36, false, other)) << "its segments don't complete the first";
@@ -304,18 +304,18 @@ TEST_F(Tp_assembler_test, ChangedHeaderIsAnotherMessage) {
 }
 
 TEST_F(Tp_assembler_test, InterleavedSessionsAndSendersAreKeptApart) {
-    Header second = HEADER;
+    Header second = SENT;
     second.session = 2;
     EXPECT_FALSE(take(0, 64, true));
     EXPECT_FALSE(take(0, 64, true, second));
-    EXPECT_FALSE(take(0, 64, true, HEADER, OTHER));
+    EXPECT_FALSE(take(0, 64, true, SENT, OTHER));
     EXPECT_TRUE(take(64, 36, false, second));
-    EXPECT_TRUE(take(64, 36, false, HEADER, OTHER));
+    EXPECT_TRUE(take(64, 36, false, SENT, OTHER));
     EXPECT_TRUE(take(64, 36, false));
 }
 
 TEST_F(Tp_assembler_test, WithoutSessionsSegmentsHaveToComeInOrder) {
-    Header unnumbered = HEADER;
+    Header unnumbered = SENT;
     unnumbered.session = 0;
     EXPECT_FALSE(take(0, 64, true, unnumbered));
     EXPECT_TRUE(take(64, 36, false, unnumbered));
@@ -325,7 +325,7 @@ TEST_F(Tp_assembler_test, WithoutSessionsSegmentsHaveToComeInOrder) {
 }
 
 TEST_F(Tp_assembler_test, WithoutSessionsAFirstSegmentBeginsAnew) {
-    Header unnumbered = HEADER;
+    Header unnumbered = SENT;
     unnumbered.session = 0;
     EXPECT_FALSE(take(pattern(100, 7), 0, 32, true, unnumbered));
     EXPECT_FALSE(take(pattern(100, 7), 32, 32, true, unnumbered));
@@ -336,14 +336,14 @@ TEST_F(Tp_assembler_test, WithoutSessionsAFirstSegmentBeginsAnew) {
 
 TEST_F(Tp_assembler_test, MessagesOfOneSenderAreBoundedAndTheStalestMakesRoom) {
     for (std::uint16_t session = 1; session <= Tp_assembler::PEER_MESSAGES + 1; ++session) {
-        Header header = HEADER;
+        Header header = SENT;
         header.session = session;
         m_now += milliseconds(1);
         EXPECT_FALSE(take(0, 64, true, header));
     }
     EXPECT_EQ(m_sut.messages(), Tp_assembler::PEER_MESSAGES);
     EXPECT_EQ(counters().lostSegmented - m_lost, 1);
-    Header newest = HEADER;
+    Header newest = SENT;
     newest.session = Tp_assembler::PEER_MESSAGES + 1;
     EXPECT_TRUE(take(64, 36, false, newest));
     EXPECT_FALSE(take(64, 36, false)) << "the first had to go";
@@ -353,7 +353,7 @@ TEST_F(Tp_assembler_test, MessagesOfAllSendersAreBoundedAndOneThatGoesOnIsFinish
     EXPECT_FALSE(take(0, 16, true));
     for (std::uint16_t port = 1; port <= 10 * Tp_assembler::MESSAGES; ++port) {
         m_now += milliseconds(1);
-        EXPECT_FALSE(take(0, 16, true, HEADER, {0x0A000003, port}));
+        EXPECT_FALSE(take(0, 16, true, SENT, {0x0A000003, port}));
         EXPECT_LE(m_sut.messages(), Tp_assembler::MESSAGES);
         if (port % 50 == 0 && port <= 250) {
             EXPECT_FALSE(take(16 * (port / 50), 16, true));
@@ -365,44 +365,44 @@ TEST_F(Tp_assembler_test, MessagesOfAllSendersAreBoundedAndOneThatGoesOnIsFinish
 }
 
 TEST_F(Tp_assembler_test, BytesOfOneSenderAndOfAllAreBounded) {
-    m_payload = pattern(MAXIMUM);
+    m_payload = pattern(MOST);
     for (std::uint16_t number = 0; number < 200; ++number) {
-        Header header = HEADER;
+        Header header = SENT;
         header.session = static_cast<std::uint16_t>(number + 1);
         m_now += milliseconds(1);
         EXPECT_FALSE(take(0, 2048, true, header));
-        EXPECT_LE(m_sut.bytes(), Tp_assembler::PEER_SHARE * MAXIMUM);
+        EXPECT_LE(m_sut.bytes(), Tp_assembler::PEER_SHARE * MOST);
     }
     for (std::uint16_t port = 1; port < 200; ++port) {
         m_now += milliseconds(1);
-        EXPECT_FALSE(take(0, 2048, true, HEADER, {0x0A000003, port}));
-        EXPECT_LE(m_sut.bytes(), Tp_assembler::SHARE * MAXIMUM);
+        EXPECT_FALSE(take(0, 2048, true, SENT, {0x0A000003, port}));
+        EXPECT_LE(m_sut.bytes(), Tp_assembler::SHARE * MOST);
     }
-    EXPECT_GT(m_sut.bytes(), (Tp_assembler::SHARE - 1) * MAXIMUM);
+    EXPECT_GT(m_sut.bytes(), (Tp_assembler::SHARE - 1) * MOST);
 }
 
 TEST_F(Tp_assembler_test, MessageOfTooManyPiecesIsDropped) {
-    m_payload = pattern(MAXIMUM);
-    for (std::size_t offset = 0; offset < MAXIMUM - 32 && counters().lostSegmented == m_lost; offset += 32) {
+    m_payload = pattern(MOST);
+    for (std::size_t offset = 0; offset < MOST - 32 && counters().lostSegmented == m_lost; offset += 32) {
         EXPECT_FALSE(take(offset, 16, true));
-        EXPECT_LE(m_sut.bytes(), Tp_assembler::PEER_SHARE * MAXIMUM);
+        EXPECT_LE(m_sut.bytes(), Tp_assembler::PEER_SHARE * MOST);
     }
     expectDropped();
 }
 
 TEST_F(Tp_assembler_test, GarbageIsBoundedAndHarmsNobody) {
     std::mt19937 dice(7);
-    m_payload = pattern(MAXIMUM);
+    m_payload = pattern(MOST);
     for (int count = 0; count < 100'000; ++count) {
-        Header header = HEADER;
+        Header header = SENT;
         header.session = static_cast<std::uint16_t>(dice() % 8);
-        std::size_t const offset = dice() % (MAXIMUM / 16 + 4) * 16;
-        std::size_t const size = std::min<std::size_t>(dice() % 80, MAXIMUM - std::min(offset, MAXIMUM));
+        std::size_t const offset = dice() % (MOST / 16 + 4) * 16;
+        std::size_t const size = std::min<std::size_t>(dice() % 80, MOST - std::min(offset, MOST));
         m_now += milliseconds(dice() % 4);
         m_sut.take({header, static_cast<std::uint32_t>(offset), dice() % 4 != 0, m_payload.data(), size},
                    {static_cast<std::uint32_t>(0x0A000000 + dice() % 8), 1}, m_now);
         ASSERT_LE(m_sut.messages(), Tp_assembler::MESSAGES);
-        ASSERT_LE(m_sut.bytes(), Tp_assembler::SHARE * MAXIMUM);
+        ASSERT_LE(m_sut.bytes(), Tp_assembler::SHARE * MOST);
     }
     m_payload = pattern(100);
     expectNext();

@@ -18,7 +18,7 @@ namespace skeleton = ac::com::cpp_binding::skeleton;
 namespace serialization = ac::com::someip::serialization;
 using zvg::services::diagnosticdatadistribution::DiagnosticDataDistribution;
 namespace datatypes = zvg::services::diagnosticdatadistribution::datatypes;
-using Field = DiagnosticDataDistribution::dataValuesHash;
+using Hash_field = DiagnosticDataDistribution::dataValuesHash;
 using std::chrono::steady_clock;
 
 constexpr char INSTANCE_NAME[] = "1";
@@ -75,7 +75,7 @@ DataService::~DataService() {
 void DataService::addMethods() {
     using Call_id = skeleton::Method_call_id;
     using Serialized_payload = eb::com::runtime::Serialized_payload;
-    m_dispatcher.add_method(Field::Get::ID, [this](Call_id, Reply const& answer, Serialized_payload const&) {
+    m_dispatcher.add_method(Hash_field::Get::ID, [this](Call_id, Reply const& answer, Serialized_payload const&) {
         m_tell({"call", "dataValuesHash.Get"});
         reply(answer, "dataValuesHash", {0, field()});
     });
@@ -237,7 +237,7 @@ void DataService::announce() {
 }
 
 void DataService::notify(Payload const& content) {
-    m_port.send_event(Field::Notify::ID, shared(content));
+    m_port.send_event(Hash_field::Notify::ID, shared(content));
     m_tell({"notify", "dataValuesHash = " + (content.empty() ? std::string("no bytes") : hex(content))});
 }
 
@@ -249,7 +249,7 @@ DataService::Payload DataService::field() {
         std::lock_guard const lock(m_mutex);
         adaptations.hashValue = m_values.hash();
     }
-    return serialization::to_bytes(Field::Value{adaptations}, Field::Notify::PROPERTIES);
+    return serialization::to_bytes(Hash_field::Value{adaptations}, Hash_field::Notify::PROPERTIES);
 }
 
 }  // namespace tester
