@@ -38,6 +38,11 @@ RecordMemory validRecord(const Record& table, std::uint64_t count);
 /** Sets every array's count to `count`, cut to what its member can hold. */
 void setCounts(const Record& table, void* record, std::uint64_t count);
 
+/** As headers and primitives take it. */
+inline std::uint32_t sizeOf(const std::vector<unsigned char>& payload) {
+    return static_cast<std::uint32_t>(payload.size());
+}
+
 // Each runs the generated codec and the oracle on equal memory and compares everything that either may
 // touch: code, header, cursor, buffer, record, the zones around them, and the lines about enumerations.
 testing::AssertionResult packsAlike(const Record& table, const RecordMemory& record, std::uint32_t bound);

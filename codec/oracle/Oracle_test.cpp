@@ -53,10 +53,6 @@ std::vector<std::uint32_t> bounds(std::uint64_t payload) {
     return all;
 }
 
-std::uint32_t sizeOf(const std::vector<unsigned char>& payload) {
-    return static_cast<std::uint32_t>(payload.size());
-}
-
 }  // namespace
 
 TEST_P(Records, PackAsTheOracleInEveryBufferSizeForEveryCount) {

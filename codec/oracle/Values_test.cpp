@@ -19,14 +19,6 @@ protected:
     const Family& sut = *GetParam();
 };
 
-namespace {
-
-std::uint32_t sizeOf(const std::vector<unsigned char>& payload) {
-    return static_cast<std::uint32_t>(payload.size());
-}
-
-}  // namespace
-
 TEST_P(Values, EachArraysCountIsJudgedByItself) {
     for (const Record* table : sut.records) {
         for (const Field& array : table->fields) {
