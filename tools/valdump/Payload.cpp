@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::size_t LONGEST_TEXT = 1 << 18;  // an array shows 20 elements, and nests once or twice
 
-std::string quoted(std::string_view name) {
+std::string inTicks(std::string_view name) {
     return "`" + std::string(name) + "`";
 }
 
@@ -62,7 +62,7 @@ private:
     void need(std::size_t size, std::string const& path) const {
         if (size <= m_bytes.size() - m_at) return;
         fail(eUnpackTruncated, path,
-             quoted(path) + " needs " + counted(size, "byte") + " at offset " + std::to_string(m_at) +
+             inTicks(path) + " needs " + counted(size, "byte") + " at offset " + std::to_string(m_at) +
                  ", the payload ends at " + std::to_string(m_bytes.size()));
     }
 
@@ -90,9 +90,9 @@ private:
             count = counter.number;
             if (counter.number > field.capacity) {
                 fail(eUnpackArrayTooLong, path,
-                     quoted(prefixOf(path) + std::string(record.fields[field.countField].name)) +
+                     inTicks(prefixOf(path) + std::string(record.fields[field.countField].name)) +
                          " at offset " + std::to_string(counter.offset) + " counts " +
-                         counted(counter.number, "element") + " of " + quoted(path) +
+                         counted(counter.number, "element") + " of " + inTicks(path) +
                          ", which holds at most " + std::to_string(field.capacity));
             }
         }
@@ -130,8 +130,8 @@ private:
             if (field.enumeration != nullptr && !field.enumeration->hasValue(wire)) {
                 widen(field, value.number);
                 fail(eUnpackBadEnum, path,
-                     quoted(path) + " at offset " + std::to_string(m_at) + " is " +
-                         numberText(field, value.number) + ", and " + quoted(field.enumeration->name) +
+                     inTicks(path) + " at offset " + std::to_string(m_at) + " is " +
+                         numberText(field, value.number) + ", and " + inTicks(field.enumeration->name) +
                          " accepts " + valuesText(*field.enumeration));
             }
             widen(field, value.number);
