@@ -110,9 +110,9 @@ function layout(name) {
 }
 
 function legend(name) {
-  const kinds = new Set(parts(name).map(each => each.variable ? "variable" : colour(each.field)));
+  const kinds = new Set(parts(name).map(each => each.variable ? "variable" : isTorn(each) ? "torn" : colour(each.field)));
   const texts = {count: "counts an array", integer: "integer", enum: "enumeration", bool: "bool", bytes: "bytes",
-                 variable: "size varies, not to scale"};
+                 variable: "size varies, not to scale", torn: "long block, not to scale"};
   return element("p", {class: "legend"}, Object.entries(texts).filter(([kind]) => kinds.has(kind)).map(([kind, text]) =>
     element("span", {}, element("i", {class: "swatch " + kind}), text)));
 }

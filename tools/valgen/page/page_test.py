@@ -209,6 +209,8 @@ class MadeUp(Page):
             "count": ["count", "fixed"], "longCount": ["count", "fixed"], "x": ["integer", "fixed"],
             "colour": ["enum", "fixed"], "data": ["bytes", "variable"], "block": ["bytes", "torn"],
             "open": ["bool", "fixed"], "part.size": ["integer", "fixed"], "parts": ["bytes", "variable"]})
+        self.assertIn("size varies, not to scale", self.text(".legend"))
+        self.assertIn("long block, not to scale", self.text(".legend"))
         arrows = "return [...document.querySelectorAll('.arrow')].map(each => [each.dataset.from, each.dataset.to]);"
         self.assertEqual(self.browser.run(arrows), [["count", "data"], ["longCount", "parts"]])
 

@@ -28,6 +28,10 @@ function parts(name, prefix = "", base = 0, after = []) {
   return made;
 }
 
+function isTorn(part) {
+  return !part.variable && part.bytes > LONGEST;
+}
+
 function colour(field) {
   if (field.counts) return "count";
   if (field.kind === "array" || field.kind === "fixed_bytes") return "bytes";
@@ -57,7 +61,7 @@ function drawPicture(name, width) {
   const middles = new Map();  // path -> where an arrow ends or starts
   let cell = 0;
   for (const part of all) {
-    const torn = !part.variable && part.bytes > LONGEST;
+    const torn = isTorn(part);
     const cells = part.variable ? VARIABLE : torn ? TORN : part.bytes;
     const group = svg("g", {class: "part " + colour(part.field) + (part.variable ? " variable" : torn ? " torn" : " fixed"),
                             "data-path": part.path});
