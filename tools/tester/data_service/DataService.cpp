@@ -75,10 +75,11 @@ DataService::~DataService() {
 void DataService::addMethods() {
     using Call_id = skeleton::Method_call_id;
     using Serialized_payload = eb::com::runtime::Serialized_payload;
-    m_dispatcher.add_method(Hash_field::Get::ID, [this](Call_id, Reply const& answer, Serialized_payload const&) {
-        m_tell({"call", "dataValuesHash.Get"});
-        reply(answer, "dataValuesHash", {0, field()});
-    });
+    m_dispatcher.add_method(Hash_field::Get::ID,
+                            [this](Call_id, Reply const& answer, Serialized_payload const&) {
+                                m_tell({"call", "dataValuesHash.Get"});
+                                reply(answer, "dataValuesHash", {0, field()});
+                            });
     m_dispatcher.add_method(DiagnosticDataDistribution::getDiagnosticData::ID,
                             [this](Call_id, Reply const& answer, Serialized_payload const& request) {
                                 // One record behind the name space, without a list around it.
