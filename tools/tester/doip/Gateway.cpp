@@ -111,7 +111,7 @@ void Gateway::accept() {
 void Gateway::receive() {
     m_datagrams.async_receive_from(asio::buffer(m_datagram), m_sender,
                                    [this](asio::error_code const& error, std::size_t size) {
-                                       if (error == asio::error::operation_aborted) return;
+                                       if (m_ending) return;
                                        if (!error) answer(Bytes(m_datagram).first(size));
                                        receive();
                                    });
