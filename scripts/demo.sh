@@ -6,11 +6,13 @@ cd "$(dirname "$0")/.."
 . scripts/desk.sh
 
 late_vehicle=
+doip=
 catalogue=
 build=
 while [[ $# -gt 0 ]]; do
     case $1 in
         --late-vehicle) late_vehicle=yes ;;
+        --doip) doip=yes ;;
         --catalogue) catalogue=yes ;;
         --build)
             [[ -x ${2:-}/bin/tester ]] || {
@@ -22,7 +24,7 @@ while [[ $# -gt 0 ]]; do
             ;;
         --help | -h)
             cat <<'USAGE'
-usage: scripts/demo.sh [--late-vehicle] [--build FOLDER]
+usage: scripts/demo.sh [--late-vehicle] [--doip] [--build FOLDER]
        scripts/demo.sh --catalogue
 
 Installs what is missing, builds, starts the Java service and everything around it, and shows
@@ -36,6 +38,8 @@ and cleans up after itself. Exit code 0 when all of it was seen; the last line o
 
   --late-vehicle    start the tester's read, the watch of the trouble codes and the data service first, the Java
                     service behind them
+  --doip            start the DoIP gateway as well, and read a data identifier through it with scapy, a UDS tester of
+                    another make
   --build FOLDER    take the programs of this build, such as build/dev; install and build nothing
   --catalogue       make the page of all messages, check it in a headless browser and print its path; needs no vehicle
                     and no build
@@ -269,6 +273,35 @@ show_adaptations() {
     done
 }
 
+# One data identifier, asked for by a tester that knows nothing of this system but ISO 13400 and ISO 14229.
+show_doip() {
+    local address=$ARA_COM_ADDRESS identifier=B047 port expected
+    heading "DoIP"
+    echo "\$ tester doip --bind $address        # ran beside it"
+    "$build/bin/tester" doip --bind "$address" --port 0 >"$logs/doip.txt" 2>&1 &
+    gateway=$!
+    await 1 ' listening by ' "$logs/doip.txt" || give_up "the gateway did not start" "$logs/doip.txt"
+    port=$(sed -n "s/.* $address:\([0-9]*\) .* listening by .*/\1/p" "$logs/doip.txt")
+    expected=$("$build/bin/tester" read --raw $identifier)
+    cat >"$logs/doip.py" <<SCAPY
+from scapy.contrib.automotive.doip import *
+from scapy.contrib.automotive.uds import *
+for _ in range(10):  # scapy takes all that has come for one frame, and may lose the response
+    tester = UDS_DoIPSocket("$address", $port)
+    response = tester.sr1(UDS() / UDS_RDBI(identifiers=[0x$identifier]), timeout=2, verbose=False)
+    tester.close()
+    if response is not None and response.service == 0x62: break
+print(bytes(response).hex())
+SCAPY
+    echo '>>> tester = UDS_DoIPSocket("'"$address"'", '"$port"')'
+    echo ">>> bytes(tester.sr1(UDS() / UDS_RDBI(identifiers=[0x$identifier]))).hex()"
+    XDG_CACHE_HOME=$logs /usr/bin/python3 "$logs/doip.py" 2>"$logs/doip.err" | tee "$logs/last.txt" || true
+    stop "$gateway"
+    sed 's/^/      /' "$logs/doip.txt"
+    doips=0
+    ! grep -qi "^62$identifier$expected\$" "$logs/last.txt" || doips=1
+}
+
 if [[ -z $build ]]; then
     scripts/setup.sh
     echo "demo: building (the first time takes a few minutes)" >&2
@@ -293,7 +326,13 @@ show_data_identifiers
 show_routines
 show_trouble_codes
 show_adaptations
+[[ ! $doip ]] || show_doip
 echo
 result="$identifiers/14 data identifiers, $routines/4 routines, $codes/3 trouble codes, $adaptations/4 adaptations"
+all="14/14 data identifiers, 4/4 routines, 3/3 trouble codes, 4/4 adaptations"
+if [[ $doip ]]; then
+    result+=", $doips/1 by DoIP"
+    all+=", 1/1 by DoIP"
+fi
 echo "demo: $result"
-[[ $result == "14/14 data identifiers, 4/4 routines, 3/3 trouble codes, 4/4 adaptations" ]]
+[[ $result == "$all" ]]

@@ -41,13 +41,13 @@ class Demo(unittest.TestCase):
         return output
 
     def test_everything_is_seen_with_the_vehicle_there_first_and_last(self):
-        for options in ((), ("--late-vehicle",)):
+        seen = "demo: 14/14 data identifiers, 4/4 routines, 3/3 trouble codes, 4/4 adaptations"
+        for options, more in (((), ""), (("--late-vehicle", "--doip"), ", 1/1 by DoIP")):
             with self.subTest(options=options):
                 demo = self.start(*options)
                 output = self.end(demo)
                 self.assertEqual(demo.returncode, 0, output)
-                self.assertEqual(output.splitlines()[-1],
-                                 "demo: 14/14 data identifiers, 4/4 routines, 3/3 trouble codes, 4/4 adaptations")
+                self.assertEqual(output.splitlines()[-1], seen + more)
                 self.assertFalse(self.logs_of(demo).exists())
 
     def test_an_interrupt_at_any_moment_leaves_nothing_behind(self):

@@ -8,10 +8,10 @@
 
 #include <sys/socket.h>
 
-#include <asio/connect.hpp>
-#include <asio/write.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <asio/connect.hpp>
+#include <asio/write.hpp>
 
 #include "tools/tester/FakeServices.h"
 #include "tools/tester/doip/Gateway.h"

@@ -20,9 +20,10 @@ std::optional<Frame> FrameReader::next(Bytes& bytes) {
         m_skip -= static_cast<std::uint32_t>(takeFront(bytes, m_skip).size());
         if (m_skip != 0) break;
         if (m_open) {
-            append(m_open->payload, takeFront(bytes, m_open->header.length - m_open->payload.size()));
-            if (m_open->payload.size() == m_open->header.length) return std::exchange(m_open, {});
-            break;
+            append(m_frame.payload, takeFront(bytes, m_frame.header.length - m_frame.payload.size()));
+            if (m_frame.payload.size() < m_frame.header.length) break;
+            m_open = false;
+            return std::move(m_frame);
         }
         Bytes const part = takeFront(bytes, HEADER_SIZE - m_headerSize);
         std::copy(part.begin(), part.end(), m_header.begin() + std::ptrdiff_t(m_headerSize));
@@ -57,7 +58,8 @@ std::optional<Frame> FrameReader::judge() {
     Frame frame{m_header, header, {}, {}, std::move(loan)};
     if (header.length == 0) return frame;
     frame.payload.reserve(header.length);
-    m_open = std::move(frame);
+    m_frame = std::move(frame);
+    m_open = true;
     return {};
 }
 

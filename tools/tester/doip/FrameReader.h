@@ -46,8 +46,8 @@ private:
 
 /// A whole frame, or one that is refused for its header.
 struct Frame {
-    std::array<unsigned char, HEADER_SIZE> front;  ///< the header as it came
-    Header header;
+    std::array<unsigned char, HEADER_SIZE> front{};  ///< the header as it came
+    Header header{};
     Message payload;  ///< empty if refused
     std::optional<HeaderNack> refused;
     Store::Loan loan;  ///< of the payload
@@ -75,8 +75,9 @@ private:
     Store& m_store;
     std::array<unsigned char, HEADER_SIZE> m_header{};
     std::size_t m_headerSize = 0;
-    std::uint32_t m_skip = 0;     // of a payload that isn't wanted
-    std::optional<Frame> m_open;  // its payload is coming
+    std::uint32_t m_skip = 0;  // of a payload that isn't wanted
+    Frame m_frame;             // the last one
+    bool m_open = false;       // its payload is coming
     bool m_ended = false;
 };
 

@@ -438,7 +438,8 @@ TEST_F(GatewayTest, AddressInUseIsNamed) {
         Gateway second(settings, *vehicle, [](Happening const&) {});
         FAIL() << "two gateways on one port";
     } catch (std::system_error const& error) {
-        EXPECT_THAT(error.what(), HasSubstr(settings.address.to_string() + ':' + std::to_string(settings.port)));
+        EXPECT_THAT(error.what(),
+                    HasSubstr(settings.address.to_string() + ':' + std::to_string(settings.port)));
     }
 }
 
@@ -447,9 +448,9 @@ TEST_F(GatewayTest, LinesTellConnectionRequestAndResponse) {
     activeClient().ask("22 12 34");
     EXPECT_TRUE(told("closed"));
     gateway.reset();
-    for (char const* text : {"connected", "routing activation request", "0x0E80: 0x10 routing activated",
-                             "0x0E80 to 0x1001: ReadDataByIdentifier 0x1234",
-                             "0x31 requestOutOfRange: no such data identifier"})
+    for (char const* text :
+         {"connected", "routing activation request", "0x0E80: 0x10 routing activated",
+          "0x0E80 to 0x1001: ReadDataByIdentifier 0x1234", "0x31 requestOutOfRange: no such data identifier"})
         EXPECT_THAT(lines, Contains(HasSubstr(text)));
 }
 

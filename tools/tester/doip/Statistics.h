@@ -20,6 +20,8 @@ public:
         double most = 0;
     };
 
+    Times() { m_kept.reserve(LIMIT); }
+
     /// `limit` is what the time should have been.
     void add(double milliseconds, double limit) {
         if (m_kept.size() < LIMIT)

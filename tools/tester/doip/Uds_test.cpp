@@ -179,7 +179,8 @@ TEST_F(UdsTest, FailedReadHasTheCodeOfItsReason) {
     } const rows[] = {
         {"error of the service", FakePort::answered(2, {0x26}), "7F 22 26"},
         {"another error of the service", FakePort::answered(2, {0x13}), "7F 22 13"},
-        {"error of the service that would mean a pending response", FakePort::answered(2, {0x78}), "7F 22 10"},
+        {"error of the service that would mean a pending response", FakePort::answered(2, {0x78}),
+         "7F 22 10"},
         {"error of the service that would mean none", FakePort::answered(2, {0x00}), "7F 22 10"},
         {"no answer", std::nullopt, "7F 22 25"},
         {"nobody there", FakePort::failed(Call_outcome::not_available, "nobody"), "7F 22 22"},
