@@ -46,6 +46,8 @@ class Client {
 public:
     static constexpr std::uint16_t TESTER = 0x0E80;
 
+    Client(Client&&) = default;
+    Client& operator=(Client&&) = delete;  // would end the context in front of the socket
     Client(asio::ip::address const& address, std::uint16_t port) {
         m_socket.connect({address, port});
         m_socket.set_option(asio::ip::tcp::no_delay(true));
