@@ -135,6 +135,8 @@ TEST_F(CommandLine, ALogIsSearchedForMessages) {
 12:34:56|140243|DiagAraService::120 Message with id 2349is already cashed
 12:34:56 ValDiagnosticsrequestInd: 7d01
 2349 bytes were read
+2349 12 of 20 were read
+<- 2349  7D 01  ad 14
 )";
     EXPECT_EQ(run({"--log"}, log), REFUSED);
     EXPECT_EQ(out.str(), R"(== line 2:       <- 548  95 00 00 00 00  adaptation 149 changed (status 0x00)
@@ -156,8 +158,12 @@ eUnpackTruncated (4): `adaptationId` needs 4 bytes at offset 0, the payload ends
 value:381;
 2349 ValDiagnosticsrequestInd, VALUInt16_t, 2 bytes
      0  7D 01  value  381
+== line 10: <- 2349  7D 01  ad 14
+value:381;
+2349 ValDiagnosticsrequestInd, VALUInt16_t, 2 bytes
+     0  7D 01  value  381
 )");
-    EXPECT_EQ(err.str(), "valdump: 3 good, 1 refused, 1 not whole in the log\n");
+    EXPECT_EQ(err.str(), "valdump: 4 good, 1 refused, 1 not whole in the log\n");
 }
 
 TEST_F(CommandLine, ALogAsJsonIsALineForEachMessage) {

@@ -27,8 +27,7 @@ bool takeBytes(std::string_view& rest, Logged& logged) {
     while (true) {
         std::string_view after = rest;
         std::string_view const word = takeWord(after);
-        bool const isGap = any && rest.starts_with("  ");
-        if (isGap) break;
+        if (any && rest.starts_with("  ")) break;
         if (word == "(empty)" && !any) {
             rest = after;
             return true;
