@@ -26,9 +26,11 @@ from versions import breaking
 
 
 def write(folder, files):
+    """Leaves alone what says the same already: an edit of one family doesn't build the others again."""
     folder.mkdir(parents=True, exist_ok=True)
     for name, text in files.items():
-        (folder / name).write_text(text, encoding="utf-8")
+        if not (folder / name).exists() or (folder / name).read_text(encoding="utf-8") != text:
+            (folder / name).write_text(text, encoding="utf-8")
 
 
 def cpp_files(model, prefix):
