@@ -276,7 +276,7 @@ TEST_F(GatewayTest, SuppressedPositiveResponseIsntSent) {
 
 TEST_F(GatewayTest, LongReadIsToldToBePendingUntilItIsAnswered) {
     settings.timing = {milliseconds(20), milliseconds(100), milliseconds(5000)};
-    makeVehicle({milliseconds(400), milliseconds(0), 1});
+    makeVehicle({milliseconds(1'500), milliseconds(0), 1});
     start();
     Client client = activeClient();
     client.request(bytes("22 B0 47"));
@@ -383,7 +383,7 @@ TEST_F(GatewayTest, SessionFallsBackWithoutRequestsAndEachConnectionHasItsOwn) {
 }
 
 TEST_F(GatewayTest, ConnectionsThatStayInactiveAreClosed) {
-    settings.transport.initialInactivity = milliseconds(100);
+    settings.transport.initialInactivity = milliseconds(1'000);
     settings.transport.generalInactivity = milliseconds(100);
     start();
     Client silent = connect();
@@ -393,7 +393,7 @@ TEST_F(GatewayTest, ConnectionsThatStayInactiveAreClosed) {
     EXPECT_TRUE(halfHeader.receive().empty());
     Client active = activeClient();
     EXPECT_TRUE(active.receive().empty());
-    EXPECT_TRUE(told("no routing activation within 0.1 s"));
+    EXPECT_TRUE(told("no routing activation within 1.0 s"));
     EXPECT_TRUE(told("nothing came or went"));
 }
 

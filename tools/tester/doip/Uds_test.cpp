@@ -9,7 +9,7 @@ using testing::HasSubstr;
 
 class UdsTest : public DoipTest {
 protected:
-    UdsTest() { makeVehicle({milliseconds(20), milliseconds(0), 1}); }
+    UdsTest() { makeVehicle(); }
 
     Response run(Message const& request, UdsSession session = UdsSession::standard, bool anySession = false) {
         Plan const plan = Uds(*vehicle, {}, anySession).plan(request, session);
@@ -191,6 +191,7 @@ TEST_F(UdsTest, FailedReadHasTheCodeOfItsReason) {
     };
     for (auto const& row : rows) {
         SCOPED_TRACE(row.name);
+        makeVehicle({milliseconds(row.result ? 60'000 : 20), milliseconds(0), 1});
         identifier("b047").script = {row.result};
         EXPECT_EQ(hexOf("22 B0 47"), row.response);
     }
