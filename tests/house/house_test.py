@@ -91,7 +91,7 @@ class HeadersCompileAlone(unittest.TestCase):
         commands = json.loads((BUILD / "compile_commands.json").read_text())
         for entry in commands:
             source = entry["file"]
-            if source.startswith(f"{ROOT}/{folder}/") and not source.endswith("_test.cpp"):
+            if re.match(rf"({ROOT}/{folder}/(?!.*_test\.cpp$)|{BUILD}/{folder}/CMakeFiles/(?!\w*_test\.dir))", source):
                 words = shlex.split(entry["command"])
                 words = words[next(i for i, w in enumerate(words) if w.startswith("-")):]
                 keep, skip = [], False
