@@ -46,13 +46,18 @@ void addDamaged(Frames& frames, std::string const& name, Bytes const& good) {
         }
 }
 
-Frames hostileCalls(std::uint16_t service) {
+someip::Header hostileHeader(std::uint16_t service) {
     someip::Header header;
     header.service = service;
     header.method = 1;
     header.client = 0x0666;
     header.session = 1;
     header.interfaceVersion = 2;
+    return header;
+}
+
+Frames hostileCalls(std::uint16_t service) {
+    someip::Header header = hostileHeader(service);
     Frames frames;
     for (std::uint32_t const length : LENGTHS)
         for (std::size_t const payload : {0U, 1U, 8U}) {

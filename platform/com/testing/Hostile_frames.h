@@ -23,6 +23,9 @@ struct Hostile_message {
     std::vector<std::uint8_t> inOnePiece() const;
 };
 
+/// Of a call of `service` with which nothing is wrong.
+someip::Header hostileHeader(std::uint16_t service);
+
 /// For a stream or a datagram socket that serves calls of `service`.
 std::vector<Hostile_frame> hostileCalls(std::uint16_t service);
 

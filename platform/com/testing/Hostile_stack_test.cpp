@@ -81,18 +81,9 @@ protected:
         if (count % BATCH == 0) exchange();
     }
 
-    static someip::Header headerFor(std::uint16_t service) {
-        someip::Header header;
-        header.service = service;
-        header.method = 1;
-        header.client = 0x0666;
-        header.session = 1;
-        header.interfaceVersion = 2;
-        return header;
-    }
     /// All there are; each has a name of its own.
     static std::vector<Hostile_message> hostileMessages(std::uint16_t service) {
-        std::vector<Hostile_message> messages = hostileSegments(headerFor(service));
+        std::vector<Hostile_message> messages = hostileSegments(hostileHeader(service));
         for (Hostile_frame& frame : hostileCalls(service))
             messages.push_back({std::move(frame.name), {std::move(frame.bytes)}});
         std::set<std::string> names;
@@ -127,7 +118,7 @@ protected:
 
 TEST_F(Hostile_stack_test, CallsAndSegmentsOnAStream) {
     auto const connections = counters().connections.load();
-    Bytes const good = someip::encode(headerFor(FAKE_TCP_ID), {1, 2, 3});
+    Bytes const good = someip::encode(hostileHeader(FAKE_TCP_ID), {1, 2, 3});
     Faults oneByOne;
     oneByOne.pieceBytes = 1;
     std::size_t count = 0;
@@ -181,7 +172,7 @@ TEST_F(Hostile_stack_test, CallsCutIntoSegments) {
         afterwards(++count);
         if (HasFailure()) return;
     }
-    std::size_t const segmented = hostileSegments(headerFor(FAKE_UDP_ID)).size();
+    std::size_t const segmented = hostileSegments(hostileHeader(FAKE_UDP_ID)).size();
     EXPECT_GE(segmented, 500U);
     std::cout << count << " named frames cut into segments, beside " << segmented << " of segments alone\n";
 }
