@@ -18,10 +18,10 @@ using std::chrono::microseconds;
 using std::chrono::milliseconds;
 using Clock = std::chrono::steady_clock;
 
-#if defined(__SANITIZE_ADDRESS__)
+#ifdef DIAG_ARA_SANITIZED_ADDRESS
 constexpr int CYCLES = 2000;
 constexpr bool SANITIZED = true;
-#elif defined(__SANITIZE_THREAD__)
+#elif defined(DIAG_ARA_SANITIZED_THREAD)
 constexpr int CYCLES = 500;
 constexpr bool SANITIZED = true;
 #else

@@ -8,7 +8,7 @@ packages=(
     libasio-dev nlohmann-json3-dev libcli11-dev
     libdlt-dev dlt-daemon dlt-tools
     libgtest-dev libgmock-dev python3-scapy tshark
-    clang-14 clang-format-14 binutils iproute2
+    clang-14 libclang-rt-14-dev clang-format-14 binutils iproute2
     chromium chromium-driver
 )
 [[ $# -eq 0 ]] || packages=("$@")

@@ -48,11 +48,11 @@ TEST_P(Length_field_of, IsReadInOrder) {
 }
 
 TEST_P(Length_field_of, IsNotReadFromTooFewBytes) {
-    auto [size, byteOrder, length, bytes] = GetParam();
-    bytes.pop_back();
-    Read_buffer buffer(bytes);
+    Length_case given = GetParam();
+    given.bytes.pop_back();
+    Read_buffer buffer(given.bytes);
     expectThrow<std::out_of_range>(
-        [&] { deserialize_length_field_dispatch(size, buffer, ordered(byteOrder)); }, READ_BEYOND);
+        [&] { deserialize_length_field_dispatch(given.size, buffer, ordered(given.byteOrder)); }, READ_BEYOND);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -133,9 +133,9 @@ TEST(Wire_type, FiveToSevenNameTheirSize) {
 }
 
 TEST(Wire_type, FourTakesTheConfiguredSizeOnlyIfAllThreeAreEqualAndNot0) {
-    for (std::uint64_t array : {0, 1, 2, 4}) {
-        for (std::uint64_t string : {0, 1, 2, 4}) {
-            for (std::uint64_t structure : {0, 1, 2, 4}) {
+    for (std::uint64_t array : {0U, 1U, 2U, 4U}) {
+        for (std::uint64_t string : {0U, 1U, 2U, 4U}) {
+            for (std::uint64_t structure : {0U, 1U, 2U, 4U}) {
                 Serialization_properties const properties{4321, array, string, structure};
                 auto const size = [&] {
                     return get_length_field_size_for_wire_type(Wire_type(4), properties);

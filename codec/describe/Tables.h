@@ -20,9 +20,14 @@ std::span<const Family* const> families();
 
 // The codec's functions under the signatures that all records share.
 
-template <auto HAS_VALUE, class Wire>
+template <class Wire>
+bool hasValue(bool (*isOf)(Wire), std::uint32_t value) {
+    return isOf(static_cast<Wire>(value));
+}
+
+template <auto HAS_VALUE>
 bool hasValue(std::uint32_t value) {
-    return HAS_VALUE(static_cast<Wire>(value));
+    return hasValue(HAS_VALUE, value);
 }
 
 template <auto PACK, class Type>
@@ -64,7 +69,7 @@ tUnpackErrorCode unpackMessage(const sQlet1Mod4MessageHdr* header, const unsigne
 /** Where a field's member lives. */
 #define CODEC_MEMBER(record, member) offsetof(record, member), sizeof(record::member)
 
-#define CODEC_ENUM_FUNCTION(type, wire) hasValue<PackUnpackEnum##type##HasValue, wire>
+#define CODEC_ENUM_FUNCTION(type) hasValue<PackUnpackEnum##type##HasValue>
 #define CODEC_RECORD_FUNCTIONS(type) \
     packRecord<Pack##type, type>, unpackRecord<Unpack##type, type>, packedSizeOf<PackedSizeOf##type, type>
 #define CODEC_MESSAGE_FUNCTIONS(message, payload)                                 \

@@ -13,7 +13,7 @@ constexpr Enumeration::Range ranges_tSampleLevel[] = {
 extern const Enumeration enum_tSampleLevel;
 constinit const Enumeration enum_tSampleLevel{
     "tSampleLevel", 8, false, Enumeration::Kind::RANGES, ranges_tSampleLevel, 0x0, {},
-    CODEC_ENUM_FUNCTION(tSampleLevel, std::uint8_t), "",
+    CODEC_ENUM_FUNCTION(tSampleLevel), "",
     false};
 
 constexpr Enumeration::Range ranges_tSampleSource[] = {
@@ -22,7 +22,7 @@ constexpr Enumeration::Range ranges_tSampleSource[] = {
 extern const Enumeration enum_tSampleSource;
 constinit const Enumeration enum_tSampleSource{
     "tSampleSource", 8, false, Enumeration::Kind::RANGES, ranges_tSampleSource, 0x0, {},
-    CODEC_ENUM_FUNCTION(tSampleSource, std::uint8_t), "",
+    CODEC_ENUM_FUNCTION(tSampleSource), "",
     false};
 
 constexpr Enumeration::Range ranges_tSampleReason[] = {
@@ -36,7 +36,7 @@ constexpr Enumeration::Enumerator names_tSampleReason[] = {
 extern const Enumeration enum_tSampleReason;
 constinit const Enumeration enum_tSampleReason{
     "tSampleReason", 16, false, Enumeration::Kind::RANGES, ranges_tSampleReason, 0x0, names_tSampleReason,
-    CODEC_ENUM_FUNCTION(tSampleReason, std::uint16_t), "Why it stopped. in the order in which they were found",
+    CODEC_ENUM_FUNCTION(tSampleReason), "Why it stopped. in the order in which they were found",
     false};
 
 constexpr Enumeration::Range ranges_tSampleCode[] = {
@@ -48,7 +48,7 @@ constexpr Enumeration::Enumerator names_tSampleCode[] = {
 extern const Enumeration enum_tSampleCode;
 constinit const Enumeration enum_tSampleCode{
     "tSampleCode", 32, false, Enumeration::Kind::RANGES, ranges_tSampleCode, 0x0, names_tSampleCode,
-    CODEC_ENUM_FUNCTION(tSampleCode, std::uint32_t), "",
+    CODEC_ENUM_FUNCTION(tSampleCode), "",
     false};
 
 constexpr Enumeration::Range ranges_tSampleCause[] = {
@@ -60,7 +60,7 @@ constexpr Enumeration::Enumerator names_tSampleCause[] = {
 extern const Enumeration enum_tSampleCause;
 constinit const Enumeration enum_tSampleCause{
     "tSampleCause", 32, true, Enumeration::Kind::RANGES, ranges_tSampleCause, 0x0, names_tSampleCause,
-    CODEC_ENUM_FUNCTION(tSampleCause, std::uint32_t), "",
+    CODEC_ENUM_FUNCTION(tSampleCause), "",
     false};
 
 constexpr Enumeration::Range ranges_tSampleTide[] = {
@@ -69,7 +69,7 @@ constexpr Enumeration::Range ranges_tSampleTide[] = {
 extern const Enumeration enum_tSampleTide;
 constinit const Enumeration enum_tSampleTide{
     "tSampleTide", 8, true, Enumeration::Kind::RANGES, ranges_tSampleTide, 0x0, {},
-    CODEC_ENUM_FUNCTION(tSampleTide, std::uint8_t), "",
+    CODEC_ENUM_FUNCTION(tSampleTide), "",
     false};
 
 constexpr Enumeration::Range ranges_tSampleDepth[] = {
@@ -78,13 +78,13 @@ constexpr Enumeration::Range ranges_tSampleDepth[] = {
 extern const Enumeration enum_tSampleDepth;
 constinit const Enumeration enum_tSampleDepth{
     "tSampleDepth", 16, true, Enumeration::Kind::RANGES, ranges_tSampleDepth, 0x0, {},
-    CODEC_ENUM_FUNCTION(tSampleDepth, std::uint16_t), "",
+    CODEC_ENUM_FUNCTION(tSampleDepth), "",
     false};
 
 extern const Enumeration enum_tSampleFlags;
 constinit const Enumeration enum_tSampleFlags{
     "tSampleFlags", 32, false, Enumeration::Kind::MASK, {}, 0xfffffff, {},
-    CODEC_ENUM_FUNCTION(tSampleFlags, std::uint32_t), "",
+    CODEC_ENUM_FUNCTION(tSampleFlags), "",
     false};
 
 constexpr Enumeration::Range ranges_tSampleWhole[] = {
@@ -93,19 +93,19 @@ constexpr Enumeration::Range ranges_tSampleWhole[] = {
 extern const Enumeration enum_tSampleWhole;
 constinit const Enumeration enum_tSampleWhole{
     "tSampleWhole", 8, false, Enumeration::Kind::RANGES, ranges_tSampleWhole, 0x0, {},
-    CODEC_ENUM_FUNCTION(tSampleWhole, std::uint8_t), "",
+    CODEC_ENUM_FUNCTION(tSampleWhole), "",
     false};
 
 extern const Enumeration enum_tSampleNibble;
 constinit const Enumeration enum_tSampleNibble{
     "tSampleNibble", 8, false, Enumeration::Kind::MASK, {}, 0xf, {},
-    CODEC_ENUM_FUNCTION(tSampleNibble, std::uint8_t), "",
+    CODEC_ENUM_FUNCTION(tSampleNibble), "",
     false};
 
 extern const Enumeration enum_tSampleAny;
 constinit const Enumeration enum_tSampleAny{
     "tSampleAny", 8, false, Enumeration::Kind::ANY, {}, 0x0, {},
-    CODEC_ENUM_FUNCTION(tSampleAny, std::uint8_t), "",
+    CODEC_ENUM_FUNCTION(tSampleAny), "",
     false};
 
 constexpr Field fields_VALSampleScalars_t[] = {

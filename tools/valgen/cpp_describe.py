@@ -39,7 +39,7 @@ ENUM = """\
 {lists}extern const Enumeration enum_{name};
 constinit const Enumeration enum_{name}{{
     "{name}", {bits}, {signed}, Enumeration::Kind::{kind}, {ranges}, {mask}, {names},
-    CODEC_ENUM_FUNCTION({name}, std::uint{bits}_t), {comment},
+    CODEC_ENUM_FUNCTION({name}), {comment},
     {assumed}}};
 
 """

@@ -41,7 +41,7 @@ public:
     Node const& object(std::initializer_list<char const*> keys) const {
         if (!m_value->is_object()) refuse("has to be an object");
         for (auto const& [key, value] : m_value->items())
-            if (std::none_of(keys.begin(), keys.end(), [&](char const* known) { return key == known; }))
+            if (std::find(keys.begin(), keys.end(), key) == keys.end())
                 Node(*m_origin, under(key), value).refuse("no such key");
         return *this;
     }

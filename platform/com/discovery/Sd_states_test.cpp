@@ -320,8 +320,8 @@ protected:
     static Sd_subscribers::Subscriber subscriber(Service_deployment const& service, std::uint16_t port) {
         return {&service, 1, {Transport::udp, {0x7F000001, port}}};
     }
-    Service_deployment const m_one;
-    Service_deployment const m_other;
+    Service_deployment const m_one{};
+    Service_deployment const m_other{};
     Address const m_peer{0x7F000001, 30490};
     Address const m_second{0x7F000001, 30491};
     Sd_subscribers sut;

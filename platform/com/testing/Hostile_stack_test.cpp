@@ -25,7 +25,7 @@ constexpr int FLOOD = 10'000;
 
 /// In kB: "VmHWM" is the most memory that was in use, "VmPeak" the most that was asked for.
 long memory([[maybe_unused]] std::string const& name) {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(DIAG_ARA_SANITIZED_ADDRESS) || defined(DIAG_ARA_SANITIZED_THREAD)
     return 0;  // a sanitizer's own
 #else
     std::ifstream status("/proc/self/status");

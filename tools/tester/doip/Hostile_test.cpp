@@ -157,7 +157,7 @@ void addDiagnostics(std::vector<HostileFrame>& all) {
     for (char const* target : {"00 00", "0E 90", "10 00", "10 02", "E3 FF", "E4 01", "FF FF"})
         add(std::string("message to another target, ") + target, std::string("0E 90 ") + target, {0x3E, 0},
             0x03, true);
-    for (std::size_t const size : {4096, 8192, 65'532})
+    for (std::size_t const size : {4096U, 8192U, 65'532U})
         add("request of " + std::to_string(size) + " bytes", "0E 90 10 01", Message(size, 0x22), 0x04, true);
 }
 

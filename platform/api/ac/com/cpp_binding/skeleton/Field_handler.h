@@ -12,7 +12,7 @@ public:
     void run_offer_cond_checks() const;
 
 private:
-    Field_handler* m_next = nullptr;
+    [[maybe_unused]] Field_handler* m_next = nullptr;
 };
 
 }  // namespace ac::com::cpp_binding::skeleton

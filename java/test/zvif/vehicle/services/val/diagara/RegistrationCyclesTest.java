@@ -1,7 +1,7 @@
 package zvif.vehicle.services.val.diagara;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
-import static org.junit.jupiter.api.Assertions.assertTrue;
+import static org.junit.jupiter.api.Assertions.assertFalse;
 
 import org.junit.jupiter.api.Tag;
 import org.junit.jupiter.api.Test;
@@ -24,17 +24,15 @@ class RegistrationCyclesTest {
     void aThousandCyclesLeaveNoThreadNoDescriptorAndNoMemory() throws Exception {
         cycles(WARM_UP);
         // The JVM grows for reasons of its own now and then; a leak of ours shows in every round.
-        var grown = aThousandCycles();
-        for (var round = 1; round < ROUNDS && grown >= MOST_RESIDENT_GROWTH_KB; ++round) {
-            grown = aThousandCycles();
+        var leaks = true;
+        for (var round = 0; round < ROUNDS && leaks; ++round) {
+            leaks = aThousandCyclesLeak();
         }
-        if (System.getenv("JVM_PRELOAD") == null) { // a sanitizer keeps much of what is freed
-            assertTrue(grown < MOST_RESIDENT_GROWTH_KB, "grown by " + grown + " KB in each of " + ROUNDS + " rounds");
-        }
+        assertFalse(leaks, "in each of " + ROUNDS + " rounds, see above");
     }
 
-    /** Returns by how many KB the process has grown. */
-    private long aThousandCycles() throws Exception {
+    /** Whether there is more of anything after them. */
+    private boolean aThousandCyclesLeak() throws Exception {
         var before = ProcessFigures.now();
         var start = System.nanoTime();
 
@@ -43,9 +41,10 @@ class RegistrationCyclesTest {
         var after = ProcessFigures.now();
         System.out.printf("%d cycles in %d ms, before %s, after %s%n", CYCLES,
                 (System.nanoTime() - start) / 1_000_000, before, after);
-        assertEquals(before.threads(), after.threads());
-        assertEquals(before.descriptors(), after.descriptors());
-        return after.residentKb() - before.residentKb();
+        // A sanitizer keeps much of what is freed.
+        var grown = System.getenv("JVM_PRELOAD") == null
+                && after.residentKb() - before.residentKb() >= MOST_RESIDENT_GROWTH_KB;
+        return after.threads() > before.threads() || after.descriptors() > before.descriptors() || grown;
     }
 
     /** Each with a read that Java has seen and not answered when the bridge goes down. */
