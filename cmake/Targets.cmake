@@ -1,5 +1,8 @@
 # One function per kind of target, so that a target is one to five lines.
 
+# What CTest starts first is what it would otherwise wait for at the end: each takes a minute or so.
+set(DIAG_ARA_LONG_COST 100)
+
 # Where the codec's generated headers and sources appear (included as "codec/...").
 set(CODEC_GENERATED_DIR "${PROJECT_BINARY_DIR}/generated")
 
@@ -58,14 +61,14 @@ function(diag_test_headers)
 endfunction()
 
 # diag_test(<name> SOURCES <file>... [SEES <path>...] [LINKS <target>...] [LABELS <label>...] [TIMEOUT <s>]
-#           [ENVIRONMENT <name=value>...] [NO_TSAN] [OWN_ADDRESS])
+#           [ENVIRONMENT <name=value>...] [NO_TSAN] [OWN_ADDRESS] [LONG])
 #
 # One GoogleTest binary. It has one CTest entry per test case; under a sanitizer, where every start of a process
 # costs, one entry for all with a report in gtest/. Without SEES it sees the whole tree. NO_TSAN leaves it out of the
-# thread sanitizer's preset, for code without threads or without instrumentation. OWN_ADDRESS gives each process a loopback address of its own
-# to offer the services at.
+# thread sanitizer's preset, for code without threads or without instrumentation. OWN_ADDRESS gives each process a
+# loopback address of its own to offer the services at. LONG lets CTest start it before others.
 function(diag_test name)
-    cmake_parse_arguments(PARSE_ARGV 1 arg "NO_TSAN;OWN_ADDRESS" "TIMEOUT" "SEES;SOURCES;LINKS;LABELS;ENVIRONMENT")
+    cmake_parse_arguments(PARSE_ARGV 1 arg "NO_TSAN;OWN_ADDRESS;LONG" "TIMEOUT" "SEES;SOURCES;LINKS;LABELS;ENVIRONMENT")
     add_executable(${name} ${arg_SOURCES})
     if(arg_OWN_ADDRESS)
         target_sources(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests/support/Own_address.cpp")
@@ -87,13 +90,17 @@ function(diag_test name)
     if(NOT arg_TIMEOUT)
         set(arg_TIMEOUT 120)
     endif()
+    set(cost 0)
+    if(arg_LONG)
+        set(cost ${DIAG_ARA_LONG_COST})
+    endif()
     if(arg_NO_TSAN AND DIAG_ARA_SANITIZE MATCHES "thread")
         set_target_properties(${name} PROPERTIES EXCLUDE_FROM_ALL TRUE)
     elseif(DIAG_ARA_SANITIZE)
         add_test(NAME ${name} COMMAND ${name} "--gtest_output=xml:${PROJECT_BINARY_DIR}/gtest/${name}.xml")
-        set_tests_properties(${name} PROPERTIES TIMEOUT 600 LABELS "${arg_LABELS}" ENVIRONMENT "${arg_ENVIRONMENT}")
+        set_tests_properties(${name} PROPERTIES TIMEOUT 600 COST ${cost} LABELS "${arg_LABELS}" ENVIRONMENT "${arg_ENVIRONMENT}")
     else()
         gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
-            PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}" ENVIRONMENT "${arg_ENVIRONMENT}")
+            PROPERTIES TIMEOUT ${arg_TIMEOUT} COST ${cost} LABELS "${arg_LABELS}" ENVIRONMENT "${arg_ENVIRONMENT}")
     endif()
 endfunction()

@@ -27,25 +27,23 @@ if(DIAG_ARA_SANITIZE)
     set(CMAKE_CXX_FLAGS_DEBUG "-O0 -g1")
     add_compile_options(-fsanitize=${DIAG_ARA_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     add_link_options(-fsanitize=${DIAG_ARA_SANITIZE})
-    # Shared libraries need the shared runtime, which has to come first in a process that isn't sanitized itself, such
-    # as the JVM. It looks for what throws when it starts, so the C++ library has to be there by then.
     if(DIAG_ARA_SANITIZE STREQUAL "thread")
-        set(runtime tsan)
         add_compile_definitions(DIAG_ARA_SANITIZED_THREAD) # for tests that measure or count
     else()
-        set(runtime asan)
         add_compile_definitions(DIAG_ARA_SANITIZED_ADDRESS)
+        # Shared libraries need the shared runtime, which has to come first in a process that isn't sanitized itself,
+        # such as the JVM. It looks for what throws when it starts, so the C++ library has to be there by then.
+        set(DIAG_ARA_PRELOAD)
+        foreach(library libclang_rt.asan-${CMAKE_SYSTEM_PROCESSOR}.so libstdc++.so)
+            execute_process(COMMAND "${CMAKE_CXX_COMPILER}" -print-file-name=${library}
+                            OUTPUT_VARIABLE path OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+            list(APPEND DIAG_ARA_PRELOAD "${path}")
+        endforeach()
+        list(GET DIAG_ARA_PRELOAD 0 path)
+        cmake_path(GET path PARENT_PATH path)
+        add_link_options(-shared-libsan "LINKER:-rpath,${path}")
+        list(JOIN DIAG_ARA_PRELOAD ":" DIAG_ARA_PRELOAD)
     endif()
-    set(DIAG_ARA_PRELOAD)
-    foreach(library libclang_rt.${runtime}-${CMAKE_SYSTEM_PROCESSOR}.so libstdc++.so)
-        execute_process(COMMAND "${CMAKE_CXX_COMPILER}" -print-file-name=${library}
-                        OUTPUT_VARIABLE path OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
-        list(APPEND DIAG_ARA_PRELOAD "${path}")
-    endforeach()
-    list(GET DIAG_ARA_PRELOAD 0 path)
-    cmake_path(GET path PARENT_PATH path)
-    add_link_options(-shared-libsan "LINKER:-rpath,${path}")
-    list(JOIN DIAG_ARA_PRELOAD ":" DIAG_ARA_PRELOAD)
 endif()
 
 find_program(CCACHE ccache)

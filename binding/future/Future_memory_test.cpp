@@ -1,50 +1,17 @@
 // Every allocation of `then` and of a completion fails once: nothing hangs, leaks or is lost.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <memory>
 #include <new>
 #include <string>
 
 #include "binding/future/Future.h"
-
-namespace {
-
-/// Allocations of this thread that still succeed; negative: all do.
-thread_local long allocationsLeft = -1;
-
-void* allocate(std::size_t size) {
-    if (allocationsLeft == 0) {
-        throw std::bad_alloc();
-    }
-    if (allocationsLeft > 0) {
-        --allocationsLeft;
-    }
-    if (void* const memory = std::malloc(size == 0 ? 1 : size)) {
-        return memory;
-    }
-    throw std::bad_alloc();
-}
-
-/// Out of line: the compiler must not take what it sees of one side for a mistake of the other.
-[[gnu::noinline]] void release(void* memory) noexcept {
-    std::free(memory);
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-    return allocate(size);
-}
-void operator delete(void* memory) noexcept {
-    release(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-    release(memory);
-}
+#include "tests/support/Allocations.h"
 
 namespace eb::com {
 namespace {
+
+using test::Allocations;
 
 /// Runs `action` with its n-th allocation failing, for n = 0, 1, ... until it comes through; tells how many
 /// failed. `check` looks at the world after each.
@@ -53,13 +20,13 @@ int failEachAllocation(Prepare const& prepare, Action const& action, Check const
     for (int failing = 0; failing < 100; ++failing) {
         auto world = prepare();
         bool failed = false;
-        allocationsLeft = failing;
+        Allocations::left = failing;
         try {
             action(*world);
         } catch (std::bad_alloc const&) {
             failed = true;
         }
-        allocationsLeft = -1;
+        Allocations::left = -1;
         check(*world, failed);
         if (!failed) {
             return failing;
@@ -118,9 +85,9 @@ TEST(Future_memory, NewPromiseThatFailsLeavesNothing) {
 TEST(Future_memory, CompletionNeedsNoMemory) {
     World world;
     world.future.then([runs = world.runs, text = world.text](Future<int>) { ++*runs; });
-    allocationsLeft = 0;
+    Allocations::left = 0;
     EXPECT_NO_THROW(world.promise.set_value(1));
-    allocationsLeft = -1;
+    Allocations::left = -1;
     EXPECT_EQ(*world.runs, 1);
 }
 

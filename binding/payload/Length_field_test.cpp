@@ -52,7 +52,8 @@ TEST_P(Length_field_of, IsNotReadFromTooFewBytes) {
     given.bytes.pop_back();
     Read_buffer buffer(given.bytes);
     expectThrow<std::out_of_range>(
-        [&] { deserialize_length_field_dispatch(given.size, buffer, ordered(given.byteOrder)); }, READ_BEYOND);
+        [&] { deserialize_length_field_dispatch(given.size, buffer, ordered(given.byteOrder)); },
+        READ_BEYOND);
 }
 
 INSTANTIATE_TEST_SUITE_P(

@@ -1,45 +1,14 @@
 // What no tester of sound mind sends: the gateway refuses it, keeps to its bounds, and answers the next one.
-#include <atomic>
-#include <cstdlib>
-#include <new>
+#include <string>
+#include <vector>
 
-#include <malloc.h>
-
+#include "tests/support/Allocations.h"
 #include "tools/tester/doip/DoipTest.h"
-
-namespace {
-
-std::atomic<std::size_t> largestAllocation{0};
-std::atomic<std::ptrdiff_t> allocatedBytes{0};
-
-// Out of line: GCC would take the pair of malloc and delete for a mistake.
-[[gnu::noinline]] void* allocate(std::size_t size) {
-    std::size_t largest = largestAllocation;
-    while (size > largest && !largestAllocation.compare_exchange_weak(largest, size)) continue;
-    void* const memory = std::malloc(size);
-    if (!memory) throw std::bad_alloc();
-    allocatedBytes += std::ptrdiff_t(malloc_usable_size(memory));
-    return memory;
-}
-[[gnu::noinline]] void release(void* memory) noexcept {
-    allocatedBytes -= std::ptrdiff_t(malloc_usable_size(memory));
-    std::free(memory);
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-    return allocate(size);
-}
-void operator delete(void* memory) noexcept {
-    release(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-    release(memory);
-}
 
 namespace tester::doip {
 namespace {
+
+using test::Allocations;
 
 constexpr std::size_t MESSAGE_BOUND = HEADER_SIZE + PAYLOAD_MOST;
 
@@ -185,7 +154,7 @@ TEST_F(HostileTest, EachFrameIsRefusedAndTheNextRequestAnswered) {
     auto const frames = hostileFrames();
     ASSERT_GE(frames.size(), 300U);
     Client good = activeClient();
-    largestAllocation = 0;
+    Allocations::largest = 0;
     for (auto const& each : frames) {
         SCOPED_TRACE(each.name);
         {
@@ -200,19 +169,19 @@ TEST_F(HostileTest, EachFrameIsRefusedAndTheNextRequestAnswered) {
         }
         EXPECT_EQ(good.ask("3E 00"), "7E 00");
     }
-    EXPECT_LE(largestAllocation, MESSAGE_BOUND);
+    EXPECT_LE(Allocations::largest, MESSAGE_BOUND);
 }
 
 TEST_F(HostileTest, RefusedPayloadIsSkippedHoweverItComesAndTheNextFrameIsAnswered) {
     quiet();
     Client client = connect();
-    largestAllocation = 0;
+    Allocations::largest = 0;
     constexpr std::uint32_t LENGTH = 3'000'000;
     client.send(header(0x02, 0xFD, 0x8001, LENGTH));
     EXPECT_EQ(client.receive(), nack(HeaderNack::tooLarge));
     Message const part(50'000, 0xFF);
     for (std::uint32_t sent = 0; sent < LENGTH; sent += 50'000) client.send(part);
-    EXPECT_LE(largestAllocation, MESSAGE_BOUND);
+    EXPECT_LE(Allocations::largest, MESSAGE_BOUND);
     EXPECT_EQ(client.activate(), 0x10);
 }
 
@@ -257,7 +226,7 @@ TEST_F(HostileTest, PeerThatNeverReadsHoldsNobodyUpAndMakesNothingGrow) {
     quiet();
     Client good = activeClient();
     Client deaf = activeClient(0x0E90);
-    largestAllocation = 0;
+    Allocations::largest = 0;
     // More requests than the queue and both sockets' buffers can hold responses of; then the deaf one blocks.
     Message const request = bytes("02 FD 80 01 00 00 00 06 0E 90 10 01 19 0A");
     Message many;
@@ -266,13 +235,13 @@ TEST_F(HostileTest, PeerThatNeverReadsHoldsNobodyUpAndMakesNothingGrow) {
     std::thread sends([&] {
         for (int each = 0; each < 2'000; ++each) deaf.send(many);
     });
-    std::ptrdiff_t const before = allocatedBytes;
+    std::ptrdiff_t const before = Allocations::in_use;
     std::ptrdiff_t grown = 0;
     for (int each = 0; each < 5'000; ++each) {
         ASSERT_EQ(good.ask("3E 00"), "7E 00");
-        grown = std::max(grown, allocatedBytes - before);
+        grown = std::max(grown, Allocations::in_use - before);
     }
-    EXPECT_LE(largestAllocation, MESSAGE_BOUND);
+    EXPECT_LE(Allocations::largest, MESSAGE_BOUND);
     // A queue of 64 KiB of small frames, with what is to be told of each, and no more.
     EXPECT_LE(grown, 8'000'000);
     gateway.reset();
@@ -281,7 +250,7 @@ TEST_F(HostileTest, PeerThatNeverReadsHoldsNobodyUpAndMakesNothingGrow) {
 
 TEST_F(HostileTest, DatagramsOfAllKindsAreSurvived) {
     quiet();
-    largestAllocation = 0;
+    Allocations::largest = 0;
     for (unsigned type : {0x0000U, 0x0001U, 0x0002U, 0x0003U, 0x0004U, 0x0005U, 0x4001U, 0x4003U, 0x8001U}) {
         for (std::uint32_t length : {0U, 1U, 6U, 17U, 1'000U, 65'537U, 0xFFFF'FFFFU}) {
             for (std::size_t sent : {0U, 5U, 6U, 17U, 60'000U}) {
@@ -289,7 +258,7 @@ TEST_F(HostileTest, DatagramsOfAllKindsAreSurvived) {
             }
         }
     }
-    EXPECT_LE(largestAllocation, MESSAGE_BOUND);
+    EXPECT_LE(Allocations::largest, MESSAGE_BOUND);
     EXPECT_EQ(activeClient().ask("3E 00"), "7E 00");
 }
 
