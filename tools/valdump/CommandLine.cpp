@@ -1,5 +1,8 @@
 #include "tools/valdump/CommandLine.h"
 
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
 #include <fstream>
 #include <iomanip>
 #include <iostream>
@@ -21,14 +24,16 @@ Examples:
   valdump ValDiagnosticsrequestInd "0x7D, 0x01"     by name; blanks, commas, colons and 0x are welcome
   valdump 2350 --file response.hex                  or from the standard input
   valdump --log service.log                         every message in the lines of a log
-  valdump 2350 --file response.hex --json | jq .fields > response.json
+  tail -f service.log | valdump --log               as they come
+  valdump 2350 --file response.hex --json > response.json
   valdump --encode 2350 response.json               back to hex
   valdump --list | grep -i diag                     ids, names, records, sizes
 
 Exit codes:
     0  all payloads are good
     1  the codec refuses a payload, or a log has one that it refuses
-    2  nothing was tried: wrong arguments, no hex, no such message, JSON that fits no record
+    2  nothing was tried: wrong arguments, text that is no hex, no such message, JSON that fits no record;
+       or the output could not be written
 )";
 
 struct Options {
@@ -51,27 +56,61 @@ void declare(CLI::App& app, Options& options) {
     auto* const encode =
         app.add_option("--encode", options.encode, "Make hex of a record's JSON")->type_name("MESSAGE");
     auto* const list = app.add_flag("--list", options.isList, "List all messages");
-    app.add_flag("--json", options.isJson, "One JSON document; with --log one in each line");
-    app.add_flag("--all", options.all, "Show long blocks and arrays whole");
+    auto* const json =
+        app.add_flag("--json", options.isJson, "One JSON document; with --log one in each line");
+    auto* const all = app.add_flag("--all", options.all, "Show long blocks and arrays whole");
     log->excludes(encode)->excludes(list);
-    encode->excludes(list);
+    encode->excludes(list)->excludes(json)->excludes(all);
+    list->excludes(all);
+}
+
+bool isSameButCapitals(std::string_view one, std::string_view other) {
+    return std::ranges::equal(
+        one, other, [](unsigned char a, unsigned char b) { return std::tolower(a) == std::tolower(b); });
+}
+
+/// Messages that the user may have meant: capitals are easily mistaken, a record has messages, a hexadecimal
+/// id its 0x.
+std::string likeliest(std::string const& name) {
+    constexpr int MOST = 3;
+    std::string text;
+    int found = 0;
+    Message const* const byHex = messageOf("0x" + name);
+    for (Message const& each : codec::describe::messages()) {
+        if (&each != byHex && !isSameButCapitals(each.name, name) && !isSameButCapitals(each.payload, name) &&
+            !isSameButCapitals(each.record->name, name)) {
+            continue;
+        }
+        if (++found > MOST) return text + " or others?";
+        text +=
+            (found == 1 ? "; did you mean " : ", ") + std::to_string(each.id) + ' ' + std::string(each.name);
+    }
+    return found == 0 ? text : text + '?';
 }
 
 Message const& messageNamed(std::string const& name) {
     if (auto const* message = messageOf(name)) return *message;
-    throw BadInput("there is no message '" + name + "'; valdump --list tells all");
+    throw BadInput("there is no message '" + name + "'" + likeliest(name) + "; valdump --list tells all");
 }
 
-/// The whole of the file that the user named, or of the standard input.
-std::string textOf(std::string const& file, std::istream& in) {
-    std::ifstream stream;
-    if (!file.empty() && file != "-") {
-        stream.open(file);
-        if (!stream) throw BadInput("cannot read '" + file + "'");
+/// The file that the user named, or the standard input.
+class Input {
+public:
+    Input(std::string const& file, std::istream& in) : m_in(in) {
+        if (file.empty() || file == "-") return;
+        if (std::filesystem::is_directory(file)) throw BadInput("cannot read '" + file + "': it is a folder");
+        m_file.open(file);
+        if (!m_file) throw BadInput("cannot read '" + file + "'");
     }
-    std::istream& from = stream.is_open() ? stream : in;
-    return {std::istreambuf_iterator<char>(from), {}};
-}
+
+    std::istream& stream() { return m_file.is_open() ? m_file : m_in; }
+
+    std::string text() { return {std::istreambuf_iterator<char>(stream()), {}}; }
+
+private:
+    std::istream& m_in;
+    std::ifstream m_file;
+};
 
 std::string fileOf(Options const& options) {
     if (options.words.empty()) return options.file;
@@ -84,6 +123,7 @@ std::string failureText(Failure const& failure) {
 }
 
 int list(Options const& options, Streams& streams) {
+    if (!options.words.empty() || !options.file.empty()) throw BadInput("--list lists all messages");
     Json all = Json::array();
     std::size_t widest = 0;
     for (Message const& each : codec::describe::messages()) widest = std::max(widest, each.name.size());
@@ -114,9 +154,10 @@ int encodeOne(Options const& options, Streams& streams) {
     Message const& message = messageNamed(options.encode);
     Json json;
     try {
-        json = Json::parse(textOf(fileOf(options), streams.in));
+        json = Json::parse(Input(fileOf(options), streams.in).text());
     } catch (Json::parse_error const& error) {
-        throw BadInput(std::string("no JSON: ") + error.what());
+        std::string_view const what = error.what();  // behind the library's own number
+        throw BadInput("no JSON: " + std::string(what.substr(what.find("] ") + 2)));
     }
     streams.out << plainHex(encode(message, json)) << '\n';
     return ALL_GOOD;
@@ -130,7 +171,7 @@ int dumpOne(Options const& options, Streams& streams) {
     if (!hex.empty() && !options.file.empty())
         throw BadInput("there is hex on the command line and a --file");
     std::vector<unsigned char> const bytes =
-        parseHex(options.words.size() > 1 ? hex : textOf(options.file, streams.in));
+        parseHex(options.words.size() > 1 ? hex : Input(options.file, streams.in).text());
     Payload const payload = readPayload(message, bytes);
     if (options.isJson) {
         streams.out << toJson(message, bytes, payload).dump(2) << '\n';
@@ -172,15 +213,16 @@ void dumpLogged(Logged const& logged, std::size_t number, Options const& options
 }
 
 int dumpLog(Options const& options, Streams& streams) {
-    std::istringstream lines(textOf(fileOf(options), streams.in));
+    Input input(fileOf(options), streams.in);
     Counts counts;
     std::string line;
-    for (std::size_t number = 1; std::getline(lines, line); ++number) {
+    for (std::size_t number = 1; streams.out && std::getline(input.stream(), line); ++number) {
         auto const found = findMessages(line);
-        if (!found.empty() && !options.isJson) streams.out << "== line " << number << ": " << line << '\n';
+        if (found.empty()) continue;
+        if (!options.isJson) streams.out << "== line " << number << ": " << line << '\n';
         for (Logged const& each : found) dumpLogged(each, number, options, streams.out, counts);
+        streams.out.flush();  // a log may come from a service that runs
     }
-    streams.out.flush();
     streams.err << "valdump: " << counts.good << " good, " << counts.refused << " refused, " << counts.cut
                 << " not whole in the log\n";
     return counts.refused == 0 ? ALL_GOOD : REFUSED;
@@ -202,7 +244,9 @@ int run(int argc, char const* const* argv, Streams streams) {
     declare(app, options);
     try {
         app.parse(argc, argv);
-        return act(options, streams);
+        int const code = act(options, streams);
+        if (!streams.out.flush()) throw BadInput("cannot write the output");
+        return code;
     } catch (CLI::ParseError const& error) {
         return app.exit(error, streams.out, streams.err) == 0 ? ALL_GOOD : USAGE;
     } catch (BadInput const& error) {

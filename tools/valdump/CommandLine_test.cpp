@@ -2,6 +2,8 @@
 
 #include "tools/valdump/CommandLine.h"
 
+#include <array>
+#include <chrono>
 #include <sstream>
 
 #include <gmock/gmock.h>
@@ -88,14 +90,47 @@ TEST_F(CommandLine, WrongUseIsToldAndTriesNothing) {
              {{"2350", "7d0"}, "'7d0' at line 1, column 1 has an odd number of hex digits"},
              {{}, "name a message"},
              {{"2350", "--file", "/does/not/exist"}, "cannot read '/does/not/exist'"},
+             {{"2350", "--file", "/"}, "cannot read '/': it is a folder"},
+             {{"--log", "/"}, "cannot read '/': it is a folder"},
+             {{"--encode", "2350", "--json"}, "excludes"},
+             {{"--encode", "2350", "--all"}, "excludes"},
+             {{"--list", "2350"}, "--list lists all messages"},
              {{"2350", "00", "--file", "-"}, "there is hex on the command line and a --file"},
-             {{"--encode", "2350"}, "no JSON"},
+             {{"--encode", "2350"}, "no JSON: parse error at line 1, column 1"},
              {{"--log", "a", "b"}, "one file is read at a time"},
              {{"--log", "--list"}, "excludes"},
              {{"--sideways"}, "sideways"}}) {
         EXPECT_EQ(run(arguments), USAGE) << text;
         EXPECT_EQ(out.str(), "");
         EXPECT_THAT(err.str(), HasSubstr(text));
+    }
+}
+
+TEST_F(CommandLine, AMessageThatIsNearlyNamedIsSuggested) {
+    auto const refusal = [this](char const* message) {
+        EXPECT_EQ(run({message, "00"}), USAGE);
+        return err.str();
+    };
+    std::string const right = "; did you mean 2350 ValDiagnosticsresponseInd?; valdump --list tells all\n";
+    for (std::string const name :
+         {"valDiagnosticsResponseInd", "VALDiagnosticsResponse_t", "tValDiagnosticsresponseIndds", "92e"}) {
+        EXPECT_EQ(refusal(name.c_str()), "valdump: there is no message '" + name + "'" + right);
+    }
+    EXPECT_THAT(refusal("VALNull_t"),
+                HasSubstr("; did you mean 2309 ValBatterycontrolchargestaterequestInd, 2311 "
+                          "ValBatterycontrolclimatestaterequestInd, 2314 "
+                          "ValBatterycontrolplugdisplaystaterequestInd or others?"));
+}
+
+TEST_F(CommandLine, OutputThatCannotBeWrittenIsNoSuccess) {
+    for (auto const& arguments :
+         std::vector<std::vector<char const*>>{{"2350"}, {"2350", "--json"}, {"--list"}, {"--log"}}) {
+        out.setstate(std::ios::badbit);
+        EXPECT_EQ(run(arguments, std::string(arguments[0] == std::string("--log") ? "-> 2350 " : "") +
+                                     "7d0102000000020002001122"),
+                  USAGE);
+        EXPECT_THAT(err.str(), HasSubstr("valdump: cannot write the output\n"));
+        out.clear();
     }
 }
 
@@ -164,6 +199,55 @@ value:381;
      0  7D 01  value  381
 )");
     EXPECT_EQ(err.str(), "valdump: 4 good, 1 refused, 1 not whole in the log\n");
+}
+
+TEST_F(CommandLine, ALogMayWriteIdsAndBytesInOtherWays) {
+    for (char const* const line : {"[2349]: 7d01", "2349: 0x7d, 0x01", "2349 0x7D,0x01", "2349 7d:01",
+                                   "0x92D: 7D01\r", "<- 2349  0x7d, 0x01  adaptation"}) {
+        EXPECT_EQ(run({"--log"}, line), ALL_GOOD) << line;
+        EXPECT_THAT(out.str(), HasSubstr("value:381;")) << line;
+    }
+}
+
+TEST_F(CommandLine, AMessageOfALogIsShownWhenItsLineHasCome) {
+    // Given a service that writes its next line once it has seen the one before in the output
+    class Service : public std::streambuf {
+    public:
+        explicit Service(std::ostringstream const& shown) : m_shown(shown) {}
+
+        int seen = 0;
+
+    private:
+        int underflow() override {
+            static constexpr std::array<char const*, 3> LINES{"2349: 7d01\n", "2349: 7e01\n", ""};
+            static constexpr std::array<char const*, 3> BEFORE{"", "value:381;", "value:382;"};
+            if (m_next == LINES.size()) return traits_type::eof();
+            seen += m_shown.str().find(BEFORE[m_next]) != std::string::npos ? 1 : 0;
+            m_line = LINES[m_next++];
+            setg(m_line.data(), m_line.data(), m_line.data() + m_line.size());
+            return m_line.empty() ? traits_type::eof() : traits_type::to_int_type(m_line[0]);
+        }
+
+        std::ostringstream const& m_shown;
+        std::string m_line;
+        std::size_t m_next = 0;
+    } service(out);
+    std::istream in(&service);
+    char const* const arguments[] = {"valdump", "--log"};
+    EXPECT_EQ(valdump::run(2, arguments, {in, out, err}), ALL_GOOD);
+    EXPECT_EQ(service.seen, 3);
+}
+
+TEST_F(CommandLine, ALongLineOfNumbersIsReadOnce) {
+    // 2349 is an id and two bytes as well: read again for each of them this would take minutes.
+    std::string line;
+    for (int i = 0; i < 50'000; ++i) line += "2349 ";
+    auto const start = std::chrono::steady_clock::now();
+    EXPECT_EQ(run({"--log"}, line + "bytes"), ALL_GOOD);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
+    EXPECT_EQ(out.str(), "");
+    EXPECT_EQ(run({"--log"}, line), REFUSED);
+    EXPECT_EQ(err.str(), "valdump: 0 good, 1 refused, 0 not whole in the log\n");
 }
 
 TEST_F(CommandLine, ALogAsJsonIsALineForEachMessage) {

@@ -8,6 +8,13 @@ namespace valdump {
 
 namespace {
 
+/// As much of it as a line can carry.
+std::string shown(Json const& json) {
+    constexpr std::size_t MOST = 60;
+    std::string const text = json.dump();
+    return text.size() <= MOST ? text : text.substr(0, MOST) + " ...";
+}
+
 [[noreturn]] void refuse(std::string const& path, std::string const& what) {
     throw BadInput("`" + path + "` " + what);
 }
@@ -40,18 +47,18 @@ std::uint64_t numberOf(Field const& field, std::string const& path, Json const& 
             if (each.name == json.get_ref<std::string const&>())
                 return static_cast<std::uint64_t>(each.value);
         }
-        refuse(path, "is " + json.dump() + ", which is no name of a value of " +
+        refuse(path, "is " + shown(json) + ", which is no name of a value of " +
                          std::string(field.enumeration->name));
     }
     if (!json.is_number_integer()) {
-        refuse(path, "is " + json.dump() +
+        refuse(path, "is " + shown(json) +
                          (field.kind == Field::Kind::BOOL ? ", not true or false" : ", not an integer"));
     }
-    if (!fits(field, json)) refuse(path, "is " + json.dump() + ", outside of " + limitsText(field));
+    if (!fits(field, json)) refuse(path, "is " + shown(json) + ", outside of " + limitsText(field));
     auto const number = json.is_number_unsigned() ? json.get<std::uint64_t>()
                                                   : static_cast<std::uint64_t>(json.get<std::int64_t>());
     if (field.enumeration != nullptr && !field.enumeration->hasValue(static_cast<std::uint32_t>(number))) {
-        refuse(path, "is " + json.dump() + ", and " + std::string(field.enumeration->name) + " accepts " +
+        refuse(path, "is " + shown(json) + ", and " + std::string(field.enumeration->name) + " accepts " +
                          valuesText(*field.enumeration) + ": ePackBadEnum (9)");
     }
     return number;
@@ -128,7 +135,7 @@ void fillRecord(Record const& record, unsigned char* memory, std::string const& 
         Field const& counter = record.fields[field.countField];
         std::string const counterName(counter.name);
         if (auto const said = json.find(counterName); said != json.end() && *said != count) {
-            refuse(prefix + counterName, "is " + said->dump() + ", and `" + prefix + name + "` has " +
+            refuse(prefix + counterName, "is " + shown(*said) + ", and `" + prefix + name + "` has " +
                                              std::to_string(count) + " elements; it may be left out");
         }
         std::uint64_t const number = count;
@@ -140,6 +147,9 @@ void fillRecord(Record const& record, unsigned char* memory, std::string const& 
 
 std::vector<unsigned char> encode(Message const& message, Json const& json) {
     bool const isDocument = json.is_object() && json.contains("fields") && json.contains("layout");
+    if (isDocument && json["fields"].is_null()) {
+        throw BadInput("the JSON tells of a payload that was refused: its `fields` are null");
+    }
     RecordMemory record(*message.record);
     fillRecord(*message.record, record.get(), "", isDocument ? json["fields"] : json);
     std::vector<unsigned char> payload(message.record->packedSize(nullptr, record.get()));

@@ -6,7 +6,7 @@ namespace valdump {
 
 namespace {
 
-constexpr std::string_view SEPARATORS = " \t\r\n\f\v,:;";
+constexpr std::string_view SEPARATORS = " \t\r\n\f\v,:;-{}[]";
 
 int digit(char letter) {
     if (letter >= '0' && letter <= '9') return letter - '0';
@@ -22,6 +22,13 @@ std::string placeOf(std::string_view text, std::size_t at) {
     std::size_t const start = before.find_last_of('\n');
     std::size_t const column = start == std::string_view::npos ? at + 1 : at - start;
     return "line " + std::to_string(line) + ", column " + std::to_string(column);
+}
+
+/// In quotes, or its number if it can't be shown.
+std::string characterText(char letter) {
+    auto const byte = static_cast<unsigned char>(letter);
+    if (byte >= 0x20 && byte < 0x7F) return "'" + std::string(1, letter) + "'";
+    return "the byte 0x" + plainHex({&byte, 1});
 }
 
 std::string joined(Bytes bytes, char const* digits, std::string_view between) {
@@ -40,10 +47,15 @@ std::vector<unsigned char> parseHex(std::string_view text) {
     std::size_t at = 0;
     while ((at = text.find_first_not_of(SEPARATORS, at)) != std::string_view::npos) {
         std::size_t const end = std::min(text.find_first_of(SEPARATORS, at), text.size());
-        if (text.substr(at).starts_with("0x") || text.substr(at).starts_with("0X")) at += 2;
+        bool const isPrefixed = text.substr(at).starts_with("0x") || text.substr(at).starts_with("0X");
+        if (isPrefixed) at += 2;
         for (std::size_t i = at; i < end; ++i) {
             if (digit(text[i]) >= 0) continue;
-            throw BadInput("'" + std::string(1, text[i]) + "' at " + placeOf(text, i) + " is no hex digit");
+            throw BadInput(characterText(text[i]) + " at " + placeOf(text, i) + " is no hex digit");
+        }
+        if (isPrefixed && end - at == 1) {  // 0x1, as debuggers write it
+            bytes.push_back(static_cast<unsigned char>(digit(text[at++])));
+            continue;
         }
         if (end == at || (end - at) % 2 != 0) {
             throw BadInput("'" + std::string(text.substr(at, std::min<std::size_t>(end - at, 16))) + "' at " +

@@ -17,7 +17,8 @@ struct BadInput : std::runtime_error {
 };
 
 /// Takes hex as people write it: two digits a byte, together or apart by blanks, line ends, commas, colons or
-/// semicolons, with or without 0x: "7d01", "7D 01", "0x7D, 0x01", "7d:01". Throws BadInput.
+/// semicolons, dashes and brackets, with or without 0x: "7d01", "7D 01", "{0x7d, 0x1}", "7d:01". Throws
+/// BadInput.
 std::vector<unsigned char> parseHex(std::string_view text);
 
 /// "7D 01".

@@ -1,7 +1,6 @@
 #include "tools/valdump/Log.h"
 
 #include <algorithm>
-#include <cctype>
 #include <charconv>
 
 namespace valdump {
@@ -16,9 +15,13 @@ std::string_view takeWord(std::string_view& line) {
     return word;
 }
 
-bool isHex(std::string_view word) {
-    return word.size() % 2 == 0 && !word.empty() &&
-           std::ranges::all_of(word, [](unsigned char letter) { return std::isxdigit(letter) != 0; });
+/// None if the word is no hex.
+std::vector<unsigned char> bytesOf(std::string_view word) {
+    try {
+        return parseHex(word);
+    } catch (BadInput const&) {
+        return {};
+    }
 }
 
 /// The bytes at the start of `rest`, up to the gap of two blanks behind them.
@@ -34,8 +37,7 @@ bool takeBytes(std::string_view& rest, Logged& logged) {
         }
         if (word == "..." && any) {
             logged.isCut = true;
-        } else if (isHex(word)) {
-            auto const bytes = parseHex(word);
+        } else if (auto const bytes = bytesOf(word); !bytes.empty()) {
             logged.bytes.insert(logged.bytes.end(), bytes.begin(), bytes.end());
         } else {
             break;
@@ -44,6 +46,13 @@ bool takeBytes(std::string_view& rest, Logged& logged) {
         rest = after;
     }
     return any;
+}
+
+/// An id as "2350:" or "[2350]".
+std::string_view withoutMarks(std::string_view word) {
+    if (word.ends_with(':')) word.remove_suffix(1);
+    if (word.starts_with('[') && word.ends_with(']')) word = word.substr(1, word.size() - 2);
+    return word;
 }
 
 bool isEnd(std::string_view rest) {
@@ -65,15 +74,22 @@ Message const* messageOf(std::string_view idOrName) {
 std::vector<Logged> findMessages(std::string_view line) {
     std::vector<Logged> found;
     bool isAfterArrow = false;
+    // Where bytes that don't end the line stop: those behind an id among them stop there as well. Without it
+    // a long line of numbers would be read once for each of them.
+    char const* stop = line.data();
     while (!isEnd(line)) {
-        std::string_view word = takeWord(line);
+        std::string_view const word = takeWord(line);
         bool const isArrow = word == "->" || word == "<-";
-        if (word.ends_with(':')) word.remove_suffix(1);
-        Logged logged{messageOf(word), {}, false};
+        Logged logged{messageOf(withoutMarks(word)), {}, false};
         std::string_view rest = line;
-        if (logged.message != nullptr && takeBytes(rest, logged) && (isAfterArrow || isEnd(rest))) {
-            found.push_back(std::move(logged));
-            line = rest;
+        bool const isOpen = isAfterArrow || line.data() >= stop;
+        if (logged.message != nullptr && isOpen && takeBytes(rest, logged)) {
+            if (isAfterArrow || isEnd(rest)) {
+                found.push_back(std::move(logged));
+                line = rest;
+            } else {
+                stop = rest.data();
+            }
         }
         isAfterArrow = isArrow;
     }

@@ -145,6 +145,10 @@ TEST(Encoding, TakesCountsFromTheArrays) {
 
 TEST(Encoding, IsRefusedWithTheField) {
     auto const response = [](char const* json) { return encodingRefusal("ValDiagnosticsresponseInd", json); };
+    EXPECT_EQ(response(R"({"fields": null, "layout": []})"),
+              "the JSON tells of a payload that was refused: its `fields` are null");
+    EXPECT_EQ(response(("{\"requestId\": \"" + std::string(100, 'x') + "\"}").c_str()),
+              "`requestId` is \"" + std::string(59, 'x') + " ..., not an integer");
     EXPECT_EQ(response("[]"), "`VALDiagnosticsResponse_t` is not an object");
     EXPECT_EQ(response(R"({"requestId": 65536})"), "`requestId` is 65536, outside of 0 to 65535");
     EXPECT_EQ(response(R"({"requestId": -1})"), "`requestId` is -1, outside of 0 to 65535");
