@@ -113,6 +113,7 @@ class Message:
     id: int
     name: str
     record: object  # Record or Forward
+    family: str
     comment: str
 
     @property
@@ -382,7 +383,7 @@ class _Checker:
         record = self._types.get(statement.record)
         if not isinstance(record, (Record, Forward)):
             statement.place.refuse(f"there is no record '{statement.record}'")
-        family.messages.append(Message(statement.id, statement.name, record, statement.comment))
+        family.messages.append(Message(statement.id, statement.name, record, family.name, statement.comment))
 
     @staticmethod
     def _find_uses(family):

@@ -14,7 +14,7 @@ OPTIONS = (
     "--host-resolver-rules=MAP * ~NOTFOUND, EXCLUDE 127.0.0.1",
 )
 KEYS = {"down": "\ue015", "up": "\ue013", "enter": "\ue007", "escape": "\ue00c"}
-PATIENCE = 60  # seconds for any one answer
+PATIENCE = 240  # seconds for any one answer: much is drawn at once, and the machine may be busy
 
 
 class Browser:
@@ -27,7 +27,9 @@ class Browser:
         try:
             self._port = next(int(found[1]) for line in self._driver.stdout
                               if (found := re.search(r"started successfully on port (\d+)", line)))
-            wanted = {"browserName": "chrome", "goog:loggingPrefs": {"browser": "ALL"}, "goog:chromeOptions": {
+            milliseconds = 1000 * PATIENCE
+            wanted = {"browserName": "chrome", "timeouts": {"script": milliseconds, "pageLoad": milliseconds},
+                      "goog:loggingPrefs": {"browser": "ALL"}, "goog:chromeOptions": {
                 "args": [*OPTIONS, f"--user-data-dir={self._folder}", f"--window-size={width},{height}"]}}
             self._session = self._ask("POST", "/session", {"capabilities": {"alwaysMatch": wanted}})["sessionId"]
         except BaseException:

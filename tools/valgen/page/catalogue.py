@@ -29,18 +29,12 @@ def data(model):
     return {
         "families": {family.name: family.comment for family in model.families},
         "messages": [{"id": each.id, "name": each.name, "type": each.record.name, "record": each.payload.name,
-                      "family": family.name, "comment": each.comment}
-                     for each, family in _with_families(model)],
+                      "family": each.family, "comment": each.comment} for each in messages(model)],
         "records": {name: _record(each) for name, each in sorted(records(model).items())},
         "wrappers": {name: {"target": each.target.name, "family": each.family, "comment": each.comment}
                      for name, each in sorted(forwards(model).items())},
         "enums": {name: _enum(each) for name, each in sorted(enums(model).items())},
     }
-
-
-def _with_families(model):
-    family_of = {message.id: family for family in model.families for message in family.messages}
-    return [(message, family_of[message.id]) for message in messages(model)]
 
 
 def _record(record):

@@ -10,6 +10,10 @@ function note(text) {
   return element("span", {class: "chip"}, text);
 }
 
+function familyLink(name, text = name + ".val") {
+  return link(name + ".val", text);
+}
+
 function comment(text) {
   return text ? [element("p", {class: "comment"}, text[0].toUpperCase() + text.slice(1) + (/[.!?]$/.test(text) ? "" : "."))] : [];
 }
@@ -20,7 +24,7 @@ function showMessage(message) {
   const others = carriers.get(message.record).filter(each => each !== message);
   return [
     heading([element("span", {class: "id"}, String(message.id)), message.name],
-            chip(record.assumed), note(sizeText(record.least, record.most)), note(message.family + ".val")),
+            chip(record.assumed), note(sizeText(record.least, record.most)), note(familyLink(message.family))),
     ...comment(message.comment), ...(wrapper ? comment(wrapper.comment) : []),
     element("p", {}, "Carries ", link(message.type), wrapper ? [", another name of ", link(message.record)] : [],
             others.length ? `, and shares it with ${others.length} other message${others.length === 1 ? "" : "s"}` : "", "."),
@@ -37,7 +41,7 @@ function showRecord(name) {
   const held = wrapper ? [] : holders.get(name) || [];
   return [
     heading(name, chip(record.assumed), note(sizeText(record.least, record.most)),
-            note((wrapper || record).family + ".val"), record.text ? note("text form") : ""),
+            note(familyLink((wrapper || record).family)), record.text ? note("text form") : ""),
     ...(wrapper ? [element("p", {}, "Another name of ", link(target), ", for one message.")] : []),
     ...comment(wrapper ? wrapper.comment : record.comment),
     ...layout(target),
@@ -77,7 +81,7 @@ function showEnum(name) {
   }
   const stored = enumeration.stored === enumeration.bits ? "" : `, ${enumeration.stored} in memory`;
   return [
-    heading(name, note(`${enumeration.bits} bits${stored}`), note(enumeration.family + ".val")),
+    heading(name, note(`${enumeration.bits} bits${stored}`), note(familyLink(enumeration.family))),
     ...comment(enumeration.comment),
     element("p", {}, `Accepts ${enumeration.values}. A reader refuses anything else with eUnpackBadEnum (11).`),
     ...(rows.length ? [element("table", {class: "values"}, element("thead", {}, element("tr", {},
@@ -179,6 +183,19 @@ function hideClosed(body) {
 
 // The overview
 
+function showFamily(name) {
+  const own = all => Object.entries(all).filter(([, each]) => each.family === name).map(([own]) => own);
+  const list = (title, names) => names.length ? [element("h2", {}, title, element("span", {class: "number"}, String(names.length))),
+    element("ul", {class: "links"}, names.map(each => element("li", {}, link(each))))] : [];
+  return [
+    heading(name + ".val"),
+    ...comment(catalogue.families[name]),
+    ...messageList("Messages", catalogue.messages.filter(message => message.family === name)),
+    ...list("Records", own(catalogue.records)),
+    ...list("Enumerations", own(catalogue.enums)),
+  ];
+}
+
 function showOverview() {
   const share = totals.assumedLayouts / totals.layouts;
   const families = new Map();
@@ -200,7 +217,7 @@ function showOverview() {
       " wrappers, each of which is another name of a layout for one message."),
     element("h2", {}, "Families"),
     element("table", {class: "families"}, element("tbody", {}, [...families].sort(([a], [b]) => a < b ? -1 : 1).map(([name, messages]) =>
-      element("tr", {}, element("td", {class: "name"}, name), element("td", {class: "bytes"}, String(messages.length)),
+      element("tr", {}, element("td", {class: "name"}, familyLink(name, name)), element("td", {class: "bytes"}, String(messages.length)),
         element("td", {class: "meaning"}, catalogue.families[name]))))),
     element("h2", {}, "Keys"),
     element("p", {}, ["/", " search   ", "↓ ↑", " walk through the results   ", "Enter", " open   ", "Esc", " back to the search"].map(

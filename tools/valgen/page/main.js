@@ -1,4 +1,4 @@
-// The address tells what is shown: #2350, #ValDiagnosticsresponseInd, #VALPoint_t, #VALPoint_t.x, #tColour.
+// The address tells what is shown: #2350, #ValDiagnosticsresponseInd, #VALPoint_t, #VALPoint_t.x, #tColour, #climate.val.
 
 const search = document.getElementById("search");
 const results = document.getElementById("results");
@@ -14,12 +14,13 @@ function show() {
   const [name, fieldName] = target.split(".");
   const message = byId.get(target) || byName.get(target);
   const isRecord = name in catalogue.records || name in catalogue.wrappers;
-  const isKnown = message || isRecord || target in catalogue.enums;
+  const isFamily = target.endsWith(".val") && name in catalogue.families;
   document.body.classList.toggle("detail", target !== "");
   document.title = (message ? `${message.id} ${message.name}` : target) || "Message catalogue";
   const back = element("a", {class: "back", href: "#"}, "‹ Results");
   details.replaceChildren(back, ...(message ? showMessage(message) : isRecord ? showRecord(name)
-    : isKnown ? showEnum(target) : target ? [heading("Nothing of that name"), element("p", {}, `'${target}' is no id, message, record or enumeration.`)]
+    : target in catalogue.enums ? showEnum(target) : isFamily ? showFamily(name)
+    : target ? [heading("Nothing of that name"), element("p", {}, `'${target}' is no id, message, record, enumeration or family.`)]
     : showOverview()));
   draw();
   const row = fieldName && document.getElementById(`field-${fieldName}`);
@@ -31,8 +32,16 @@ function show() {
     if (target) scrollTo(0, 0);
   }
   for (const each of results.querySelectorAll(".result")) {
-    each.toggleAttribute("aria-current", each.getAttribute("href") === "#" + target);
+    const isShown = each.getAttribute("href") === "#" + target;
+    each.toggleAttribute("aria-current", isShown);
+    if (isShown) reveal(each);
   }
+}
+
+// Rows that were never in view have no true height yet: the first step brings them about, the second one is exact.
+function reveal(row) {
+  row.scrollIntoView({block: "nearest"});
+  requestAnimationFrame(() => row.scrollIntoView({block: "nearest"}));
 }
 
 function draw() {

@@ -8,6 +8,7 @@ import pathlib
 import shutil
 import sys
 import tempfile
+import time
 import unittest
 
 import layout
@@ -57,7 +58,15 @@ return [...document.querySelectorAll(".picture .part")].map(part => [part.datase
     [...part.querySelectorAll(".box")].map(box => [Number(box.dataset.bytes), box.getBBox().x, box.getBBox().width])]);
 """
 TEXT = "return document.querySelector(arguments[0]).innerText;"
-WIDE = "return document.documentElement.scrollWidth - document.documentElement.clientWidth;"
+WIDE = """
+return Math.max(...[document.documentElement, document.getElementById("details"), document.getElementById("results")].map(
+    each => each.scrollWidth - each.clientWidth));
+"""
+VISIBLE = """
+const row = document.querySelector("#results [aria-current]").getBoundingClientRect();
+const list = document.getElementById("results").getBoundingClientRect();
+return row.top >= list.top && row.bottom <= list.bottom;
+"""
 
 
 class Page(unittest.TestCase):
@@ -120,6 +129,7 @@ class Catalogue(Page):
             ("0x92e", ["Messages", "ValDiagnosticsresponseInd", "#2350"]),
             ("valdiagnosticsresponse", ["Messages", "ValDiagnosticsresponseInd", "#2350"]),
             ("VALDiagnosticsResponse_t", ["Records", "VALDiagnosticsResponse_t", "#VALDiagnosticsResponse_t"]),
+            ("climate", ["Messages", "ValParkheateractivetimerInd", "#2370"]),
             ("totalLength", ["Fields", "totalLength", "#VALDiagnosticsResponse_t.totalLength"]),
             ("tVALMeasurementID", ["Enumerations", "tVALMeasurementID", "#tVALMeasurementID"]),
             ("VALMEASUREMENT_PSO_PARAMETER_LIST", ["Values", "VALMEASUREMENT_PSO_PARAMETER_LIST", "#tVALMeasurementID"]),
@@ -144,6 +154,24 @@ class Catalogue(Page):
             });""")
         self.assertEqual(missing, [])
 
+    def test_the_list_shows_where_the_message_stands(self):
+        for target in ("512", "2350", "3002"):
+            self.open(target)
+            end = time.monotonic() + 30
+            while not self.browser.run(VISIBLE):
+                self.assertLess(time.monotonic(), end, target)
+
+    def test_every_family_tells_what_it_declares(self):
+        self.open()
+        links = self.browser.run("return [...document.querySelectorAll('.families a')].map(each => each.getAttribute('href'));")
+        self.assertEqual(links, sorted(f"#{family.name}.val" for family in self.model.families if family.messages))
+        shown = self.browser.run("""
+            return Object.fromEntries(Object.keys(catalogue.families).map(name => [name, showFamily(name).flatMap(
+                each => [...each.querySelectorAll("li a")].map(link => link.getAttribute("href").slice(1)))]));""")
+        for family in self.model.families:
+            self.assertCountEqual(shown[family.name], [str(each.id) for each in family.messages] + [each.name for each in family.records]
+                                  + [each.name for each in family.enums])
+
     def test_widths_are_to_scale(self):
         for target, record in (("2350", "VALDiagnosticsResponse_t"), ("tDiagCoding", "tDiagCoding"),
                                ("VALFunctionOnDemandReport_t", "VALFunctionOnDemandReport_t")):
@@ -162,7 +190,7 @@ class Catalogue(Page):
     def test_it_fits_a_phone_and_a_desk_light_and_dark(self):
         for target in ("", "2350", "tDiagCoding", "VALFunctionOnDemandReport_t", "tVALMeasurementID"):
             self.open(target)
-            for width in (1280, 360):
+            for width in (1280, 800, 360):
                 for dark in (False, True):
                     with self.subTest(target, width=width, dark=dark):
                         self.browser.emulate(width, 800, dark)
@@ -242,7 +270,7 @@ class MadeUp(Page):
 
     def test_addresses_lead_to_what_they_name(self):
         for target, title in (("10", "10\nValPointInd"), ("ValPointInd", "10\nValPointInd"), ("VALPart_t", "VALPart_t"),
-                              ("tValPointIndds", "tValPointIndds"), ("tColour", "tColour"), ("none", "Nothing of that name")):
+                              ("tValPointIndds", "tValPointIndds"), ("tColour", "tColour"), ("points.val", "points.val"), ("none", "Nothing of that name")):
             self.open(target)
             self.assertTrue(self.text("h1").startswith(title), self.text("h1"))
         self.open("VALPoint_t.colour")

@@ -11,7 +11,7 @@ function makeEntries() {
     all.push({group, target, title, note, keys: keys.map(key => String(key).toLowerCase()), assumed});
   for (const message of catalogue.messages) {
     add(0, message.id, message.name, String(message.id),
-        [message.name, message.id, "0x" + message.id.toString(16)], catalogue.records[message.record].assumed);
+        [message.name, message.id, "0x" + message.id.toString(16), message.family], catalogue.records[message.record].assumed);
   }
   for (const [name, record] of Object.entries(catalogue.records)) {
     add(1, name, name, sizeText(record.least, record.most), [name], record.assumed);
@@ -93,6 +93,6 @@ function showResults(list, query) {
   }
   if (!list.children.length) {
     list.append(element("p", {class: "nothing"},
-      `Nothing has '${query}' in an id, a name, a field, an enumeration or a value.`));
+      `Nothing has '${query}' in an id, a name, a family, a field, an enumeration or a value.`));
   }
 }

@@ -212,6 +212,30 @@ class PlantedEdits(unittest.TestCase):
         self.assertFalse(changes(("    y u16\n", "    y u32\n"))[0].assumed)
 
 
+class AnotherFamily(unittest.TestCase):
+    """A declaration moves from the file a.val to b.val."""
+
+    def told(self, moved, is_whole=True):
+        versions = [released.Version("it", build([parse(a, "a.val"), parse(b, "b.val")]), is_whole)
+                    for a, b in ((BASE, ""), (BASE.replace(moved, ""), moved))]
+        self.assertIn(moved, BASE)
+        return compare(*versions)
+
+    def test_breaks_who_includes_the_headers_of_one(self):
+        for moved, subject in (("enum tMood : 8 any\n", "enumeration tMood"),
+                               ("record VALGuess_t text assumed\n    guess u8\n", "record VALGuess_t"),
+                               ("message 14 Twin carries VALTwin_t\n", "message Twin")):
+            with self.subTest(subject):
+                (change,) = self.told(moved)
+                self.assertEqual((change.effect, change.kind, str(change)), ("source", f"{subject.split()[0]}-moved", subject))
+                self.assertEqual(change.text, "stands in b.val in place of a.val")
+                self.assertIn("the bytes are the same; code that includes a.h for it has to include b.h", change.consequence)
+                self.assertEqual("Java" in change.consequence, subject.startswith("enumeration"))
+
+    def test_is_unknown_of_a_frozen_version(self):
+        self.assertEqual(self.told("enum tMood : 8 any\n", is_whole=False), [])
+
+
 class CommandLine(unittest.TestCase):
     def setUp(self):
         self.folder = pathlib.Path(tempfile.mkdtemp())

@@ -36,7 +36,7 @@ def compare(old, new):
 class _Comparison:
     def __init__(self, old, new):
         self._old, self._new = old.model, new.model
-        self._comments = old.has_comments and new.has_comments
+        self._whole = old.is_whole and new.is_whole
         self._pairing = Pairing(self._old, self._new)
         self._new_ids = {message.id for message in layout.messages(self._new)}
         self._changes = []
@@ -56,10 +56,17 @@ class _Comparison:
         self._changes.append(change)
 
     def _comment(self, subject, name, old, new, field=""):
-        if self._comments and old.comment != new.comment:
+        if self._whole and old.comment != new.comment:
             self._tell(SAFE, "comment", subject, name, f"comment '{old.comment}' is now '{new.comment}'",
                        "nothing, unless it told of another unit or meaning: then give the field a new name",
                        field=field)
+
+    def _family(self, subject, name, old, new):
+        """Each family has headers of its own, and in Java a class for its enumerations."""
+        if self._whole and old != new:
+            java = "" if subject != "enumeration" else ", and Java finds it in the class of that family"
+            self._tell(SOURCE, f"{subject}-moved", subject, name, f"stands in {new}.val in place of {old}.val",
+                       f"the bytes are the same; code that includes {old}.h for it has to include {new}.h{java}")
 
     # Messages
 
@@ -74,6 +81,7 @@ class _Comparison:
             heir = new_ids.get(message.id)
             if same is not None and same.id == message.id:
                 self._payload(message, same)
+                self._family("message", message.name, message.family, same.family)
                 self._comment("message", message.name, message, same)
             elif same is not None:
                 self._renumbered(message, same, heir)
@@ -135,6 +143,7 @@ class _Comparison:
                 self._tell(SOURCE, f"{subject}-renamed", subject, name, f"is now '{new.name}'",
                            "names are not on the wire; code that uses it has to be changed")
             compare_pair(old, new)
+            self._family(subject, name, old.family, new.family)
             self._comment(subject, name, old, new)
         for name in news:
             if name not in pairs.values():
@@ -156,7 +165,7 @@ class _Comparison:
             self._tell(effect, found.kind, "record", old.name, found.text, consequence, field=found.field,
                        offset=found.offset, assumed=old.assumed, reached=places)
         self._marks(old, new)
-        if self._comments:
+        if self._whole:
             fields = {each.name: each for each in new.fields}
             for each in old.fields:
                 if each.name in fields:

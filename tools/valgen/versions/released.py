@@ -24,7 +24,7 @@ class Version:
 
     title: str
     model: object
-    has_comments: bool
+    is_whole: bool  # with comments and families, which a frozen version doesn't keep
 
 
 def load(path):
