@@ -50,6 +50,12 @@ Message message(std::istringstream& words) {
     return message;
 }
 
+Value value(std::istringstream& words) {
+    Value value;
+    words >> value.enumeration >> value.name >> value.number;
+    return value;
+}
+
 }  // namespace
 
 void PrintTo(const Message& message, std::ostream* out) {
@@ -59,6 +65,10 @@ void PrintTo(const Message& message, std::ostream* out) {
 void PrintTo(const Enumeration& set, std::ostream* out) {
     *out << set.name << " " << set.bits << (set.any ? " any" : "") << " mask " << set.mask;
     for (const auto& [first, last] : set.ranges) *out << " " << first << ".." << last;
+}
+
+void PrintTo(const Value& value, std::ostream* out) {
+    *out << value.enumeration << " " << value.name << " " << value.number;
 }
 
 Catalogue read(const std::string& path) {
@@ -73,6 +83,8 @@ Catalogue read(const std::string& path) {
             catalogue.messages.insert(message(words));
         } else if (keyword == "enum") {
             catalogue.enumerations.insert(enumeration(words));
+        } else if (keyword == "value") {
+            catalogue.values.insert(value(words));
         } else if (keyword == "type" && words >> name) {
             catalogue.types.insert(name);
         } else if (keyword == "nested" && words >> name) {

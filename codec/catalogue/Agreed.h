@@ -29,15 +29,26 @@ struct Enumeration {
     auto operator<=>(const Enumeration&) const = default;
 };
 
+/** A value that has a name. */
+struct Value {
+    std::string enumeration;
+    std::string name;
+    std::int64_t number = 0;
+
+    auto operator<=>(const Value&) const = default;
+};
+
 // How a test prints them.
 void PrintTo(const Message& message, std::ostream* out);
 void PrintTo(const Enumeration& set, std::ostream* out);
+void PrintTo(const Value& value, std::ostream* out);
 
 struct Catalogue {
     std::set<Message> messages;
     std::set<std::string> types;
     std::set<std::string> nested;
     std::set<Enumeration> enumerations;
+    std::set<Value> values;
 };
 
 /** Throws std::runtime_error with the line that isn't understood. */

@@ -87,6 +87,16 @@ TEST(Agreed, EveryEnumerationHasItsWidthAndItsValues) {
     EXPECT_EQ(describe::enumerations().size(), declared.size());
 }
 
+TEST(Agreed, ValuesHaveTheirNames) {
+    std::set<Value> declared;
+    for (const describe::Enumeration* each : describe::enumerations()) {
+        for (const auto& [name, number] : each->names)
+            declared.insert({std::string(each->name), std::string(name), number});
+    }
+    expectSame(catalogue().values, declared);
+    EXPECT_EQ(declared.size(), 18u);
+}
+
 TEST(Agreed, AnEnumerationIsSignedIfItHasNegativeValues) {
     std::map<std::string, bool> negative;
     for (const Enumeration& each : catalogue().enumerations)

@@ -70,6 +70,13 @@ TEST(Layout, TheLargestRecordsOfOneSizeHave4096And88And76Bytes) {
     EXPECT_LT(fixed[3].first, 76u) << fixed[3].second;
 }
 
+TEST(Layout, OfRecordsThatHoldOthersOneIsAsLargeAndOfOneSize) {
+    for (const Record* each : records()) {
+        if (each->smallestPayload != each->largestPayload || isFlat(*each)) continue;
+        EXPECT_EQ(each->largestPayload >= 76, each->name == "VALTripStatisticsData_t") << each->name;
+    }
+}
+
 TEST(Layout, TheCodingTakesOneByteAField) {
     const Record& coding = recordOf("tDiagCoding");
     for (const Field& each : coding.fields) EXPECT_EQ(each.wireBits, 8u) << each.name;
@@ -113,6 +120,35 @@ TEST(Layout, AStatefulRecordIsAValueAndOneByteOfState) {
         EXPECT_FALSE(state.isArray) << each->name;
     }
     EXPECT_GE(records_seen, 8u);
+}
+
+TEST(Layout, AScalarRecordsValueIsWhatItsNameSays) {
+    struct Scalar {
+        std::string_view name;
+        Field::Kind kind;
+        unsigned bits;
+    };
+    const Scalar SCALARS[] = {
+        {"Bool", Field::Kind::BOOL, 8},        {"Int8", Field::Kind::SIGNED, 8},
+        {"UInt8", Field::Kind::UNSIGNED, 8},   {"Int16", Field::Kind::SIGNED, 16},
+        {"UInt16", Field::Kind::UNSIGNED, 16}, {"Int32", Field::Kind::SIGNED, 32},
+        {"UInt32", Field::Kind::UNSIGNED, 32}, {"Int64", Field::Kind::SIGNED, 64},
+    };
+    std::size_t records_seen = 0;
+    for (const auto& [name, kind, bits] : SCALARS) {
+        for (const std::string prefix : {"VAL", "VALStateful"}) {
+            const Record* const record = findRecord(prefix + std::string(name) + "_t");
+            if (record == nullptr) continue;
+            ++records_seen;
+            EXPECT_EQ(record->fields.size(), prefix == "VAL" ? 1u : 2u) << record->name;
+            EXPECT_EQ(record->fields[0].name, "value") << record->name;
+            EXPECT_EQ(record->fields[0].kind, kind) << record->name;
+            EXPECT_EQ(record->fields[0].wireBits, bits) << record->name;
+            EXPECT_EQ(record->smallestPayload, bits / 8 + record->fields.size() - 1) << record->name;
+        }
+    }
+    // Two that messages don't carry as they are: 16 and 32 signed bits come with a state.
+    EXPECT_EQ(records_seen, 14u);
 }
 
 TEST(Layout, ACaimanStringIsCountedIn64BitsAndSentIn4Bytes) {

@@ -74,8 +74,9 @@ std::string allOf(const Input& input, std::uint64_t index) {
     return lines;
 }
 
-/** Its columns are index, id, payload, code, cursor; and if the record was filled, text, SIZE, text in a
- * buffer of SIZE, packed again, the same into a buffer of SIZE. */
+/** Its columns are index, id, payload, code, cursor; and if the record was filled: its text, SIZE, the text
+ * in a buffer of SIZE (the whole of it at most, which takes one byte more than the text), packed again, a
+ * smaller SIZE, the same into a buffer of that. */
 std::string rowOf(const Input& input, std::uint64_t index) {
     const codec::describe::Message& message = *input.message;
     const Unpacked unpacked = unpack(input);
@@ -84,10 +85,11 @@ std::string rowOf(const Input& input, std::uint64_t index) {
     if (!unpacked.isFilled()) return row + "\n";
     const std::uint64_t size = message.packedSize(nullptr, unpacked.record.data());
     const std::uint64_t less = input.choice % size;
-    row += "\t" + text(message, unpacked.record, TEXT_ROOM) + "\t" + std::to_string(less) + "\t" +
-           text(message, unpacked.record, less) + "\t";
-    row += hex(pack(message, unpacked.record, size).buffer) + "\t" +
-           hex(pack(message, unpacked.record, less).buffer);
+    const std::string whole = text(message, unpacked.record, TEXT_ROOM);
+    const std::uint64_t room = input.choice / size % (whole.size() + 2);
+    row += "\t" + whole + "\t" + std::to_string(room) + "\t" + text(message, unpacked.record, room);
+    row += "\t" + hex(pack(message, unpacked.record, size).buffer);
+    row += "\t" + std::to_string(less) + "\t" + hex(pack(message, unpacked.record, less).buffer);
     return row + "\n";
 }
 

@@ -20,8 +20,10 @@ std::uint64_t randomValue(const Field& field, Random& random, Flaws flaws) {
 
 std::uint64_t randomCount(const Field& array, Random& random, Flaws flaws) {
     const std::uint64_t few = below(random, std::min<std::uint64_t>(5, array.capacity + 1));
-    const std::uint64_t any = below(random, array.capacity + (flaws == Flaws::RARE ? 2 : 1));
-    return below(random, 3) != 0 ? few : any;
+    const std::uint64_t any = below(random, array.capacity + 1);
+    const std::uint64_t edge = array.capacity + (flaws == Flaws::RARE ? below(random, 2) : 0);
+    const std::uint64_t choice = below(random, 6);
+    return choice == 0 ? any : choice == 1 ? edge : few;
 }
 
 void randomiseElements(const Field& field, std::uint64_t count, void* record, Random& random, Flaws flaws) {

@@ -19,7 +19,7 @@ enum class Flaws {
 };
 
 /**
- * Fills a record. Arrays are mostly short, now and then of any length; what lies behind their last
+ * Fills a record. Arrays are mostly short, now and then of any length or full; what lies behind their last
  * element stays as it was.
  */
 void randomise(const Record& table, void* record, Random& random, Flaws flaws);

@@ -16,7 +16,7 @@ export ARA_COM_ADDRESS ARA_LOG_TARGET="file:$reports/ara.log"
 exec env ${JVM_PRELOAD:+LD_PRELOAD="$JVM_PRELOAD"} "$java" -Xcheck:jni \
     -XX:+UseSerialGC -XX:-UseDynamicNumberOfCompilerThreads -Xms64m -Xmx64m -XX:+AlwaysPreTouch \
     -Djava.library.path="$libraries" -Dcodec.vectors="$(dirname "$0")/../../codec/vectors" \
-    -Dcodec.outcomes="$CODEC_OUTCOMES" -jar "$console" \
+    -Dcodec.agreed="$(dirname "$0")/../../codec/catalogue/agreed.txt" -Dcodec.outcomes="$CODEC_OUTCOMES" -jar "$console" \
     -cp "$app:$tests" --scan-classpath "$tests" --disable-banner --disable-ansi-colors --details=tree \
     --config junit.jupiter.execution.timeout.default=90s \
     --config junit.jupiter.execution.timeout.thread.mode.default=separate_thread \

@@ -4,6 +4,8 @@ import static org.junit.jupiter.api.Assertions.assertEquals;
 
 import java.io.BufferedReader;
 import java.io.IOException;
+import java.lang.reflect.Array;
+import java.lang.reflect.Field;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
@@ -16,7 +18,7 @@ import org.junit.jupiter.api.Test;
 /**
  * Random payloads of every message are read, written and told as by the C++ codec, whose codec_outcomes wrote the file:
  * the seed, and then in each line index, id, payload, code, cursor; and of a record that was filled its text, a size,
- * the text in a buffer of that size, the record packed again, and what a buffer of that size gets of it.
+ * the text in a buffer of that size, the record packed again, a size, and what a buffer of that size gets of it.
  */
 class OutcomesTest {
     private static final Path FILE = Path.of(System.getProperty("codec.outcomes"));
@@ -49,10 +51,12 @@ class OutcomesTest {
         ValRecord record = message.newRecord();
         int cursor = Integer.parseInt(columns[4]);
         int code = 0;
+        RecordException tooLong = null;
         try {
             record.unpack(HexFormat.of().parseHex(columns[2]));
         } catch (RecordException refused) {
             code = refused.code();
+            tooLong = refused;
             // The cursor has passed a value that is outside its enumeration.
             int passed = cursor - refused.offset();
             boolean stops = refused.reason() == RecordException.Reason.BAD_ENUM ? Set.of(1, 2, 4).contains(passed)
@@ -60,13 +64,47 @@ class OutcomesTest {
             expect(about + ": where it stops, " + refused.getMessage(), true, stops);
         }
         expect(about + ": code of unpacking", Integer.parseInt(columns[3]), code);
-        if (code != 0 && code != 5 || columns.length < 10) {
-            expect(about + ": columns", code == 0 || code == 5 ? 10 : 5, columns.length);
+        if (code == 8) {
+            compareTooLong(about, record, tooLong);
+        }
+        if (code != 0 && code != 5 || columns.length < 11) {
+            expect(about + ": columns", code == 0 || code == 5 ? 11 : 5, columns.length);
             return;
         }
         compareTexts(about, message, record, columns);
         expect(about + ": packed again", columns[8], HexFormat.of().formatHex(record.encode()));
         comparePacking(about, record, columns);
+    }
+
+    /** An array of so many elements can't be written either. */
+    private void compareTooLong(String about, ValRecord record, RecordException refused) {
+        int count = (int) Math.min(Long.parseLong(refused.received()), 1 << 16);
+        setLength(record, refused.field().substring(record.name().length() + 1), count);
+        RecordException packing = null;
+        try {
+            record.encode();
+        } catch (RecordException again) {
+            packing = again;
+        }
+        expect(about + ": packing " + count + " elements", refused.field() + " 6",
+                packing == null ? "passes" : packing.field() + " " + packing.code());
+    }
+
+    /** Of the array that a way such as {@code numbers[1].number} leads to. */
+    private static void setLength(Object record, String way, int length) {
+        String[] steps = way.split("\\.", 2);
+        String[] words = steps[0].split("[\\[\\]]");
+        try {
+            Field member = record.getClass().getField(words[0]);
+            if (steps.length == 1) {
+                member.set(record, Array.newInstance(member.getType().getComponentType(), length));
+                return;
+            }
+            Object inner = member.get(record);
+            setLength(words.length == 1 ? inner : Array.get(inner, Integer.parseInt(words[1])), steps[1], length);
+        } catch (ReflectiveOperationException impossible) {
+            throw new AssertionError(way, impossible);
+        }
     }
 
     private void compareTexts(String about, Message message, ValRecord record, String[] columns) {
@@ -79,15 +117,15 @@ class OutcomesTest {
 
     /** The buffer is always smaller than the record. */
     private void comparePacking(String about, ValRecord record, String[] columns) {
-        byte[] buffer = new byte[Integer.parseInt(columns[6])];
+        byte[] buffer = new byte[Integer.parseInt(columns[9])];
         int code = 0;
         try {
             record.pack(buffer);
         } catch (RecordException refused) {
             code = refused.code();
         }
-        expect(about + ": code of packing into " + columns[6], 3, code);
-        expect(about + ": packed into " + columns[6], columns[9], HexFormat.of().formatHex(buffer));
+        expect(about + ": code of packing into " + columns[9], 3, code);
+        expect(about + ": packed into " + columns[9], columns[10], HexFormat.of().formatHex(buffer));
     }
 
     private void expect(String what, Object expected, Object actual) {

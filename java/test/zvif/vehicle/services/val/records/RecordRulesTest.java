@@ -41,6 +41,36 @@ class RecordRulesTest {
     }
 
     @Test
+    void aSignedValueIsHeldInItsWidthAsWell() {
+        VALSampleScalars_t scalars = new VALSampleScalars_t();
+        scalars.signed_1 = -128;
+        refusedBy(scalars::encode, RecordException.Reason.BAD_ENUM);  // of a field behind it that has no good value yet
+        for (int value : new int[] {-129, 128}) {
+            scalars.signed_1 = value;
+            assertEquals("VALSampleScalars_t.signed_1: expected -128 to 127, received " + value,
+                    refusedBy(scalars::encode, RecordException.Reason.OUT_OF_RANGE).getMessage());
+        }
+    }
+
+    @Test
+    void aFieldBehindANestedRecordIsNamedWithoutIt() {
+        VALSampleArrays_t arrays = new VALSampleArrays_t();
+        arrays.pairs = new VALSamplePair_t[] {new VALSamplePair_t()};
+        arrays.reasons = new int[] {1};
+        assertEquals("VALSampleArrays_t.reasons",
+                refusedBy(arrays::encode, RecordException.Reason.BAD_ENUM).field());
+    }
+
+    @Test
+    void aPayloadThatEndsTooEarlyIsToldWithWhatItNeeds() {
+        RecordException refused = refusedBy(() -> VALDiagnosticsResponse_t.decode(new byte[] {1, 2, 3}),
+                RecordException.Reason.TRUNCATED);
+        assertEquals("VALDiagnosticsResponse_t.totalLength: expected at least 4 bytes, received 3",
+                refused.getMessage());
+        assertEquals(2, refused.offset());
+    }
+
+    @Test
     void aValueOutsideItsEnumerationIsRefused() {
         VALDTCStatus_t status = new VALDTCStatus_t();
         status.status = 4;
@@ -132,6 +162,13 @@ class RecordRulesTest {
         VALDiagnosticsResponse_t response = new VALDiagnosticsResponse_t();
         response.data = new byte[4083];
         assertTrue(response.text().endsWith("data[4083]:" + "00,".repeat(19) + "00;"), response.text());
+    }
+
+    @Test
+    void aTextShowsNoMoreElementsThanTheArrayMayHave() {
+        VALSampleArrays_t arrays = new VALSampleArrays_t();
+        arrays.words = new int[] {1, 2, 3, 4, 5};
+        assertTrue(arrays.text().contains("bytes[0]:words[5]:1,2,3,4;longs[0]:"), arrays.text());
     }
 
     @Test
