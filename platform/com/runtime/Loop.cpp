@@ -85,4 +85,10 @@ Clock::Timer Loop_clock::after(std::chrono::milliseconds time, std::function<voi
     return timer;
 }
 
+std::chrono::milliseconds Loop_clock::between(std::chrono::milliseconds least,
+                                              std::chrono::milliseconds most) {
+    return std::chrono::milliseconds(
+        std::uniform_int_distribution<std::int64_t>(least.count(), most.count())(m_dice));
+}
+
 }  // namespace eb::com::runtime

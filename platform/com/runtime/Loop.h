@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <random>
 #include <thread>
 
 namespace eb::com::runtime {
@@ -19,6 +20,9 @@ public:
     /// Time since a moment that stays the same; never goes back.
     virtual std::chrono::milliseconds now() const = 0;
     virtual Timer after(std::chrono::milliseconds time, std::function<void()> task) = 0;
+    /// A pause from `least` to `most`, both included, by chance.
+    virtual std::chrono::milliseconds between(std::chrono::milliseconds least,
+                                              std::chrono::milliseconds most) = 0;
 };
 
 /// The runtime's one io thread. All sockets, links, endpoints and tables of the runtime belong to it; other
@@ -65,9 +69,12 @@ public:
     explicit Loop_clock(Loop& loop) : m_loop(loop) {}
     std::chrono::milliseconds now() const override;
     Timer after(std::chrono::milliseconds time, std::function<void()> task) override;
+    std::chrono::milliseconds between(std::chrono::milliseconds least,
+                                      std::chrono::milliseconds most) override;
 
 private:
     Loop& m_loop;
+    std::minstd_rand m_dice{std::random_device{}()};
 };
 
 /// Blocks every signal on the calling thread, so that only the application's own threads are interrupted, and

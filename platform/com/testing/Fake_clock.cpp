@@ -3,6 +3,7 @@
 #include <condition_variable>
 #include <map>
 #include <mutex>
+#include <random>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -18,12 +19,16 @@ struct Fake_clock::State : std::enable_shared_from_this<State> {
     };
     using Key = std::pair<std::chrono::milliseconds, std::uint64_t>;  // due, number
 
+    explicit State(std::uint64_t itsSeed) : seed(itsSeed) {}
+
+    std::uint64_t const seed;
     mutable std::mutex mutex;
     std::condition_variable settled;
     std::chrono::milliseconds now{0};        // guarded by mutex
     std::map<Key, Task> tasks;               // guarded by mutex
     bool ended = false;                      // guarded by mutex
     std::vector<std::weak_ptr<Loop>> loops;  // guarded by mutex
+    std::uint64_t clocks = 0;                // guarded by mutex: ever
     std::uint64_t number = 0;                // guarded by mutex: of the task made last
     std::uint64_t posted = 0;                // guarded by mutex: ever
     std::uint64_t underWay = 0;              // guarded by mutex: posted, and neither run nor dropped
@@ -140,8 +145,8 @@ private:
 
 class Runtime_clock : public Clock {
 public:
-    Runtime_clock(std::shared_ptr<Fake_clock::State> state, std::weak_ptr<Loop> loop)
-        : m_state(std::move(state)), m_loop(std::move(loop)) {}
+    Runtime_clock(std::shared_ptr<Fake_clock::State> state, std::weak_ptr<Loop> loop, std::uint64_t seed)
+        : m_state(std::move(state)), m_loop(std::move(loop)), m_dice(seed) {}
 
     std::chrono::milliseconds now() const override {
         std::lock_guard lock(m_state->mutex);
@@ -154,15 +159,21 @@ public:
         });
         return timer;
     }
+    std::chrono::milliseconds between(std::chrono::milliseconds least,
+                                      std::chrono::milliseconds most) override {
+        return std::chrono::milliseconds(
+            std::uniform_int_distribution<std::int64_t>(least.count(), most.count())(m_dice));
+    }
 
 private:
     std::shared_ptr<Fake_clock::State> m_state;
     std::weak_ptr<Loop> m_loop;
+    std::mt19937_64 m_dice;
 };
 
 }  // namespace
 
-Fake_clock::Fake_clock() : m_state(std::make_shared<State>()), m_original(true) {}
+Fake_clock::Fake_clock(std::uint64_t seed) : m_state(std::make_shared<State>(seed)), m_original(true) {}
 
 Fake_clock::~Fake_clock() {
     if (m_original) m_state->end();
@@ -171,7 +182,7 @@ Fake_clock::~Fake_clock() {
 std::unique_ptr<Clock> Fake_clock::of(std::shared_ptr<Loop> const& loop) {
     std::lock_guard lock(m_state->mutex);
     m_state->loops.push_back(loop);
-    return std::make_unique<Runtime_clock>(m_state, loop);
+    return std::make_unique<Runtime_clock>(m_state, loop, m_state->seed + m_state->clocks++);
 }
 
 void Fake_clock::later(std::shared_ptr<Loop> const& loop, std::chrono::milliseconds delay,

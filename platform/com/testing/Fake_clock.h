@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <memory>
 
@@ -9,14 +10,15 @@
 namespace eb::com::runtime::testing {
 
 /// The time of all runtimes of a test. It stands still until the test moves it on, so that hours pass in
-/// milliseconds and nothing ever depends on the speed of the machine.
+/// milliseconds and nothing ever depends on the speed of the machine. Nor on luck: the pauses by chance of
+/// each runtime are those of its number and of the seed.
 ///
 /// Owned by the test; its destructor drops the tasks that wait. Clocks, and copies of it, share its state, so
 /// that a runtime may outlive it, whose time then stands still. Any thread, but `advance` and `settle` on one
 /// thread alone, which is no io thread.
 class Fake_clock {
 public:
-    Fake_clock();
+    explicit Fake_clock(std::uint64_t seed = 1);
     /// Tells the same time; drops nothing.
     Fake_clock(Fake_clock const& other) : m_state(other.m_state) {}
     Fake_clock& operator=(Fake_clock const&) = delete;

@@ -64,8 +64,12 @@ protected:
         m_udpService.reset();
     }
 
-    /// An honest newcomer finds, calls, and hears the field.
+    /// An honest newcomer finds, calls, hears the field, and leaves nothing behind.
     void exchange() {
+        visit();
+        m_clock.settle();
+    }
+    void visit() {
         Fake_process newcomer(m_clock, m_network, OTHER + 1, fakeDeployment(OTHER + 1, SERVER, m_everybody));
         Fake_client client(newcomer, OVER_TCP);
         client.finds();

@@ -51,7 +51,7 @@ protected:
 
     std::vector<std::uint32_t> const m_everybody;
     std::uint64_t const m_seed = seedOfThisTest();
-    Fake_clock m_clock;
+    Fake_clock m_clock{m_seed};
     Fake_network m_network{m_clock, m_seed};
     std::unique_ptr<Fake_process> m_server = start(SERVER);
     std::unique_ptr<Fake_process> m_client = start(CLIENT);
