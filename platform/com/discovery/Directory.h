@@ -67,6 +67,10 @@ public:
     virtual void subscriberGone(Service_deployment const& /*service*/, std::uint16_t /*eventgroup*/,
                                 Endpoint const& /*subscriber*/) {}
 
+    /// The runtime has accepted a connection from that address where some of its services are offered. io
+    /// thread.
+    virtual void connected(Endpoint const& /*at*/, Address const& /*peer*/) {}
+
     /// Fills in what discovery knows; `instances` are there already, in the deployment's order. io thread.
     virtual void report(Runtime_report& report) const = 0;
 };

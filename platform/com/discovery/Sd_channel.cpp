@@ -40,7 +40,9 @@ private:
 };
 
 Sd_channel::Sd_channel(Deployment const& deployment, someip::Network& network, Clock& clock, User& user)
-    : m_deployment(deployment), m_network(network), m_clock(clock), m_user(user) {}
+    : m_deployment(deployment), m_network(network), m_clock(clock), m_user(user), m_peers([&user] {
+          return user.partners();
+      }) {}
 
 Sd_channel::~Sd_channel() {
     if (m_link) m_link->close();

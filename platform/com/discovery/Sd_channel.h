@@ -2,6 +2,7 @@
 
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -29,6 +30,8 @@ public:
         /// A message came. `heard` is known, first or rebooted.
         virtual void heard(Address const& peer, Sd_peers::Heard heard, Sd_message const& message,
                            bool byMulticast) = 0;
+        /// Whose offers and subscriptions hold now.
+        virtual std::set<Address> partners() const = 0;
     };
 
     struct Counts {

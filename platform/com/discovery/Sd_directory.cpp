@@ -29,8 +29,7 @@ Sd_directory::Sd_directory(Deployment const& deployment, std::shared_ptr<Loop> l
       m_clock(clock),
       m_notices(notices),
       m_searches(deployment, std::move(answers)),
-      m_channel(deployment, network, clock, *this),
-      m_random(std::random_device{}()) {
+      m_channel(deployment, network, clock, *this) {
     m_rows.reserve(deployment.services.size());
     for (Service_deployment const& service : deployment.services)
         m_rows.emplace_back(service, deployment.discovery);
@@ -45,7 +44,6 @@ void Sd_directory::start(Directory_listener& clients, Eventgroups& publisher) {
 void Sd_directory::end() {
     m_ended = true;
     m_timer.reset();
-    m_answerTimer.reset();
     for (Row& row : m_rows) {
         for (auto const& [eventgroup, wish] : std::exchange(row.wishes, {}))
             if (wish.subscription.isAsked()) ask(row, eventgroup, wish, 0);
@@ -74,6 +72,7 @@ void Sd_directory::withdrawn(Service_deployment const& service) {
     Row& row = rowOf(service);
     row.here = false;
     stopOffer(row);
+    m_early.removeOf(service);
     m_searches.set(service, row.search.found().has_value());
     m_notices.tell(Kind::lost, service, "local", "withdrawn");
     for (Subscriber const& subscriber : m_subscribers.removeOf(service))
@@ -133,6 +132,12 @@ void Sd_directory::subscriberGone(Service_deployment const& service, std::uint16
         m_notices.tell(Kind::unsubscribed, service, subscriber.text(), "connection gone");
 }
 
+void Sd_directory::connected(Endpoint const& at, Address const& peer) {
+    for (Sd_request const& request : m_early.takeConnected(at, peer))
+        if (accept(request) != Subscribe_result::accepted) refuse(request.peer, request.entry);
+    settle();
+}
+
 void Sd_directory::report(Runtime_report& report) const {
     auto const now = m_clock.now();
     report.discovery = m_deployment.discovery.mode == Discovery::Mode::multicast ? "multicast" : "unicast";
@@ -174,9 +179,13 @@ void Sd_directory::heard(Address const& peer, Sd_peers::Heard heard, Sd_message 
     if (heard != Sd_peers::Heard::known && m_deployment.discovery.mode == Discovery::Mode::unicast)
         for (Row const& row : m_rows)
             if (row.offer.isAnnounced()) m_channel.tell(peer, offerOf(row));
+    // Not everybody shall answer at once what everybody was asked.
+    auto const answerAt =
+        byMulticast ? std::optional(m_clock.now() + random(m_deployment.discovery.requestResponseDelay))
+                    : std::nullopt;
     for (Sd_entry const& entry : message.entries) switch (entry.type) {
             case Sd_entry::Type::find:
-                handleFind(peer, entry, byMulticast);
+                handleFind(peer, entry, answerAt);
                 break;
             case Sd_entry::Type::offer:
                 handleOffer(peer, entry);
@@ -193,9 +202,17 @@ void Sd_directory::heard(Address const& peer, Sd_peers::Heard heard, Sd_message 
     settle();
 }
 
+std::set<Address> Sd_directory::partners() const {
+    auto partners = m_subscribers.peers();
+    for (Row const& row : m_rows)
+        if (row.search.found()) partners.insert(row.search.found()->peer);
+    return partners;
+}
+
 void Sd_directory::peerRebooted(Address const& peer) {
     m_notices.tell({Kind::rebooted, {}, {}, peer.text(), "rebooted"});
     forget(m_subscribers.removeOf(peer), "rebooted");
+    m_early.removeOf(peer);
     for (Row& row : m_rows) {
         auto const before = row.search.found();
         if (row.search.rebooted(peer, m_clock.now(), initialDelay()) == Sd_search::Change::lost)
@@ -203,27 +220,18 @@ void Sd_directory::peerRebooted(Address const& peer) {
     }
 }
 
-void Sd_directory::handleFind(Address const& peer, Sd_entry const& entry, bool byMulticast) {
+void Sd_directory::handleFind(Address const& peer, Sd_entry const& entry,
+                              std::optional<Sd_answers::Time> answerAt) {
     for (Row const& row : m_rows) {
         Service_deployment const& service = row.deployment;
         if (!row.offer.isAnnounced() || entry.service != service.serviceId ||
             !means(entry.instance, ANY_INSTANCE, service.instanceId) ||
             !means(entry.major, ANY_MAJOR, service.major) || !means(entry.minor, ANY_MINOR, service.minor))
             continue;
-        if (!byMulticast) {
+        if (answerAt)
+            m_answers.add(peer, service, *answerAt);
+        else
             m_channel.tell(peer, offerOf(row));
-            continue;
-        }
-        // Not everybody shall answer at once what everybody was asked.
-        m_lateAnswers.emplace(peer, &service);
-        if (m_answerTimer) continue;
-        m_answerTimer = m_clock.after(random(m_deployment.discovery.requestResponseDelay), [this] {
-            m_answerTimer.reset();
-            for (auto const& [asker, asked] : std::exchange(m_lateAnswers, {}))
-                if (Row const& present = rowOf(*asked); present.offer.isAnnounced())
-                    m_channel.tell(asker, offerOf(present));
-            settle();
-        });
     }
 }
 
@@ -273,20 +281,30 @@ void Sd_directory::handleSubscribe(Address const& peer, Sd_entry const& entry) {
     Service_deployment const& service = row->deployment;
     Subscriber const subscriber{&service, entry.eventgroup, {service.endpoint.transport, *address}};
     if (entry.ttl == 0) {
+        m_early.remove(subscriber);
         if (m_subscribers.remove(subscriber)) forget({subscriber}, "stop");
         return;
     }
-    if (!row->here ||
-        m_publisher->subscribe(service, entry.eventgroup, subscriber.endpoint) != Subscribe_result::accepted)
-        return refuse(peer, entry);
+    Sd_request const request{subscriber, peer, entry};
+    auto const result = row->here ? accept(request) : Subscribe_result::notOffered;
+    if (result == Subscribe_result::accepted) return;
+    if (result != Subscribe_result::noConnection || !m_early.add(request, m_clock.now())) refuse(peer, entry);
+}
+
+Subscribe_result Sd_directory::accept(Sd_request const& request) {
+    auto const& [subscriber, peer, entry] = request;
+    Service_deployment const& service = *subscriber.service;
+    auto const result = m_publisher->subscribe(service, subscriber.eventgroup, subscriber.endpoint);
+    if (result != Subscribe_result::accepted) return result;
     Sd_entry ack = entry;
     ack.type = Sd_entry::Type::subscribeAck;
     ack.tcp = ack.udp = ack.multicast = std::nullopt;
     m_channel.tell(peer, ack);
-    if (!m_subscribers.add(subscriber, peer, m_clock.now(), std::chrono::seconds(entry.ttl))) return;
+    if (!m_subscribers.add(subscriber, peer, m_clock.now(), std::chrono::seconds(entry.ttl))) return result;
     m_notices.tell(Kind::subscribed, service, subscriber.endpoint.text(), "subscribe");
     m_channel.flush();
     m_publisher->sendInitial(service, entry.eventgroup, subscriber.endpoint);
+    return result;
 }
 
 void Sd_directory::refuse(Address const& peer, Sd_entry const& subscribe) {
@@ -364,6 +382,7 @@ void Sd_directory::forget(std::vector<Subscriber> const& subscribers, char const
 void Sd_directory::tick() {
     auto const now = m_clock.now();
     forget(m_subscribers.removeExpired(now), "ran out");
+    for (Sd_request const& request : m_early.takeExpired(now)) refuse(request.peer, request.entry);
     for (Row& row : m_rows) {
         if (row.offer.tick(now)) {
             unsigned const early = m_deployment.discovery.repetitions + 1;
@@ -386,6 +405,8 @@ void Sd_directory::tick() {
                 lost(row, before, "ran out");
         tickWishes(row, now);
     }
+    for (auto const& [asker, service] : m_answers.take(now))
+        if (Row const& row = rowOf(*service); row.offer.isAnnounced()) m_channel.tell(asker, offerOf(row));
     settle();
 }
 
@@ -421,17 +442,14 @@ std::optional<milliseconds> Sd_directory::due() const {
     auto const take = [&first](std::optional<milliseconds> due) {
         if (due && (!first || *due < *first)) first = due;
     };
+    take(m_early.due());
+    take(m_answers.due());
     for (Row const& row : m_rows) {
         take(row.offer.due());
         take(row.search.due());
         for (auto const& [eventgroup, wish] : row.wishes) take(wish.subscription.due());
     }
     return first;
-}
-
-milliseconds Sd_directory::random(Discovery::Delay const& delay) {
-    return milliseconds(
-        std::uniform_int_distribution<std::int64_t>(delay.least.count(), delay.most.count())(m_random));
 }
 
 /// By chance, or until others that wait already have waited, so that all leave in one message.

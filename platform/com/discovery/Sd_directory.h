@@ -2,12 +2,13 @@
 
 #include <map>
 #include <memory>
-#include <random>
 #include <set>
 #include <vector>
 
 #include "platform/com/discovery/Directory.h"
+#include "platform/com/discovery/Sd_answers.h"
 #include "platform/com/discovery/Sd_channel.h"
+#include "platform/com/discovery/Sd_early.h"
 #include "platform/com/discovery/Sd_offer.h"
 #include "platform/com/discovery/Sd_search.h"
 #include "platform/com/discovery/Sd_subscribers.h"
@@ -19,12 +20,13 @@
 namespace eb::com::runtime {
 
 /// Finds services by SOME/IP service discovery. What each instance and subscription does in its time is the
-/// business of Sd_offer, Sd_search, Sd_subscription and Sd_subscribers; this gives them messages and time,
-/// and sends and tells what comes of it.
+/// business of Sd_offer, Sd_search, Sd_subscription, Sd_subscribers, Sd_early and Sd_answers; this gives them
+/// messages and time, and sends and tells what comes of it.
 ///
 /// What this process offers its own users find at once, without a message. What others offer is known by
 /// their messages alone, and only what the deployment knows, in the same major version, at an address that
-/// can be called. All memory is bounded by the deployment and by the bounds of Sd_peers and Eventgroups.
+/// can be called. All memory is bounded by the deployment and by the bounds of Eventgroups, Sd_peers,
+/// Sd_early and Sd_answers.
 ///
 /// Owned by the runtime. io thread, but for the searches of users.
 class Sd_directory : public Directory, private Sd_channel::User {
@@ -47,6 +49,8 @@ public:
                         Endpoint const& subscriber) override;
     std::shared_ptr<Subscription_handle> subscribe(Service_id const& service, Instance_id const& instance,
                                                    Found found) override;
+
+    void connected(Endpoint const& at, Address const& peer) override;
 
     void report(Runtime_report& report) const override;
 
@@ -75,11 +79,15 @@ private:
 
     void heard(Address const& peer, Sd_peers::Heard heard, Sd_message const& message,
                bool byMulticast) override;
+    std::set<Address> partners() const override;
     void peerRebooted(Address const& peer);
-    void handleFind(Address const& peer, Sd_entry const& entry, bool byMulticast);
+    /// It is answered at `answerAt`, or at once.
+    void handleFind(Address const& peer, Sd_entry const& entry, std::optional<Sd_answers::Time> answerAt);
     void handleOffer(Address const& peer, Sd_entry const& entry);
     void handleSubscribe(Address const& peer, Sd_entry const& entry);
     void handleAnswer(Address const& peer, Sd_entry const& entry);
+    /// Asks the publisher, and acknowledges what it accepts.
+    Subscribe_result accept(Sd_request const& request);
     void refuse(Address const& peer, Sd_entry const& subscribe);
 
     void found(Row& row);
@@ -100,7 +108,9 @@ private:
     /// Ends every way in: sends what came of it, and sets the timer for what comes next.
     void settle();
     std::optional<std::chrono::milliseconds> due() const;
-    std::chrono::milliseconds random(Discovery::Delay const& delay);
+    std::chrono::milliseconds random(Discovery::Delay const& delay) {
+        return m_clock.between(delay.least, delay.most);
+    }
     std::chrono::milliseconds initialDelay();
 
     Row& rowOf(Service_deployment const& service);
@@ -121,13 +131,12 @@ private:
     Eventgroups* m_publisher = nullptr;
     std::vector<Row> m_rows;  // in the deployment's order
     Sd_subscribers m_subscribers;
+    Sd_early m_early;
+    Sd_answers m_answers;         // to searches by multicast
     std::uint64_t m_ignored = 0;  // entries
-    std::minstd_rand m_random;
     bool m_ended = false;
     Clock::Timer m_timer;
     std::optional<std::chrono::milliseconds> m_timerDue;
-    std::set<std::pair<Address, Service_deployment const*>> m_lateAnswers;  // to finds by multicast
-    Clock::Timer m_answerTimer;
 };
 
 }  // namespace eb::com::runtime

@@ -210,7 +210,7 @@ TEST_F(Sd_directory_test, UnknownEventgroupIsRefusedAndAskedForAgain) {
 TEST_F(Sd_directory_test, RefusedSubscriptionSucceedsLater) {
     Process server(m_clock, m_network);
     Process client(m_clock, m_network);
-    server.answer = Subscribe_result::noConnection;
+    server.answer = Subscribe_result::tooMany;
     server.offer(0);
     meet();
     client.subscribe(0);

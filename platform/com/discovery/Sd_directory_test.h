@@ -73,6 +73,10 @@ public:
             directory.subscribe(row(index), eventgroup, {row(index).endpoint.transport, {0x7F000001, 5555}});
         });
     }
+    /// A connection of `peer` to the instance is accepted.
+    void connect(std::size_t index, Address const& peer) {
+        with([&](Directory& directory) { directory.connected(row(index).endpoint, peer); });
+    }
     void unsubscribe(std::size_t index, std::uint16_t eventgroup = 7) {
         with([&](Directory& directory) { directory.unsubscribe(row(index), eventgroup); });
     }

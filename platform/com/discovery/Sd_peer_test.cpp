@@ -1,4 +1,5 @@
 // A directory and a peer that says whatever the test wants.
+#include <algorithm>
 #include <set>
 
 #include "platform/com/discovery/Sd_directory_test.h"
@@ -53,6 +54,13 @@ protected:
             if (message) entries.insert(entries.end(), message->entries.begin(), message->entries.end());
         }
         return entries;
+    }
+    /// How many of them answer a subscription.
+    std::size_t repliesHeard() {
+        auto const entries = heard();
+        return static_cast<std::size_t>(std::count_if(entries.begin(), entries.end(), [](auto const& entry) {
+            return entry.type == Type::subscribeAck;
+        }));
     }
     Sd_entry answer(std::uint32_t ttl) {
         Sd_entry answer = entry(Type::subscribeAck);
@@ -176,24 +184,46 @@ TEST_F(Sd_peer_test, FindIsAnsweredAtOnceAndOnlyIfItMeansWhatIsOffered) {
     }
 }
 
-TEST_F(Sd_peer_test, FindByMulticastIsAnsweredToItsAskerAfterARandomDelay) {
-    Process multicast(m_clock, m_network,
-                      deployment(R"({"mode": "multicast", "ttl_s": 36000, "cyclic_ms": 3600000,
-                                     "request_response_delay_ms": {"min": 20, "max": 60}})"));
-    multicast.offer(0);
-    pass(milliseconds(2'000));
-    auto const other = m_peer.bind({0x7F000001, 30496});
-    heard();
-    std::set<int> delays;
-    for (int round = 0; round < 50; ++round) {
+/// The same with a process of a multicast group, which offers the first instance and has announced it.
+class Sd_group_test : public Sd_peer_test {
+protected:
+    void start(std::string const& requestResponseDelay, std::string const& initialDelay = "0") {
+        group = std::make_unique<Process>(
+            m_clock, m_network,
+            deployment(R"({"mode": "multicast", "ttl_s": 36000, "cyclic_ms": 3600000, "initial_delay_ms": )" +
+                       span(initialDelay) + R"(, "request_response_delay_ms": )" +
+                       span(requestResponseDelay) + "}"));
+        group->offer(0);
+        pass(milliseconds(2'000));
+        heard();
+    }
+    /// Of "20" or "20,60".
+    static std::string span(std::string const& text) {
+        auto const comma = text.find(',');
+        return R"({"min": )" + text.substr(0, comma) + R"(, "max": )" +
+               (comma == std::string::npos ? text : text.substr(comma + 1)) + "}";
+    }
+    void askEverybody(Fake_channel& asker, std::vector<Sd_entry> entries) {
         Sd_message message;
         message.session = ++m_session;
         message.reboot = true;
-        message.entries = {entry(Type::find)};
-        m_socket->send(encode(message), Discovery{}.group);
+        message.entries = std::move(entries);
+        asker.send(encode(message), Discovery{}.group);
+        m_clock.settle();
+    }
+
+    std::unique_ptr<Process> group;
+    std::shared_ptr<Fake_channel> m_other = m_peer.bind({0x7F000001, 30496});
+};
+
+TEST_F(Sd_group_test, FindIsAnsweredToItsAskerAfterARandomDelay) {
+    start("20,60");
+    std::set<int> delays;
+    for (int round = 0; round < 50; ++round) {
+        askEverybody(*m_socket, {entry(Type::find)});
         int delay = 0;
         std::vector<Sd_entry> answers;
-        for (m_clock.settle(); (answers = heard()).empty() && delay < 1'000; ++delay) pass(milliseconds(1));
+        for (; (answers = heard()).empty() && delay < 1'000; ++delay) pass(milliseconds(1));
         ASSERT_EQ(answers.size(), 1U) << "in round " << round;
         EXPECT_EQ(answers[0].type, Type::offer);
         EXPECT_EQ(answers[0].service, 0x1001);
@@ -204,30 +234,63 @@ TEST_F(Sd_peer_test, FindByMulticastIsAnsweredToItsAskerAfterARandomDelay) {
         EXPECT_TRUE(heard().empty()) << "answered twice";
     }
     EXPECT_GT(delays.size(), 5U) << "41 delays are possible";
-    EXPECT_EQ(other->count(), 0U) << "who didn't ask isn't answered";
+    EXPECT_EQ(m_other->count(), 0U) << "who didn't ask isn't answered";
 }
 
-TEST_F(Sd_peer_test, FindByMulticastFromSeveralIsAnsweredToEachOfThem) {
-    Process multicast(m_clock, m_network,
-                      deployment(R"({"mode": "multicast", "ttl_s": 36000, "cyclic_ms": 3600000,
-                                     "request_response_delay_ms": {"min": 20, "max": 60}})"));
-    multicast.offer(0);
-    pass(milliseconds(2'000));
-    heard();
-    auto const other = m_peer.bind({0x7F000001, 30496});
-    Sd_message message;
-    message.session = 1;
-    message.reboot = true;
-    message.entries = {entry(Type::find), entry(Type::find)};
-    m_socket->send(encode(message), Discovery{}.group);
-    other->send(encode(message), Discovery{}.group);
+TEST_F(Sd_group_test, FindFromSeveralIsAnsweredToEachOfThemByWhatIsOfferedThen) {
+    start("20,60");
+    askEverybody(*m_socket, {entry(Type::find), entry(Type::find)});
+    askEverybody(*m_other, {entry(Type::find)});
     pass(milliseconds(19));
-    EXPECT_EQ(heard().size() + other->count(), 0U);
-    multicast.withdraw(0);
-    multicast.offer(0);  // what is offered when the answer is due counts
+    EXPECT_EQ(heard().size() + m_other->count(), 0U);
+    group->withdraw(0);
+    group->offer(0);
     pass(milliseconds(100));
     EXPECT_EQ(heard().size(), 1U);
-    EXPECT_EQ(other->count(), 1U);
+    EXPECT_EQ(m_other->count(), 1U);
+}
+
+TEST_F(Sd_group_test, EachAskerWaitsForItsOwnDelay) {
+    start("20");
+    askEverybody(*m_socket, {entry(Type::find)});
+    pass(milliseconds(15));
+    askEverybody(*m_other, {entry(Type::find)});
+    pass(milliseconds(4));
+    EXPECT_EQ(m_socket->count(), 0U);
+    pass(milliseconds(1));
+    EXPECT_EQ(m_socket->count(), 1U);
+    pass(milliseconds(14));
+    EXPECT_EQ(m_other->count(), 0U) << "it asked 15 ms later";
+    pass(milliseconds(1));
+    EXPECT_EQ(m_other->count(), 1U);
+    pass(milliseconds(100));
+    EXPECT_EQ(m_socket->count(), 1U);
+}
+
+TEST_F(Sd_group_test, WhatOneMessageAsksForIsAnsweredByOne) {
+    start("20,60");
+    group->offer(1);
+    pass(milliseconds(2'000));
+    Sd_entry second = entry(Type::find);
+    second.instance = 2;
+    askEverybody(*m_socket, {entry(Type::find), second});
+    pass(milliseconds(100));
+    EXPECT_EQ(m_socket->count(), 1U);
+    EXPECT_EQ(heard().size(), 2U);
+}
+
+TEST_F(Sd_group_test, AskerHearsOfWhatIsOfferedAnewByTheGroupIfItsAnswerIsDueBefore) {
+    start("20", "50");
+    auto const member = m_peer.join(Discovery{}.group);
+    askEverybody(*m_socket, {entry(Type::find)});
+    group->withdraw(0);
+    pass(milliseconds(1));
+    group->offer(0);
+    pass(milliseconds(49));
+    EXPECT_EQ(m_socket->count(), 0U) << "nobody is told of what isn't announced yet";
+    EXPECT_EQ(member->count(), 2U) << "the question and the withdrawal";
+    pass(milliseconds(1));
+    EXPECT_EQ(member->count(), 3U);
 }
 
 TEST_F(Sd_peer_test, SubscriberIsAnsweredAndForgottenWhenItRebootsOrStops) {
@@ -270,6 +333,104 @@ TEST_F(Sd_peer_test, SubscriptionThatCannotBeTakenIsRefused) {
         EXPECT_EQ(answers[0].eventgroup, bad.eventgroup);
     }
     EXPECT_EQ(sut.events(), Texts{});
+}
+
+TEST_F(Sd_peer_test, SubscriptionBeforeItsConnectionIsAcknowledgedWhenThatIsAccepted) {
+    sut.offer(0);
+    meet();
+    sut.answer = Subscribe_result::noConnection;
+    say({entry(Type::subscribe)});
+    heard();  // what somebody new is told
+    pass(milliseconds(500));
+    say({entry(Type::subscribe)});
+    sut.connect(0, {0x7F000001, 30601});
+    pass(milliseconds(1));
+    EXPECT_EQ(repliesHeard(), 0U) << "somebody else's";
+    sut.answer = Subscribe_result::accepted;
+    sut.connect(0, {0x7F000001, 30600});
+    pass(milliseconds(1));
+    EXPECT_EQ(heard(), std::vector{answer(5)});
+    EXPECT_EQ(sut.events(), Texts{"initial to tcp 127.0.0.1:30600"});
+    sut.connect(0, {0x7F000001, 30600});
+    pass(milliseconds(2'000));
+    EXPECT_EQ(repliesHeard(), 0U) << "answered twice";
+}
+
+TEST_F(Sd_peer_test, SubscriptionWhoseConnectionNeverComesIsRefusedAfterASecond) {
+    sut.offer(0);
+    meet();
+    sut.answer = Subscribe_result::noConnection;
+    say({entry(Type::subscribe)});
+    heard();
+    pass(milliseconds(600));
+    say({entry(Type::subscribe)});  // repeated, which buys no time
+    pass(milliseconds(397));
+    EXPECT_EQ(repliesHeard(), 0U);
+    pass(milliseconds(2));
+    auto const answers = heard();
+    ASSERT_FALSE(answers.empty());
+    EXPECT_EQ(answers.back(), answer(0));
+    sut.answer = Subscribe_result::accepted;
+    sut.connect(0, {0x7F000001, 30600});
+    pass(milliseconds(1));
+    EXPECT_EQ(repliesHeard(), 0U);
+    EXPECT_EQ(sut.events(), Texts{});
+}
+
+TEST_F(Sd_peer_test, SubscriptionTakenBackBeforeItsConnectionIsNotAnswered) {
+    Sd_entry stop = entry(Type::subscribe);
+    stop.ttl = 0;
+    for (int way = 0; way < 3; ++way) {
+        SCOPED_TRACE(way);
+        sut.answer = Subscribe_result::noConnection;
+        sut.offer(0);
+        meet();
+        say({entry(Type::subscribe)}, 20);
+        if (way == 0) say({stop});
+        if (way == 1) say({entry(Type::find, 0x7777)}, 1);
+        if (way == 2) sut.withdraw(0);
+        sut.answer = Subscribe_result::accepted;
+        sut.connect(0, {0x7F000001, 30600});
+        pass(milliseconds(2'000));
+        EXPECT_EQ(repliesHeard(), 0U);
+        EXPECT_EQ(sut.events(), Texts{});
+    }
+}
+
+TEST_F(Sd_peer_test, SubscriptionsThatWaitForTheirConnectionsAreBounded) {
+    sut.offer(0);
+    meet();
+    sut.answer = Subscribe_result::noConnection;
+    Sd_entry early = entry(Type::subscribe);
+    for (std::size_t count = 0; count < Sd_early::WAITING + 3; ++count, ++early.tcp->port) say({early});
+    EXPECT_EQ(repliesHeard(), 3U) << "refused at once";
+    pass(milliseconds(1'000));
+    EXPECT_EQ(repliesHeard(), Sd_early::WAITING);
+}
+
+TEST_F(Sd_peer_test, FloodOfStrangersShutsOutNeitherAPublisherNorSomebodyNew) {
+    sut.offer(2);
+    meet();
+    say({entry(Type::offer)}, 20);
+    Sd_message message;
+    message.session = 1;
+    message.reboot = true;
+    message.entries = {entry(Type::find, 0x7777)};
+    for (std::size_t count = 0; count < 2 * Sd_peers::PEERS; ++count) {
+        auto const stranger = m_peer.bind({0x7F000009, static_cast<std::uint16_t>(count + 1)});
+        stranger->send(encode(message), {0x7F000001, 30490});
+        m_clock.settle();
+        stranger->close();
+    }
+    EXPECT_EQ(sut.report().peers.size(), Sd_peers::PEERS);
+    auto const latecomer = m_peer.bind({0x7F000001, 30496});
+    message.entries = {entry(Type::find, 0x1002)};
+    latecomer->send(encode(message), {0x7F000001, 30490});
+    pass(milliseconds(1));
+    EXPECT_EQ(latecomer->count(), 1U) << "answered";
+    EXPECT_EQ(sut.where(0), "tcp 127.0.0.1:30600");
+    say({entry(Type::find, 0x7777)}, 1);
+    EXPECT_EQ(sut.where(0), "nowhere") << "its reboot is noticed";
 }
 
 TEST_F(Sd_peer_test, FloodOfNonsenseIsCountedAndHarmsNothing) {

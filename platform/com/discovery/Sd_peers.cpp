@@ -25,12 +25,14 @@ Sd_peers::Heard Sd_peers::hear(Address const& peer, bool multicast, Sd_message c
     if (first) {
         if (!makeRoom(now)) return Heard::tooMany;
         known = m_peers.emplace(peer, Peer{}).first;
+        known->second.sent = m_others;
     }
     Peer& state = known->second;
     auto& sessions = multicast ? state.multicast : state.unicast;
     auto heard = sessions.hear(message, hash);
     if (heard == Heard::outdated) return heard;
     state.heard = now;
+    state.turn = ++m_turns;
     if (heard == Heard::rebooted) {
         // What came before this message since the reboot was taken for copies, and goes on to be known. The
         // other session ids begin anew as well, which is no second reboot.
@@ -48,17 +50,24 @@ Sd_peers::Heard Sd_peers::hear(Address const& peer, bool multicast, Sd_message c
 
 bool Sd_peers::makeRoom(Time now) {
     if (m_peers.size() < PEERS) return true;
-    auto const oldest = std::min_element(m_peers.begin(), m_peers.end(), [](auto const& a, auto const& b) {
-        return a.second.heard < b.second.heard;
-    });
-    if (now - oldest->second.heard <= MEMORY) return false;
-    if (!m_kept.contains(oldest->first)) m_sent.erase(oldest->first);
-    m_peers.erase(oldest);
+    auto const partners = m_partners();
+    auto victim = m_peers.end();
+    for (auto peer = m_peers.begin(); peer != m_peers.end(); ++peer) {
+        bool const mayGo = !partners.contains(peer->first) || now - peer->second.heard > MEMORY;
+        if (mayGo && (victim == m_peers.end() || peer->second.turn < victim->second.turn)) victim = peer;
+    }
+    if (victim == m_peers.end()) return false;
+    m_others = std::max(m_others, victim->second.sent);
+    m_peers.erase(victim);
     return true;
 }
 
 Sd_peers::Stamp Sd_peers::next(Address const& target) {
-    std::uint32_t& sent = m_sent[target];
+    auto const kept = m_kept.find(target);
+    auto const peer = m_peers.find(target);
+    std::uint32_t& sent = kept != m_kept.end()    ? kept->second
+                          : peer != m_peers.end() ? peer->second.sent
+                                                  : m_others;
     constexpr std::uint32_t SESSIONS = 0xFFFF;
     Stamp const stamp{static_cast<std::uint16_t>(sent % SESSIONS + 1), sent < SESSIONS};
     // Once the flag is gone, it stays so: the count goes round without coming back to its beginning.

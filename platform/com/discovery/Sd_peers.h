@@ -2,8 +2,10 @@
 
 #include <array>
 #include <chrono>
+#include <functional>
 #include <map>
 #include <set>
+#include <utility>
 #include <vector>
 
 #include "platform/com/deployment/Deployment.h"
@@ -15,7 +17,8 @@ namespace eb::com::runtime {
 /// process that started again gives itself away.
 ///
 /// Session ids count from 1 for each receiver and, at the sender, for the multicast group apart; after 0xFFFF
-/// comes 1 again, and the reboot flag is no longer set. A peer has rebooted when
+/// comes 1 again, and the reboot flag is no longer set. Once a receiver had to be forgotten, new ones begin
+/// where it stood: it may come back, and shall not take us for rebooted. A peer has rebooted when
 ///
 /// - its flag was not set and is set now, or
 /// - it was and is set, and the session id isn't greater than the one before.
@@ -23,17 +26,24 @@ namespace eb::com::runtime {
 /// Datagrams may be doubled and may overtake each other without a reboot: an id of the last eight whose
 /// message is the same as before is a copy, and one that didn't come yet is out of date.
 ///
-/// Bounded: while PEERS are known and none of them can be forgotten, others aren't listened to. One thread.
+/// Bounded: in a full table somebody new takes the place of the stranger who was silent for the longest time,
+/// so that a flood of strangers shuts nobody out. A peer is no stranger while something that it offered or
+/// subscribed holds; those make room after MEMORY of silence. While PEERS of them are there, nobody new is
+/// listened to. One thread.
 class Sd_peers {
 public:
     using Time = std::chrono::milliseconds;
     static constexpr std::size_t PEERS = 256;
-    /// After this long a silent peer makes room for another one, and isn't told of offers any more if it is
-    /// nobody that everything is sent to anyway.
+    /// After this long a silent peer makes room for another one in any case, and isn't told of offers any
+    /// more if it is nobody that everything is sent to anyway.
     static constexpr std::chrono::seconds MEMORY{60};
 
+    /// Those who are no strangers; asked when the table is full.
+    using Partners = std::function<std::set<Address>()>;
+    explicit Sd_peers(Partners partners) : m_partners(std::move(partners)) {}
+
     /// The session ids of that target are never forgotten.
-    void keep(Address const& target) { m_kept.insert(target); }
+    void keep(Address const& target) { m_kept.try_emplace(target); }
 
     enum class Heard : std::uint8_t { known, first, rebooted, outdated, tooMany };
     Heard hear(Address const& peer, bool multicast, Sd_message const& message, std::size_t hash, Time now);
@@ -70,15 +80,19 @@ private:
     };
     struct Peer {
         Time heard{0};
+        std::uint64_t turn = 0;  // when it was heard, without ties
+        std::uint32_t sent = 0;  // messages
         unsigned reboots = 0;
         Sessions unicast;
         Sessions multicast;
     };
     bool makeRoom(Time now);
 
+    Partners const m_partners;
     std::map<Address, Peer> m_peers;
-    std::map<Address, std::uint32_t> m_sent;  // messages, per target
-    std::set<Address> m_kept;
+    std::uint64_t m_turns = 0;
+    std::map<Address, std::uint32_t> m_kept;  // messages that were sent
+    std::uint32_t m_others = 0;               // messages: the most that somebody got who isn't known any more
 };
 
 }  // namespace eb::com::runtime

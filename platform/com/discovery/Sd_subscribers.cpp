@@ -32,6 +32,12 @@ std::vector<Sd_subscribers::Subscriber> Sd_subscribers::removeOf(Service_deploym
         [&](Subscriber const& subscriber, auto const&) { return subscriber.service == &service; });
 }
 
+std::set<Address> Sd_subscribers::peers() const {
+    std::set<Address> peers;
+    for (auto const& [subscriber, state] : m_known) peers.insert(state.peer);
+    return peers;
+}
+
 std::optional<Sd_subscribers::Time> Sd_subscribers::due() const {
     std::optional<Time> first;
     for (auto const& [subscriber, state] : m_known)

@@ -4,6 +4,7 @@
 #include <compare>
 #include <map>
 #include <optional>
+#include <set>
 #include <vector>
 
 #include "platform/com/deployment/Deployment.h"
@@ -38,6 +39,7 @@ public:
     std::vector<Subscriber> removeOf(Address const& peer);
     std::vector<Subscriber> removeOf(Service_deployment const& service);
 
+    std::set<Address> peers() const;
     std::optional<Time> due() const;
 
 private:

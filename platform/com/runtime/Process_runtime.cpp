@@ -123,6 +123,7 @@ void Process_runtime::offer(std::shared_ptr<Provided_service> const& service) {
         if (!endpoint)
             endpoint = std::make_unique<someip::Server_endpoint>(
                 m_loop, *m_clock, *m_network, m_deployment.limits, deployment.endpoint,
+                [this, at = deployment.endpoint](Address const& peer) { m_directory->connected(at, peer); },
                 [this, at = deployment.endpoint](std::uint16_t id, std::uint16_t eventgroup,
                                                  Address const& subscriber) {
                     m_publisher->gone(at, id, eventgroup, subscriber);

@@ -8,9 +8,11 @@
 namespace eb::com::runtime::someip {
 
 Server_endpoint::Server_endpoint(std::shared_ptr<Loop> loop, Clock& clock, Network& network,
-                                 Limits const& limits, Endpoint local, Subscribers::Gone subscriberGone)
+                                 Limits const& limits, Endpoint local, Accepted accepted,
+                                 Subscribers::Gone subscriberGone)
     : m_network(network),
       m_local(local),
+      m_accepted(std::move(accepted)),
       m_context(new Server_context{std::move(loop), clock, limits, local.transport, {}, false}),
       m_subscribers(limits, std::move(subscriberGone)) {}
 
@@ -29,8 +31,10 @@ void Server_endpoint::open() {
     m_context->open = true;
     try {
         if (m_local.transport == Transport::tcp)
-            m_listener = m_network.listen(m_local.address,
-                                          [this](std::shared_ptr<Link> link) { add(std::move(link)); });
+            m_listener = m_network.listen(m_local.address, [this](std::shared_ptr<Link> link) {
+                Address const peer = link->remote();
+                if (add(std::move(link))) m_accepted(peer);
+            });
         else if (m_connections.empty())
             add(std::make_shared<Tp_link>(m_network.bindDatagrams(m_local.address), m_context->clock,
                                           m_context->limits));
@@ -40,12 +44,12 @@ void Server_endpoint::open() {
     }
 }
 
-void Server_endpoint::add(std::shared_ptr<Link> link) {
+bool Server_endpoint::add(std::shared_ptr<Link> link) {
     if (m_connections.size() >= m_context->limits.connections) {
         log(ara::log::LogLevel::kWarn, m_local.text() + ": too many connections; another one is closed");
         ++counters().dropped;
         link->close();
-        return;
+        return false;
     }
     auto const holder = std::make_shared<std::weak_ptr<Server_connection>>();
     auto const connection = std::make_shared<Server_connection>(m_context, std::move(link), [this, holder] {
@@ -56,6 +60,7 @@ void Server_endpoint::add(std::shared_ptr<Link> link) {
     *holder = connection;
     m_connections.insert(connection);
     connection->start();
+    return true;
 }
 
 void Server_endpoint::withdraw(Provided_service const& service) {

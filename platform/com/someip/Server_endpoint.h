@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <set>
 
@@ -13,8 +14,11 @@ namespace eb::com::runtime::someip {
 /// connections that stay for it. Owned by the runtime. io thread.
 class Server_endpoint {
 public:
+    /// Told of a stream that was accepted, once its peer may subscribe.
+    using Accepted = std::function<void(Address const& peer)>;
+
     Server_endpoint(std::shared_ptr<Loop> loop, Clock& clock, Network& network, Limits const& limits,
-                    Endpoint local, Subscribers::Gone subscriberGone);
+                    Endpoint local, Accepted accepted, Subscribers::Gone subscriberGone);
     ~Server_endpoint();
     Server_endpoint(Server_endpoint const&) = delete;
     Server_endpoint& operator=(Server_endpoint const&) = delete;
@@ -31,10 +35,12 @@ public:
 
 private:
     void open();
-    void add(std::shared_ptr<Link> link);
+    /// False if there are too many connections; it is closed then.
+    bool add(std::shared_ptr<Link> link);
 
     Network& m_network;
     Endpoint const m_local;
+    Accepted const m_accepted;
     std::shared_ptr<Server_context> const m_context;
     std::unique_ptr<Listener> m_listener;  // tcp
     std::set<std::shared_ptr<Server_connection>> m_connections;

@@ -1,6 +1,8 @@
 // Events and fields between runtimes that find each other over a bad network.
 #include <gtest/gtest.h>
 
+#include "platform/com/discovery/Sd_message.h"
+#include "platform/com/testing/Fake_peer.h"
 #include "platform/com/testing/Stack_test.h"
 
 namespace eb::com::runtime {
@@ -18,13 +20,14 @@ protected:
     Events_faults_test() : Stack_test({SERVER, CLIENT, OTHER}) {}
 
     void twoCycles() { m_clock.advance(2 * CYCLE); }
-    /// Whether that is the last that came of the field.
-    static bool hasField(Fake_client& client, Bytes const& value) {
+    /// Whether that is the last that came of the event.
+    static bool hears(Fake_client& client, Fake_event event, Bytes const& value) {
         return eventually([&] {
-            auto const samples = client.samples(FAKE_FIELD);
+            auto const samples = client.samples(event);
             return !samples.empty() && samples.back() == value;
         });
     }
+    static bool hasField(Fake_client& client, Bytes const& value) { return hears(client, FAKE_FIELD, value); }
     static bool isSubscribed(Fake_client& client) {
         return eventually([&] { return client.state(FAKE_FIELD) == Event_state::subscribed; });
     }
@@ -136,6 +139,56 @@ TEST_F(Events_faults_test, AfterAPartitionOfFiveSecondsTheFieldsValueIsTheNewest
     }
 }
 
+TEST_F(Events_faults_test, SubscriptionThatOvertakesItsConnectionIsAcknowledgedWhenThatIsThere) {
+    Fake_service service(*m_server, OVER_TCP);
+    service.send(FAKE_FIELD, {1});
+    twoCycles();
+    constexpr std::uint32_t EARLY = 0x7F000010;
+    Fake_peer peer(m_clock, m_network, EARLY);
+    auto const socket = peer.bind({EARLY, FAKE_SD_PORT});
+    Faults slow;
+    slow.delayFrom = slow.delayTo = milliseconds(100);
+    m_network.set(slow);
+    auto const stream = peer.connect({Transport::tcp, {SERVER, FAKE_PORT}});
+    m_network.set({});
+
+    Sd_message message;
+    message.session = 1;
+    message.reboot = true;
+    Sd_entry& subscribe = message.entries.emplace_back();
+    subscribe.type = Sd_entry::Type::subscribe;
+    subscribe.service = FAKE_TCP_ID;
+    subscribe.instance = 1;
+    subscribe.major = 2;
+    subscribe.eventgroup = FAKE_EVENTGROUP;
+    subscribe.ttl = 5;
+    subscribe.tcp = Address{EARLY, 49'152};  // the first of the network's own ports
+    socket->send(encode(message), {SERVER, FAKE_SD_PORT});
+    m_clock.advance(milliseconds(99));
+    EXPECT_EQ(counters().subscribers, 0);
+    socket->take();
+
+    m_clock.advance(milliseconds(1));
+    ASSERT_EQ(stream->local(), subscribe.tcp);
+    EXPECT_EQ(counters().subscribers, 1);
+    auto const answers = socket->take();
+    ASSERT_EQ(answers.size(), 1U);
+    Sd_message acknowledgement;
+    acknowledgement.session = 2;  // the first told of the offer
+    acknowledgement.reboot = true;
+    acknowledgement.entries = {subscribe};
+    acknowledgement.entries[0].type = Sd_entry::Type::subscribeAck;
+    acknowledgement.entries[0].tcp.reset();
+    EXPECT_EQ(answers[0].bytes, encode(acknowledgement));
+    someip::Header field;
+    field.service = FAKE_TCP_ID;
+    field.method = 0x8001;
+    field.session = 1;
+    field.interfaceVersion = 2;
+    field.type = 0x02;
+    EXPECT_EQ(stream->stream(), someip::encode(field, {1}));
+}
+
 TEST_F(Events_faults_test, BrokenConnectionIsMadeAgainWithItsSubscription) {
     Fake_service service(*m_server, OVER_TCP);
     Fake_client client(*m_client, OVER_TCP);
@@ -180,7 +233,7 @@ TEST_F(Events_faults_test, SubscriberThatNeverReadsIsDroppedAndOthersGetEverythi
     EXPECT_EQ(counters().subscribers, 2);
     service.send(FAKE_TICK, {77});
     m_clock.settle();
-    EXPECT_TRUE(eventually([&] { return deaf.samples(FAKE_TICK).back() == Bytes{77}; }));
+    EXPECT_TRUE(hears(deaf, FAKE_TICK, {77}));
 }
 
 TEST_F(Events_faults_test, SubscriberThatVanishesIsForgottenAndOneThatReturnsIsServed) {

@@ -108,6 +108,12 @@ std::shared_ptr<Fake_channel> Fake_peer::bind(Address const& local) {
     return channel;
 }
 
+std::shared_ptr<Fake_channel> Fake_peer::join(Address const& group) {
+    std::shared_ptr<Fake_channel> channel;
+    m_loop->run([&] { channel = keep(m_network->bindGroup(group, 0)); });
+    return channel;
+}
+
 std::shared_ptr<Fake_channel> Fake_peer::connect(Endpoint const& remote) {
     std::shared_ptr<Fake_channel> channel;
     m_loop->run([&] { channel = keep(m_network->connect(remote)); });

@@ -68,6 +68,7 @@ public:
     Fake_peer& operator=(Fake_peer const&) = delete;
 
     std::shared_ptr<Fake_channel> bind(Address const& local);
+    std::shared_ptr<Fake_channel> join(Address const& group);
     std::shared_ptr<Fake_channel> connect(Endpoint const& remote);
     /// Takes streams until `shut`.
     void listen(Address const& local);
