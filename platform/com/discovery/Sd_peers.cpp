@@ -23,7 +23,7 @@ Sd_peers::Heard Sd_peers::hear(Address const& peer, bool multicast, Sd_message c
     auto known = m_peers.find(peer);
     bool const first = known == m_peers.end();
     if (first) {
-        if (!makeRoom(now)) return Heard::tooMany;
+        makeRoom();
         known = m_peers.emplace(peer, Peer{}).first;
         known->second.sent = m_others;
     }
@@ -48,18 +48,18 @@ Sd_peers::Heard Sd_peers::hear(Address const& peer, bool multicast, Sd_message c
     return first ? Heard::first : heard;
 }
 
-bool Sd_peers::makeRoom(Time now) {
-    if (m_peers.size() < PEERS) return true;
+void Sd_peers::makeRoom() {
+    if (m_peers.size() < PEERS) return;
     auto const partners = m_partners();
+    auto const isStranger = [&](auto const& peer) { return !partners.contains(peer.first); };
+    bool const fewStrangers = std::count_if(m_peers.begin(), m_peers.end(), isStranger) < STRANGERS;
     auto victim = m_peers.end();
-    for (auto peer = m_peers.begin(); peer != m_peers.end(); ++peer) {
-        bool const mayGo = !partners.contains(peer->first) || now - peer->second.heard > MEMORY;
-        if (mayGo && (victim == m_peers.end() || peer->second.turn < victim->second.turn)) victim = peer;
-    }
-    if (victim == m_peers.end()) return false;
+    for (auto peer = m_peers.begin(); peer != m_peers.end(); ++peer)
+        if ((fewStrangers || isStranger(*peer)) &&
+            (victim == m_peers.end() || peer->second.turn < victim->second.turn))
+            victim = peer;
     m_others = std::max(m_others, victim->second.sent);
     m_peers.erase(victim);
-    return true;
 }
 
 Sd_peers::Stamp Sd_peers::next(Address const& target) {

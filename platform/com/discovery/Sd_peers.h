@@ -2,6 +2,7 @@
 
 #include <array>
 #include <chrono>
+#include <cstddef>
 #include <functional>
 #include <map>
 #include <set>
@@ -28,14 +29,15 @@ namespace eb::com::runtime {
 ///
 /// Bounded: in a full table somebody new takes the place of the stranger who was silent for the longest time,
 /// so that a flood of strangers shuts nobody out. A peer is no stranger while something that it offered or
-/// subscribed holds; those make room after MEMORY of silence. While PEERS of them are there, nobody new is
-/// listened to. One thread.
+/// subscribed holds. So that those don't shut anybody out either, STRANGERS places aren't theirs: while fewer
+/// strangers are there, whoever was silent for the longest time makes room. One thread.
 class Sd_peers {
 public:
     using Time = std::chrono::milliseconds;
     static constexpr std::size_t PEERS = 256;
-    /// After this long a silent peer makes room for another one in any case, and isn't told of offers any
-    /// more if it is nobody that everything is sent to anyway.
+    static constexpr std::ptrdiff_t STRANGERS = PEERS / 2;
+    /// After this long a silent peer isn't told of offers any more if it is nobody that everything is sent to
+    /// anyway.
     static constexpr std::chrono::seconds MEMORY{60};
 
     /// Those who are no strangers; asked when the table is full.
@@ -45,7 +47,7 @@ public:
     /// The session ids of that target are never forgotten.
     void keep(Address const& target) { m_kept.try_emplace(target); }
 
-    enum class Heard : std::uint8_t { known, first, rebooted, outdated, tooMany };
+    enum class Heard : std::uint8_t { known, first, rebooted, outdated };
     Heard hear(Address const& peer, bool multicast, Sd_message const& message, std::size_t hash, Time now);
 
     struct Stamp {
@@ -86,7 +88,7 @@ private:
         Sessions unicast;
         Sessions multicast;
     };
-    bool makeRoom(Time now);
+    void makeRoom();
 
     Partners const m_partners;
     std::map<Address, Peer> m_peers;

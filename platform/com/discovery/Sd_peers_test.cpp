@@ -1,6 +1,8 @@
 // Who is known to service discovery, and what waits for whom: tables that a flood can't fill for good.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "platform/com/discovery/Sd_answers.h"
 #include "platform/com/discovery/Sd_early.h"
 #include "platform/com/discovery/Sd_peers.h"
@@ -17,8 +19,8 @@ protected:
     static Sd_subscribers::Subscriber subscriber(Service_deployment const& service, std::uint16_t port) {
         return {&service, 1, {Transport::udp, {0x7F000001, port}}};
     }
-    Service_deployment const m_one;
-    Service_deployment const m_other;
+    Service_deployment const m_one{};
+    Service_deployment const m_other{};
     Address const m_peer{0x7F000001, 30490};
     Address const m_second{0x7F000001, 30491};
     Sd_subscribers sut;
@@ -180,19 +182,26 @@ TEST_F(Sd_peers_test, FloodOfStrangersShutsOutNeitherPartnersNorAnybodyNew) {
     EXPECT_EQ(hear(1, true, 7), Heard::rebooted);
 }
 
-TEST_F(Sd_peers_test, TableFullOfPartnersListensToNobodyNewUntilOneWasSilentForLong) {
+TEST_F(Sd_peers_test, PartnersTakeHalfOfTheTableForGoodAndTheRestUntilSomebodyNeedsIt) {
     fill();
     for (auto const& known : sut.known()) m_partners.insert(known.address);
-    m_peer = {2, 1};
-    EXPECT_EQ(hear(1), Heard::tooMany);
     m_peer = {1, 1};
     EXPECT_EQ(hear(2), Heard::known);
-    m_now = Sd_peers::MEMORY + milliseconds(1);
-    EXPECT_TRUE(sut.heard(m_now).empty());
-    m_peer = {2, 1};
-    EXPECT_EQ(hear(1), Heard::first);
-    EXPECT_EQ(sut.known().size(), Sd_peers::PEERS);
-    EXPECT_EQ(sut.heard(m_now), std::vector{m_peer});
+    for (m_peer = {2, 1}; m_peer.port <= 10 * Sd_peers::PEERS; ++m_peer.port)
+        ASSERT_EQ(hear(1), Heard::first);
+    auto const known = sut.known();
+    EXPECT_EQ(known.size(), Sd_peers::PEERS);
+    EXPECT_EQ(std::count_if(known.begin(), known.end(),
+                            [this](auto const& peer) { return m_partners.contains(peer.address); }),
+              static_cast<std::ptrdiff_t>(Sd_peers::PEERS) - Sd_peers::STRANGERS);
+    m_peer = {1, 1};
+    EXPECT_EQ(hear(3), Heard::known) << "others were silent for longer";
+}
+
+TEST_F(Sd_peers_test, PeerThatWasSilentForLongIsNotTold) {
+    hear(1);
+    EXPECT_EQ(sut.heard(Sd_peers::MEMORY), std::vector{m_peer});
+    EXPECT_TRUE(sut.heard(Sd_peers::MEMORY + milliseconds(1)).empty());
 }
 
 TEST_F(Sd_peers_test, NobodyWhoWasForgottenTakesUsForRebooted) {
@@ -222,8 +231,8 @@ TEST_F(Sd_peers_test, FixedTargetsAreNeverForgotten) {
 }
 
 TEST(Sd_answers_test, EachIsDueAtItsOwnTimeAndWhoAsksTwiceIsAnsweredOnce) {
-    Service_deployment const one;
-    Service_deployment const other;
+    Service_deployment const one{};
+    Service_deployment const other{};
     Sd_answers sut;
     EXPECT_FALSE(sut.due());
     sut.add({1, 1}, one, milliseconds(30));
@@ -242,7 +251,7 @@ TEST(Sd_answers_test, EachIsDueAtItsOwnTimeAndWhoAsksTwiceIsAnsweredOnce) {
 }
 
 TEST(Sd_answers_test, TooManyAreLeftOut) {
-    Service_deployment const service;
+    Service_deployment const service{};
     Sd_answers sut;
     for (std::uint16_t port = 0; port < 2 * Sd_answers::WAITING; ++port)
         sut.add({1, port}, service, milliseconds(1));
@@ -256,8 +265,8 @@ protected:
         return {{&service, 1, {Transport::tcp, {0x7F000001, port}}}, {0x7F000001, peer}, {}};
     }
 
-    Service_deployment m_service;
-    Service_deployment m_other;
+    Service_deployment m_service{};
+    Service_deployment m_other{};
     Sd_early sut;
 };
 
