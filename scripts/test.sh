@@ -29,8 +29,8 @@ for preset in "${presets[@]}"; do
     started=$SECONDS
     report=$PWD/build/$preset/ctest.xml
     rm -rf "$report" "build/$preset/gtest" "build/$preset/java/junit"
-    ctest --preset "$preset" -j "$(($(nproc) + 1))" --output-junit "$report" >"build/$preset.test.log" 2>&1 || true
     # One test more than there are cores: many only wait.
+    ctest --preset "$preset" -j "$(($(nproc) + 1))" --output-junit "$report" >"build/$preset.test.log" 2>&1 || true
     # An entry of CTest may hold many tests, which are counted from its own report.
     read -r good bad < <(python3 scripts/count_tests.py "$report" "build/$preset/gtest" "build/$preset/java/junit")
     [[ $bad -eq 0 ]] || tail -n 100 "build/$preset.test.log"
