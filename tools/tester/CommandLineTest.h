@@ -14,6 +14,22 @@ namespace tester {
 
 class CommandLineTest : public testing::Test {
 protected:
+    /// An error stream on a terminal, whose user interrupts as soon as something is shown there.
+    class ImpatientUser final : public std::stringbuf {
+    public:
+        explicit ImpatientUser(CommandLineTest& test) : m_stop(test.stop) {
+            test.environment.errIsTerminal = true;
+            static_cast<std::ostream&>(test.err).rdbuf(this);
+        }
+
+    private:
+        int sync() override {
+            m_stop.request_stop();
+            return 0;
+        }
+        std::stop_source& m_stop;
+    };
+
     CommandLineTest() {
         environment.services = [this] { return std::make_unique<FakeServices>(ports); };
     }

@@ -11,8 +11,9 @@
 
 namespace tester {
 
-/// Answers each call with the next line of its script, on a thread of its own as the runtime does. Without a
-/// line left, and for a line that holds nothing, a call stays unanswered until it is cancelled.
+/// Answers each call with the next line of its script, on a thread of its own as the runtime does, but before
+/// the call returns: an answer is never late, however busy the machine and short the time-out. Without a line
+/// left, and for a line that holds nothing, a call stays unanswered until it is cancelled.
 class FakePort final : public eb::com::runtime::Client_port {
 public:
     using Result = eb::com::runtime::Call_result;
@@ -39,7 +40,7 @@ public:
             script.pop_front();
         }
         if (onCall) onCall();
-        if (next) m_threads.emplace_back([answer, next] { answer(*next); });
+        if (next) std::thread([&] { answer(*next); }).join();
         return std::make_shared<Open>(*this, next ? Answer{} : answer);
     }
 
@@ -72,8 +73,6 @@ private:
         FakePort& m_port;
         Answer m_answer;
     };
-
-    std::vector<std::jthread> m_threads;
 };
 
 /// Reaches the ports that a test has put in, and no others.

@@ -188,9 +188,10 @@ void DataService::replace(DataValues values) {
 }
 
 void DataService::play(Fault const& fault) {
-    m_tell({"fault", fault.line});
-    if (fault.target == Fault::Target::service) return playOnService(fault);
-    m_faults.begin(fault, steady_clock::now());
+    bool const onService = fault.target == Fault::Target::service;
+    if (!onService) m_faults.begin(fault, steady_clock::now());
+    m_tell({"fault", fault.line});  // whoever hears of it finds it in force
+    if (onService) playOnService(fault);
 }
 
 void DataService::playOnService(Fault const& fault) {

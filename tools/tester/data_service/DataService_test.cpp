@@ -245,7 +245,7 @@ TEST_F(DataServiceTest, CommandLineReachesTheServiceThatRuns) {
         std::ostringstream out;
         std::ostringstream err;
         Environment environment{out, err, false, false, {}, runtimeServices};
-        arguments.insert(arguments.begin(), {"tester", "--timeout", "2000", "data-service"});
+        arguments.insert(arguments.begin(), {"tester", "--timeout", "60000", "data-service"});
         int const code = tester::run(static_cast<int>(arguments.size()), arguments.data(), environment);
         return std::to_string(code) + ":" + out.str() + err.str();
     };

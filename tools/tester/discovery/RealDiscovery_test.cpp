@@ -1,14 +1,15 @@
 // `watch` and `doctor` over the real runtime.
+#include <condition_variable>
 #include <future>
+#include <map>
+#include <mutex>
 #include <sstream>
-#include <thread>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
 #include <ac/com/runtime/Component_singleton.h>
-#include <eb/com/runtime/Runtime_report.h>
 
 #include "tools/tester/CommandLine.h"
 #include "tools/tester/data_service/DataService.h"
@@ -18,8 +19,6 @@ namespace {
 
 using testing::AllOf;
 using testing::HasSubstr;
-
-constexpr std::chrono::seconds PATIENCE{20};
 
 DataValues values() {
     std::istringstream lines("2640 = 01\n");
@@ -53,42 +52,52 @@ protected:
     ac::com::runtime::Component_singleton runtime{false, "discovery test"};
 };
 
-TEST_F(RealDiscoveryTest, WatchTellsOfAnOfferItsEventsAndItsEnd) {
-    auto watching = std::async(std::launch::async, [this] {
-        return run({"watch", "--for", "60", "--json"});
-    });
-    auto service = startService();
-    auto const deadline = std::chrono::steady_clock::now() + PATIENCE;
-    auto const awaitSubscription = [&](std::string const& state) {
-        auto const stands = [&] {
-            for (auto const& instance : eb::com::runtime::report().instances)
-                if (!instance.events.empty() && instance.service_id == 0x0DDD)
-                    return instance.events[0].subscription == state;
-            return false;
-        };
-        while (!stands() && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
-    };
-    awaitSubscription("subscribed");  // it watches before it subscribes
-    service->command("service gone");
-    awaitSubscription("");
-    service->command("service back");
-    awaitSubscription("subscribed");
-    service->command("set 2640 02");
-    service.reset();
-    awaitSubscription("");
-    stop.request_stop();
-    Result const result = watching.get();
-
-    EXPECT_EQ(result.code, 130);
-    std::vector<std::string> seen;
-    std::istringstream lines(result.out);
-    for (std::string line; std::getline(lines, line);) {
-        auto const json = nlohmann::json::parse(line);
-        if (json["service"].get<std::string>().ends_with("DiagnosticDataDistribution"))
-            seen.push_back(json["event"]);
+/// What is shown, for a thread that waits for it while another one writes.
+class Screen final : public std::stringbuf {
+public:
+    /// Waits until as many lines tell of an event of the data service; the machine may be busy.
+    bool shows(std::string const& event, unsigned times) {
+        std::unique_lock lock(m_mutex);
+        return m_changed.wait_for(lock, std::chrono::seconds(60), [&] { return m_events[event] >= times; });
     }
-    EXPECT_THAT(seen, testing::IsSupersetOf({"event", "lost", "offered", "event", "event", "lost"}))
-        << result.out;
+
+private:
+    int sync() override {  // behind each line
+        auto const line = nlohmann::json::parse(str());
+        str("");
+        if (!line["service"].get<std::string>().ends_with("DiagnosticDataDistribution")) return 0;
+        std::lock_guard const lock(m_mutex);
+        ++m_events[line["event"]];
+        m_changed.notify_all();
+        return 0;
+    }
+
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::map<std::string, unsigned> m_events;  // guarded by m_mutex
+};
+
+TEST_F(RealDiscoveryTest, WatchTellsOfAnOfferItsEventsAndItsEnd) {
+    Screen screen;
+    std::ostream out(&screen);
+    std::ostringstream err;
+    Environment environment{out, err, false, false, stop.get_token(), runtimeServices};
+    char const* const arguments[] = {"tester", "watch", "--json"};
+    auto watching = std::async(std::launch::async, [&] { return tester::run(3, arguments, environment); });
+    // Whether its offer is told depends on who was first, the watch or the service.
+    auto service = startService();
+    EXPECT_TRUE(screen.shows("event", 1));
+    service->command("service gone");
+    EXPECT_TRUE(screen.shows("lost", 1));
+    service->command("service back");
+    EXPECT_TRUE(screen.shows("offered", 1));
+    EXPECT_TRUE(screen.shows("event", 2));
+    service->command("set 2640 02");
+    EXPECT_TRUE(screen.shows("event", 3));
+    service.reset();
+    EXPECT_TRUE(screen.shows("lost", 2));
+    stop.request_stop();
+    EXPECT_EQ(watching.get(), 130);
 }
 
 TEST_F(RealDiscoveryTest, WatchEndsAfterItsCountOrItsTime) {
