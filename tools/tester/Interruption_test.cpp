@@ -29,6 +29,19 @@ TEST(Interruption, SignalRequestsAStop) {
     }
 }
 
+TEST(Interruption, InquiriesAreCountedAndStopNothing) {
+    Interruption const interruption;
+    auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    for (unsigned asked = 1; asked <= 2; ++asked) {
+        kill(getpid(), SIGUSR1);
+        while (interruption.inquiries() != asked && std::chrono::steady_clock::now() < end)
+            std::this_thread::yield();
+        EXPECT_EQ(interruption.inquiries(), asked);
+    }
+    EXPECT_FALSE(interruption.stop().stop_requested());
+    EXPECT_EQ(interruption.signal(), 0);
+}
+
 TEST(Interruption, WithoutASignalItEndsQuietly) {
     std::stop_token stop;
     { stop = Interruption().stop(); }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <utility>
 
 #include "tools/tester/Targets.h"
 
@@ -25,6 +26,11 @@ Paint Session::paint() const {
     }
     char const* const noColor = std::getenv("NO_COLOR");
     return Paint(m_environment.outIsTerminal && (!noColor || !*noColor));
+}
+
+bool Session::asked() {
+    unsigned const all = m_environment.inquiries ? m_environment.inquiries->load() : 0;
+    return std::exchange(m_inquiries, all) != all;
 }
 
 void Session::setEnvironment() const {

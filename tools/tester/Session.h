@@ -1,6 +1,7 @@
 // One run of the program: what it was asked for, where it writes, and its way to the services.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -53,6 +54,8 @@ struct Environment {
     bool errIsTerminal = false;
     std::stop_token stop;
     std::function<std::unique_ptr<Services>()> services = runtimeServices;
+    /// Grows whenever the user asks how things stand; null if nobody can ask.
+    std::atomic<unsigned> const* inquiries = nullptr;
 };
 
 /// Puts terminal colours around texts, or leaves them alone.
@@ -79,6 +82,8 @@ public:
     std::ostream& err() const noexcept { return m_environment.err; }
     std::stop_token const& stop() const noexcept { return m_environment.stop; }
     Paint paint() const;
+    /// Whether the user has asked how things stand since the last call.
+    bool asked();
 
     /// Starts the runtime at the first call, so that a subcommand that needs none does without.
     Services& services();
@@ -105,6 +110,7 @@ private:
     std::unique_ptr<Services> m_services;
     std::optional<std::chrono::steady_clock::time_point> m_waitUntil;  // set by the first wait
     bool m_progressShown = false;
+    unsigned m_inquiries = 0;  // that were noticed
 };
 
 }  // namespace tester

@@ -124,6 +124,7 @@ void Connection::take(Frame frame) {
 void Connection::activate(Frame const& frame) {
     std::uint16_t const tester = read16(frame.payload, 0);
     m_held = true;
+    m_inactivity.cancel();  // it has come; an alive check may take longer
     m_shared.routing.request(*this, tester, frame.payload[2],
                              [weak = weak_from_this(), tester](Activation code) {
                                  auto const self = weak.lock();

@@ -1,5 +1,6 @@
 // `doip`: a DoIP gateway in front of the vehicle's services, for UDS testers of any make.
 #include <cctype>
+#include <cerrno>
 #include <charconv>
 #include <cmath>
 #include <system_error>
@@ -21,7 +22,8 @@ using Json = nlohmann::ordered_json;
 
 constexpr char DOIP_FOOTER[] = R"(
 Answers ISO 13400-2 by UDP and TCP, and ISO 14229-1 behind it: 0x10, 0x14, 0x19, 0x22, 0x31 and 0x3E. Data
-identifiers are read, routines run and trouble codes watched as the other commands do. Runs until Ctrl-C.
+identifiers are read, routines run and trouble codes watched as the other commands do. Runs until Ctrl-C, and
+then tells what it counted and how fast it was; `kill -USR1` has it tell so at any time.
 
 Examples:
   tester doip
@@ -68,6 +70,20 @@ char const* wordOf(Happening::Kind kind) {
     return "trouble_code";
 }
 
+/// What to do about an address that can't be listened at.
+char const* adviceOn(std::error_code const& error) {
+    switch (error.value()) {
+        case EADDRINUSE:
+            return "; another gateway may run there: end it, or choose --bind or --port";
+        case EADDRNOTAVAIL:
+            return "; this machine has no such address: choose --bind";
+        case EACCES:
+            return "; ports below 1024 are the administrator's: choose --port";
+        default:
+            return "; choose --bind or --port";
+    }
+}
+
 Json toJson(Times const& times) {
     auto const [least, median, p99, most] = times.summary();
     return {{"count", times.count()}, {"min", least}, {"median", median}, {"p99", p99}, {"max", most},
@@ -98,7 +114,9 @@ public:
             ->capture_default_str();
         doip->add_flag("--any-session", m_settings.anySession,
                        "Start and stop routines in the default session as well");
-        doip->add_flag("--quiet", m_quiet, "Tell only where it listens, and what it counted at the end");
+        doip->add_flag("--no-announcement", m_silent,
+                       "Don't announce the vehicle, which is done at a loopback address only");
+        doip->add_flag("--quiet", m_quiet, "Tell only where it listens, and what it counted");
         return doip;
     }
 
@@ -107,8 +125,11 @@ public:
             session.err() << "tester: doip has no raw form" << std::endl;
             return ExitCode::usage;
         }
-        if (m_settings.entity.testersFrom > m_settings.entity.testersTo)
-            throw std::invalid_argument("--testers: the first address is above the last");
+        if (std::string const mistake = mistakeInAddresses(); !mistake.empty()) {
+            session.err() << "tester: " << mistake << std::endl;
+            return ExitCode::usage;
+        }
+        if (!m_silent) m_settings.announceTo = announcementsOf(m_settings.address);
         Journal<Happening> journal;
         std::stop_source ending;
         std::stop_callback const interrupted(session.stop(), [&ending] { ending.request_stop(); });
@@ -123,14 +144,16 @@ public:
         try {
             Gateway gateway(m_settings, vehicle, tell);
             show(session, std::chrono::system_clock::now(), listening(gateway.port()));
-            while (!session.stop().stop_requested()) showAll(session, journal);
+            while (!session.stop().stop_requested()) {
+                showAll(session, journal);
+                if (session.asked()) showStatistics(session, gateway.statistics());
+            }
             ending.request_stop();
             Statistics const& statistics = gateway.stop();
             showAll(session, journal);
             showStatistics(session, statistics);
         } catch (std::system_error const& error) {
-            session.err() << "tester: " << error.what()
-                          << "; another gateway may run there: choose --bind or --port" << std::endl;
+            session.err() << "tester: " << error.what() << adviceOn(error.code()) << std::endl;
             return ExitCode::usage;
         }
         return ExitCode::interrupted;
@@ -226,6 +249,23 @@ private:
             ->default_str(std::to_string(value.count()));
     }
 
+    /// Empty if there is none.
+    std::string mistakeInAddresses() const {
+        Entity const& entity = m_settings.entity;
+        if (entity.testersFrom > entity.testersTo) return "--testers: the first address is above the last";
+        if (entity.functional == entity.address)
+            return "--functional-address " + hexNumber(entity.functional) +
+                   " is the gateway's own: choose another, or another --logical-address";
+        for (auto const& [option, address] : {std::pair("--logical-address ", entity.address),
+                                              std::pair("--functional-address ", entity.functional)}) {
+            if (entity.isTester(address))
+                return option + hexNumber(address) + " is one of the testers', " +
+                       hexNumber(entity.testersFrom) + " to " + hexNumber(entity.testersTo) +
+                       ": choose another, or other --testers";
+        }
+        return {};
+    }
+
     Happening listening(std::uint16_t port) const {
         Entity const& entity = m_settings.entity;
         std::string const where = m_settings.address.to_string() + ':' + std::to_string(port);
@@ -281,7 +321,8 @@ private:
 
     void showStatistics(Session& session, Statistics const& counted) const {
         if (session.options().format == Format::json) {
-            Json const line{{"event", "statistics"},
+            Json const line{{"time", clockText(std::chrono::system_clock::now())},
+                            {"event", "statistics"},
                             {"connections", counted.connections},
                             {"requests", counted.requests},
                             {"positive", counted.positive},
@@ -304,6 +345,7 @@ private:
 
     GatewaySettings m_settings;
     bool m_quiet = false;
+    bool m_silent = false;
 };
 
 }  // namespace doip

@@ -18,6 +18,9 @@
 
 namespace tester::doip {
 
+/// The functional address.
+inline constexpr std::uint16_t FUNCTIONAL = 0xE400;
+
 /// "22 B0 47", blanks as one likes.
 inline Message bytes(std::string const& digits) {
     Message all;
@@ -156,6 +159,19 @@ protected:
         EXPECT_EQ(client.activate(tester), 0x10);
         return client;
     }
+    /// The same where limits are so short that a tester may itself be too slow on a busy machine, and then
+    /// tries again.
+    Client insistentClient(std::uint16_t tester = Client::TESTER) {
+        auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+        std::optional<Client> client;
+        int code = -1;
+        while (code == -1 && std::chrono::steady_clock::now() < end) {
+            client.emplace(connect());
+            code = client->activate(tester);
+        }
+        EXPECT_EQ(code, 0x10);
+        return std::move(*client);
+    }
     /// The answer to a datagram; empty if none comes in front of the next one's.
     Message datagram(Message const& request) {
         asio::io_context context;
@@ -166,6 +182,21 @@ protected:
         Message answer(2048);
         answer.resize(socket.receive(asio::buffer(answer)));
         return answer[0] == VERSION_2019 && read16(answer, 2) == 0x4002 ? Message() : answer;
+    }
+
+    /// Waits for a line for people; the machine may be busy.
+    bool told(std::string const& text) {
+        auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+        while (std::chrono::steady_clock::now() < end) {
+            {
+                std::lock_guard const lock(mutex);
+                for (auto const& line : lines) {
+                    if (line.find(text) != std::string::npos) return true;
+                }
+            }
+            std::this_thread::yield();
+        }
+        return false;
     }
 
     FakeServices::Ports ports;

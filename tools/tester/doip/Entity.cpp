@@ -43,6 +43,10 @@ DatagramAnswer refused(Header const& header, HeaderNack code) {
 
 }  // namespace
 
+Message announcement(Entity const& entity) {
+    return frame(VERSION_2012, Type::announcement, identity(entity));
+}
+
 DatagramAnswer answerDatagram(Entity const& entity, Status const& status, Bytes datagram) {
     if (datagram.size() < HEADER_SIZE) return {{}, "less than a header: ignored"};
     std::array<unsigned char, HEADER_SIZE> front{};

@@ -51,6 +51,9 @@ struct Status {
     bool ready;               ///< the vehicle's diagnostics are there
 };
 
+/// What tells everybody of the entity, unasked.
+Message announcement(Entity const& entity);
+
 /// What a datagram came to.
 struct DatagramAnswer {
     Message frame;        ///< to be sent to where the datagram came from; empty if nothing is

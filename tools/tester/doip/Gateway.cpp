@@ -1,5 +1,6 @@
 #include "tools/tester/doip/Gateway.h"
 
+#include <future>
 #include <system_error>
 
 #include <asio/post.hpp>
@@ -12,7 +13,20 @@ std::string textOf(asio::ip::address const& address, std::uint16_t port) {
     return address.to_string() + ':' + std::to_string(port);
 }
 
+std::string textOf(asio::ip::udp::endpoint const& endpoint) {
+    return textOf(endpoint.address(), endpoint.port()) + "/udp";
+}
+
+// Of vehicle announcements.
+constexpr int ANNOUNCEMENTS = 3;
+constexpr milliseconds ANNOUNCEMENT_INTERVAL{500};
+
 }  // namespace
+
+std::optional<asio::ip::udp::endpoint> announcementsOf(asio::ip::address const& address) {
+    if (!address.is_loopback()) return {};
+    return asio::ip::udp::endpoint(asio::ip::address_v4({127, 255, 255, 255}), PORT);
+}
 
 Gateway::Gateway(GatewaySettings settings, Vehicle& vehicle, Tell tell)
     : m_settings(std::move(settings)),
@@ -36,15 +50,24 @@ Gateway::Gateway(GatewaySettings settings, Vehicle& vehicle, Tell tell)
                [this] { resumeAccepting(); }},
       m_acceptor(m_context),
       m_datagrams(m_context),
-      m_retry(m_context) {
+      m_retry(m_context),
+      m_nextAnnouncement(m_context) {
     open();
     resumeAccepting();
     receive();
+    asio::post(m_context, [this] { announce(ANNOUNCEMENTS); });
     m_thread = std::thread([this] { m_context.run(); });
 }
 
 Gateway::~Gateway() {
     stop();
+}
+
+Statistics Gateway::statistics() {
+    if (!m_thread.joinable()) return m_statistics;
+    std::promise<Statistics> counted;
+    asio::post(m_context, [this, &counted] { counted.set_value(m_statistics); });
+    return counted.get_future().get();
 }
 
 Statistics const& Gateway::stop() {
@@ -60,6 +83,7 @@ void Gateway::closeAll() {
     m_acceptor.close();
     m_datagrams.close();
     m_retry.cancel();
+    m_nextAnnouncement.cancel();
     auto const connections = m_connections;
     for (auto const& each : connections) each->close("the gateway ends");
 }
@@ -67,13 +91,18 @@ void Gateway::closeAll() {
 void Gateway::open() {
     constexpr int ATTEMPTS = 20;  // a port that is free for TCP may be taken for UDP
     for (int attempt = 1;; ++attempt) {
+        char const* carrier = "tcp ";
         try {
             m_acceptor.open(asio::ip::tcp::v4());
             m_acceptor.set_option(asio::ip::tcp::acceptor::reuse_address(true));
             m_acceptor.bind({m_settings.address, m_settings.port});
             m_acceptor.listen();
             m_port = m_acceptor.local_endpoint().port();
+            carrier = "udp ";
             m_datagrams.open(asio::ip::udp::v4());
+            // Beside a tester that listens for announcements at all addresses.
+            m_datagrams.set_option(asio::ip::udp::socket::reuse_address(true));
+            m_datagrams.set_option(asio::ip::udp::socket::broadcast(true));
             m_datagrams.bind({m_settings.address, m_port});
             m_datagrams.non_blocking(true);
             return;
@@ -81,7 +110,7 @@ void Gateway::open() {
             m_acceptor.close();
             m_datagrams.close();
             if (m_settings.port == 0 && attempt < ATTEMPTS) continue;
-            throw std::system_error(error.code(), textOf(m_settings.address, m_settings.port));
+            throw std::system_error(error.code(), carrier + textOf(m_settings.address, m_settings.port));
         }
     }
 }
@@ -108,6 +137,12 @@ void Gateway::accept() {
     });
 }
 
+void Gateway::announce(int times) {
+    if (times == 0 || !m_settings.announceTo || m_ending) return;
+    send(announcement(m_settings.entity), *m_settings.announceTo);
+    m_nextAnnouncement.set(ANNOUNCEMENT_INTERVAL, [this, times] { announce(times - 1); });
+}
+
 void Gateway::receive() {
     m_datagrams.async_receive_from(asio::buffer(m_datagram), m_sender,
                                    [this](asio::error_code const& error, std::size_t size) {
@@ -120,13 +155,16 @@ void Gateway::receive() {
 void Gateway::answer(Bytes datagram) {
     Status const status{m_settings.transport.sockets, m_routing.active(), m_vehicle.isReady()};
     DatagramAnswer const answer = answerDatagram(m_settings.entity, status, datagram);
-    std::string const peer = textOf(m_sender.address(), m_sender.port()) + "/udp";
-    m_tell(Happening(Happening::Kind::received, peer, datagram, answer.meaning));
-    if (answer.frame.empty()) return;
-    asio::error_code lost;  // the sender may ask again
-    m_datagrams.send_to(asio::buffer(answer.frame), m_sender, 0, lost);
-    m_tell(Happening(Happening::Kind::sent, peer, answer.frame,
-                     typeName(read16(answer.frame, 2)) + (lost ? ": " + lost.message() : "")));
+    m_tell(Happening(Happening::Kind::received, textOf(m_sender), datagram, answer.meaning));
+    if (!answer.frame.empty()) send(answer.frame, m_sender);
+}
+
+/// One that is lost may be asked for again.
+void Gateway::send(Message const& datagram, asio::ip::udp::endpoint const& where) {
+    asio::error_code lost;
+    m_datagrams.send_to(asio::buffer(datagram), where, 0, lost);
+    m_tell(Happening(Happening::Kind::sent, textOf(where), datagram,
+                     typeName(read16(datagram, 2)) + (lost ? ": " + lost.message() : "")));
 }
 
 }  // namespace tester::doip

@@ -1,6 +1,7 @@
 // The DoIP gateway: its sockets and its thread.
 #pragma once
 
+#include <optional>
 #include <set>
 #include <thread>
 
@@ -12,6 +13,10 @@ namespace tester::doip {
 
 inline constexpr std::uint16_t PORT = 13400;  ///< UDP_DISCOVERY and TCP_DATA
 
+/// Where a gateway that listens at this address may announce itself: all of the loopback net. None for other
+/// addresses, since nothing is sent to a real network unasked.
+std::optional<asio::ip::udp::endpoint> announcementsOf(asio::ip::address const& address);
+
 struct GatewaySettings {
     asio::ip::address address = asio::ip::address_v4::loopback();
     std::uint16_t port = PORT;  ///< 0: any that is free for both UDP and TCP
@@ -19,14 +24,15 @@ struct GatewaySettings {
     Transport transport;
     UdsTiming timing;
     bool anySession = false;  ///< routines are started and stopped in the default session as well
+    std::optional<asio::ip::udp::endpoint> announceTo;  ///< three times, 500 ms apart
 };
 
 /// Answers DoIP on one address, by UDP and TCP, until it is ended. All connections live on one thread of its
-/// own; the vehicle is asked on others. Sends nothing to whoever hasn't asked.
+/// own; the vehicle is asked on others. But for announcements it sends nothing to whoever hasn't asked.
 class Gateway {
 public:
-    /// Throws std::system_error that names the address if it can't be used. `tell` runs on the gateway's
-    /// thread; it and the vehicle have to outlive the gateway.
+    /// Throws std::system_error that names carrier and address if they can't be used. `tell` runs on the
+    /// gateway's thread; it and the vehicle have to outlive the gateway.
     Gateway(GatewaySettings settings, Vehicle& vehicle, Tell tell);
     /// Closes all connections, and waits for calls of the vehicle that are under way: whoever is in a hurry
     /// stops those before.
@@ -36,6 +42,8 @@ public:
 
     std::uint16_t port() const noexcept { return m_port; }
 
+    /// What it has counted so far. For the thread that ends it.
+    Statistics statistics();
     /// Ends it. Afterwards what it counted stays as it is.
     Statistics const& stop();
 
@@ -44,8 +52,10 @@ private:
     void closeAll();
     void accept();
     void resumeAccepting();
+    void announce(int times);
     void receive();
     void answer(Bytes datagram);
+    void send(Message const& datagram, asio::ip::udp::endpoint const& where);
 
     GatewaySettings const m_settings;
     Vehicle& m_vehicle;
@@ -63,6 +73,7 @@ private:
     std::array<unsigned char, 2048> m_datagram{};
     asio::ip::udp::endpoint m_sender;
     Alarm m_retry;
+    Alarm m_nextAnnouncement;
     std::set<std::shared_ptr<Connection>> m_connections;
     bool m_accepting = false;
     bool m_ending = false;

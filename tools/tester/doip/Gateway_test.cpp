@@ -1,4 +1,6 @@
 // The gateway at its sockets, on services that a test commands.
+#include <poll.h>
+
 #include "tools/tester/doip/DoipTest.h"
 
 namespace tester::doip {
@@ -7,25 +9,7 @@ namespace {
 using testing::Contains;
 using testing::HasSubstr;
 
-constexpr std::uint16_t FUNCTIONAL = 0xE400;
-
-class GatewayTest : public DoipTest {
-protected:
-    /// Waits for a line for people; the machine may be busy.
-    bool told(std::string const& text) {
-        auto const end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-        while (std::chrono::steady_clock::now() < end) {
-            {
-                std::lock_guard const lock(mutex);
-                for (auto const& line : lines) {
-                    if (line.find(text) != std::string::npos) return true;
-                }
-            }
-            std::this_thread::yield();
-        }
-        return false;
-    }
-};
+class GatewayTest : public DoipTest {};
 
 TEST_F(GatewayTest, IdentificationIsAnsweredWhoeverAsksForThisVehicle) {
     start();
@@ -252,173 +236,32 @@ TEST_F(GatewayTest, DiagnosticMessageIsRefusedWithItsReason) {
     EXPECT_TRUE(early.receive().empty());
 }
 
-TEST_F(GatewayTest, FunctionalRequestsHideTheRefusalsOfThoseWhoWerentMeant) {
-    start();
-    Client client = activeClient();
-    for (char const* request : {"27 01", "19 03", "22 12 34", "31 01 06 87"}) {
-        client.request(bytes(request), FUNCTIONAL);
-        EXPECT_EQ(read16(client.receive(), 2), 0x8002) << request;
-    }
-    EXPECT_EQ(client.ask("3E", FUNCTIONAL), "7F 3E 13");
-    EXPECT_EQ(client.ask("31 03 06 87", FUNCTIONAL), "7F 31 24");
-}
-
-TEST_F(GatewayTest, SuppressedPositiveResponseIsntSent) {
-    start();
-    Client client = activeClient();
-    client.request(bytes("3E 80"));
-    client.request(bytes("10 83"));
-    EXPECT_EQ(client.ask("19 82"), "7F 19 13");  // a negative one is
-    routine("0687").script = {FakePort::answered(0)};
-    EXPECT_EQ(client.ask("31 01 06 87"), "71 01 06 87");  // and the session has changed
-    EXPECT_EQ(gateway->stop().suppressed, 2U);
-}
-
-TEST_F(GatewayTest, LongReadIsToldToBePendingUntilItIsAnswered) {
-    settings.timing = {milliseconds(20), milliseconds(100), milliseconds(5000)};
-    makeVehicle({milliseconds(1'500), milliseconds(0), 1});
-    start();
-    Client client = activeClient();
-    client.request(bytes("22 B0 47"));
-    EXPECT_EQ(client.response(), "7F 22 78");
-    EXPECT_EQ(client.response(), "7F 22 78");
-    std::string last = client.response();
-    while (last == "7F 22 78") last = client.response();
-    EXPECT_EQ(last, "7F 22 25");
-    Statistics const& counted = gateway->stop();
-    EXPECT_EQ(counted.p2.count(), 1U);
-    EXPECT_GE(counted.p2Star.count(), 2U);
-    EXPECT_GE(counted.pending, 2U);
-    EXPECT_EQ(counted.p2Star.count(), counted.pending);
-}
-
-TEST_F(GatewayTest, PendingResponseIsFollowedByOneThatWouldHaveBeenSilent) {
-    settings.timing = {milliseconds(20), milliseconds(60'000), milliseconds(5000)};
-    settings.anySession = true;
-    routine("0687").script = {FakePort::answered(0)};
-    routine("0687").onCall = [this] { EXPECT_TRUE(told("requestCorrectlyReceived")); };
-    start();
-    Client client = activeClient();
-    EXPECT_EQ(client.ask("31 81 06 87"), "7F 31 78");
-    EXPECT_EQ(client.response(), "71 01 06 87");
-}
-
-TEST_F(GatewayTest, SecondRequestIsRefusedWhileOneIsUnderWayAndPresenceIsTaken) {
-    settings.timing.p2 = milliseconds(60'000);
-    std::promise<void> goOn;
-    identifier("017d").script = {FakePort::answered(0, Message(8))};
-    identifier("017d").onCall = [&goOn] { goOn.get_future().wait(); };
-    start();
-    Client client = activeClient();
-    client.request(bytes("22 01 7D"));
-    client.request(bytes("3E 80"), FUNCTIONAL);
-    EXPECT_EQ(client.ask("3E 00"), "7F 3E 21");
-    EXPECT_EQ(client.ask("10 03"), "7F 10 21");
-    goOn.set_value();
-    EXPECT_EQ(client.response(), "62 01 7D 00 00 00 00 00 00 00 00");
-}
-
-TEST_F(GatewayTest, TestersWaitForOneAnothersReadsButNotForTheirRoutines) {
-    settings.timing.p2 = milliseconds(60'000);
-    settings.anySession = true;
-    std::promise<void> goOn;
-    identifier("017d").script = {FakePort::answered(0, Message(8)), FakePort::answered(0, Message(8))};
-    std::atomic<bool> first{true};
-    identifier("017d").onCall = [&] {
-        if (first.exchange(false)) goOn.get_future().wait();
-    };
-    routine("0687").script = {FakePort::answered(0)};
-    start();
-    Client reads = activeClient(0x0E80);
-    reads.request(bytes("22 01 7D"));
-    EXPECT_TRUE(told("ReadDataByIdentifier 0x017D"));
-    Client other = connect();
-    Message activation = bytes("02 FD 00 05 00 00 00 07 0E 81 00 00 00 00 00");
-    other.send(activation);
-    other.receive();
-    other.send(bytes("02 FD 80 01 00 00 00 08 0E 81 10 01 31 01 06 87"));
-    EXPECT_EQ(other.response(), "71 01 06 87");
-    other.send(bytes("02 FD 80 01 00 00 00 07 0E 81 10 01 22 01 7D"));
-    goOn.set_value();
-    EXPECT_EQ(other.response(), "62 01 7D 00 00 00 00 00 00 00 00");
-    EXPECT_EQ(reads.response(), "62 01 7D 00 00 00 00 00 00 00 00");
-}
-
-TEST_F(GatewayTest, TooManyWaitingReadsAreRefused) {
-    settings.transport.sockets = 255;
-    settings.timing.p2 = milliseconds(60'000);
-    std::promise<void> goOn;
-    auto const opened = goOn.get_future().share();
-    identifier("017d").onCall = [opened] { opened.wait(); };
-    for (std::size_t each = 0; each < Lanes::LIMIT; ++each)
-        identifier("017d").script.push_back(FakePort::answered(0, Message(8)));
-    start();
-    std::vector<Client> clients;
-    auto const read = [](std::uint16_t tester) {
-        Message payload;
-        append16(payload, tester);
-        append(payload, bytes("10 01 22 01 7D"));
-        return frame(VERSION_2012, Type::diagnostic, payload);
-    };
-    for (std::uint16_t each = 0; each <= Lanes::LIMIT; ++each) {
-        auto const tester = static_cast<std::uint16_t>(0x0E00 + each);
-        clients.push_back(activeClient(tester));
-        clients.back().send(read(tester));
-        EXPECT_EQ(read16(clients.back().receive(), 2), 0x8002);
-    }
-    EXPECT_EQ(clients.back().response(), "7F 22 21");
-    clients.pop_back();
-    goOn.set_value();
-    for (auto& each : clients) EXPECT_EQ(each.response(), "62 01 7D 00 00 00 00 00 00 00 00");
-}
-
-TEST_F(GatewayTest, SessionFallsBackWithoutRequestsAndEachConnectionHasItsOwn) {
-    settings.timing.s3 = milliseconds(100);
-    start();
-    Client client = activeClient();
-    EXPECT_EQ(client.ask("10 03"), "50 03 00 32 01 F4");
-    EXPECT_TRUE(told("S3 is over"));
-    EXPECT_EQ(client.ask("31 01 06 87"), "7F 31 7E");
-    EXPECT_EQ(client.ask("31 02 06 87"), "7F 31 7E");
-}
-
-TEST_F(GatewayTest, ConnectionsThatStayInactiveAreClosed) {
-    settings.transport.initialInactivity = milliseconds(1'000);
-    settings.transport.generalInactivity = milliseconds(100);
+TEST_F(GatewayTest, ConnectionThatIsntActivatedIsClosed) {
+    settings.transport.initialInactivity = milliseconds(100);
     start();
     Client silent = connect();
     EXPECT_TRUE(silent.receive().empty());
     Client halfHeader = connect();
     halfHeader.send(bytes("02 FD 00 05"));
     EXPECT_TRUE(halfHeader.receive().empty());
-    Client active = activeClient();
-    EXPECT_TRUE(active.receive().empty());
-    EXPECT_TRUE(told("no routing activation within 1.0 s"));
-    EXPECT_TRUE(told("nothing came or went"));
+    EXPECT_TRUE(told("no routing activation within 0.1 s"));
 }
 
-TEST_F(GatewayTest, TesterThatGoesDuringItsReadLeavesTheNextOneWhole) {
-    settings.timing.p2 = milliseconds(60'000);
-    std::promise<void> goOn;
-    std::promise<void> called;
-    identifier("017d").script = {FakePort::answered(0, Message(8)), FakePort::answered(0, Message(8, 1))};
-    std::atomic<bool> first{true};
-    identifier("017d").onCall = [&] {
-        if (!first.exchange(false)) return;
-        called.set_value();
-        goOn.get_future().wait();
-    };
+TEST_F(GatewayTest, ActiveConnectionThatStaysSilentIsClosed) {
+    settings.transport.generalInactivity = milliseconds(100);
     start();
-    {
-        Client goes = activeClient();
-        goes.request(bytes("22 01 7D"));
-        called.get_future().wait();
-    }
-    EXPECT_TRUE(told("closed: "));
-    Client stays = activeClient();
-    stays.request(bytes("22 01 7D"));
-    goOn.set_value();
-    EXPECT_EQ(stays.response(), "62 01 7D 01 01 01 01 01 01 01 01");
+    Client active = activeClient();
+    EXPECT_TRUE(active.receive().empty());
+    EXPECT_TRUE(told("nothing came or went for 0.1 s"));
+}
+
+TEST_F(GatewayTest, ActivationThatWaitsForAnAliveCheckHasComeInTime) {
+    settings.transport.initialInactivity = milliseconds(300);
+    settings.transport.aliveCheck = milliseconds(600);
+    start();
+    Client const first = insistentClient();
+    Client second = insistentClient();
+    EXPECT_EQ(second.ask("3E 00"), "7E 00");
 }
 
 TEST_F(GatewayTest, EndWaitsForNothingThatWasStopped) {
@@ -431,6 +274,64 @@ TEST_F(GatewayTest, EndWaitsForNothingThatWasStopped) {
     EXPECT_TRUE(client.response() == "closed");
 }
 
+TEST_F(GatewayTest, HeaderNegativeAcknowledgementClosesOrKeepsTheConnection) {
+    settings.transport.store = 0;
+    start();
+    struct {
+        char const* name;
+        Message frame;
+        int code;
+        bool closes;
+    } const rows[] = {
+        {"incorrect pattern", bytes("02 02 00 05 00 00 00 07"), 0x00, true},
+        {"unknown payload type", bytes("02 FD 12 34 00 00 00 02 00 00"), 0x01, false},
+        {"message too large", bytes("02 FD 80 01 00 01 00 01") + Message(65'537), 0x02, false},
+        {"out of memory", bytes("02 FD 80 01 00 00 20 00") + Message(8'192), 0x03, false},
+        {"invalid payload length", bytes("02 FD 00 05 00 00 00 08"), 0x04, true},
+    };
+    for (auto const& row : rows) {
+        SCOPED_TRACE(row.name);
+        for (bool const active : {false, true}) {
+            Client client = active ? activeClient() : connect();
+            client.send(row.frame);
+            EXPECT_EQ(client.receive(),
+                      frame(VERSION_2012, Type::headerNack, Message{static_cast<unsigned char>(row.code)}));
+            client.send(bytes("02 FD 00 07 00 00 00 00"));
+            EXPECT_EQ(hex(client.receive()), row.closes ? "" : "02 FD 00 08 00 00 00 02 10 01");
+            client.end();
+            EXPECT_TRUE(client.receive().empty());
+        }
+    }
+}
+
+TEST_F(GatewayTest, VehicleIsAnnouncedThreeTimes) {
+    asio::io_context context;
+    asio::ip::udp::socket listener(context, {settings.address, 0});
+    settings.announceTo = listener.local_endpoint();
+    start();
+    Message received(100);
+    for (int each = 0; each < 3; ++each) {
+        asio::ip::udp::endpoint sender;
+        pollfd waits{listener.native_handle(), POLLIN, 0};
+        ASSERT_EQ(poll(&waits, 1, 60'000), 1);
+        received.resize(100);
+        received.resize(listener.receive_from(asio::buffer(received), sender));
+        EXPECT_EQ(sender, asio::ip::udp::endpoint(settings.address, gateway->port()));
+        EXPECT_EQ(hex(received),
+                  "02 FD 00 04 00 00 00 21 54 45 53 54 45 52 30 30 30 30 30 30 30 30 30 30 31 10 01 02 00 00 "
+                  "00 10 01 02 00 00 00 10 00 00 00");
+    }
+}
+
+TEST_F(GatewayTest, AnnouncementsStayInTheLoopbackNet) {
+    using asio::ip::make_address;
+    asio::ip::udp::endpoint const everybodyHere(make_address("127.255.255.255"), 13400);
+    EXPECT_EQ(announcementsOf(make_address("127.0.0.1")), everybodyHere);
+    EXPECT_EQ(announcementsOf(make_address("127.64.3.2")), everybodyHere);
+    for (char const* elsewhere : {"0.0.0.0", "192.168.0.2", "10.0.0.1", "169.254.1.1", "255.255.255.255"})
+        EXPECT_EQ(announcementsOf(make_address(elsewhere)), std::nullopt) << elsewhere;
+}
+
 TEST_F(GatewayTest, AddressInUseIsNamed) {
     start();
     settings.port = gateway->port();
@@ -439,7 +340,7 @@ TEST_F(GatewayTest, AddressInUseIsNamed) {
         FAIL() << "two gateways on one port";
     } catch (std::system_error const& error) {
         EXPECT_THAT(error.what(),
-                    HasSubstr(settings.address.to_string() + ':' + std::to_string(settings.port)));
+                    HasSubstr("tcp " + settings.address.to_string() + ':' + std::to_string(settings.port)));
     }
 }
 

@@ -24,7 +24,7 @@ constexpr Row ROWS[] = {
     {Type::identification, "vehicle identification request", Row::Use::udp, 0, 0, 1},
     {Type::identificationByEid, "vehicle identification request with EID", Row::Use::udp, 6, 6, 1},
     {Type::identificationByVin, "vehicle identification request with VIN", Row::Use::udp, 17, 17, 1},
-    {Type::announcement, "vehicle identification response", Row::Use::ignored, 32, 33, 1},
+    {Type::announcement, "vehicle announcement or identification response", Row::Use::ignored, 32, 33, 1},
     {Type::activation, "routing activation request", Row::Use::tcp, 7, 11, 4},
     {Type::activationAnswer, "routing activation response", Row::Use::sentOnly, 9, 13, 4},
     {Type::aliveCheck, "alive check request", Row::Use::tcp, 0, 0, 1},

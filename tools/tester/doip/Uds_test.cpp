@@ -49,6 +49,9 @@ TEST_F(UdsTest, EveryRequestHasItsResponse) {
         {"default session from the extended one", "10 01", "50 01 00 32 01 F4", EXTENDED},
         {"session too long", "10 01 00", "7F 10 13"},
         {"unknown session too long", "10 05 00", "7F 10 12"},
+        {"unknown session, no response wanted", "10 80", "7F 10 12"},
+        {"session too long, no response wanted", "10 81 00", "7F 10 13"},
+        {"extended session once more", "10 03", "50 03 00 32 01 F4", EXTENDED},
         // 0x14
         {"clear nothing", "14", "7F 14 13"},
         {"clear one byte", "14 FF", "7F 14 13"},
@@ -81,6 +84,10 @@ TEST_F(UdsTest, EveryRequestHasItsResponse) {
         {"supported codes", "19 0A", "59 0A 39 81 A2 E0 29 81 A2 E1 10 81 A2 E2 10"},
         {"supported codes, no response wanted", "19 8A", "59 0A 39 81 A2 E0 29 81 A2 E1 10 81 A2 E2 10"},
         {"supported codes with a mask", "19 0A FF", "7F 19 13"},
+        {"number of codes, no response wanted", "19 81 FF", "59 01 39 01 00 03"},
+        {"list of codes, no response wanted", "19 82 01", "59 02 39 81 A2 E0 29"},
+        {"list without mask, no response wanted", "19 82", "7F 19 13"},
+        {"codes of subfunction 0, no response wanted", "19 80", "7F 19 12"},
         // 0x22
         {"read nothing", "22", "7F 22 13"},
         {"read half an identifier", "22 01", "7F 22 13"},
@@ -119,12 +126,22 @@ TEST_F(UdsTest, EveryRequestHasItsResponse) {
         {"results", "31 03 06 88", "71 03 06 88 31"},
         {"results in the extended session", "31 03 06 88", "71 03 06 88 31", EXTENDED},
         {"results with an option", "31 03 06 88 00", "7F 31 13"},
+        {"results, no response wanted", "31 83 06 88", "71 03 06 88 31"},
+        {"stop in the default session, no response wanted", "31 82 06 88", "7F 31 7E"},
+        {"start of nothing, no response wanted", "31 81", "7F 31 13", EXTENDED},
+        {"routine of subfunction 4, no response wanted", "31 84 06 87", "7F 31 12", EXTENDED},
+        {"stop of the unknown", "31 02 06 86", "7F 31 31", EXTENDED},
+        {"stop of nothing", "31 02", "7F 31 13", EXTENDED},
+        {"results of half a number", "31 03 06", "7F 31 13"},
         // 0x3E
         {"presence without subfunction", "3E", "7F 3E 13"},
         {"presence", "3E 00", "7E 00"},
         {"presence, no response wanted", "3E 80", "7E 00"},
         {"presence of subfunction 1", "3E 01", "7F 3E 12"},
         {"presence too long", "3E 00 00", "7F 3E 13"},
+        {"presence too long, no response wanted", "3E 80 00", "7F 3E 13"},
+        {"presence of subfunction 1, no response wanted", "3E 81", "7F 3E 12"},
+        {"presence of subfunction 1 too long", "3E 01 00", "7F 3E 12"},
         // what isn't there
         {"service 0", "00", "7F 00 11"},
         {"reset", "11 01", "7F 11 11"},
@@ -141,7 +158,7 @@ TEST_F(UdsTest, EveryRequestHasItsResponse) {
         {"a negative response", "7F 22 31", "7F 7F 11"},
         {"service FF", "FF", "7F FF 11"},
     };
-    static_assert(std::size(ROWS) >= 60);
+    static_assert(std::size(ROWS) >= 100);
     routine("0688").script = {FakePort::answered(0)};
     run(bytes("31 01 06 88"), EXTENDED);
     report(0x81A2E0, 1);
@@ -150,10 +167,25 @@ TEST_F(UdsTest, EveryRequestHasItsResponse) {
         identifier("017d").script.clear();
         answerReads("017d", bytes("01 02 03 04 05 06 07 08"), 2);
         routine("0687").script = {FakePort::answered(0)};
-        bool const results = bytes(row.request).size() > 1 && bytes(row.request)[1] == 3;
+        bool const results = bytes(row.request).size() > 1 && (bytes(row.request)[1] & 0x7F) == 3;
         routine("0688").script = {FakePort::answered(0, results ? bytes("31") : Message())};
         EXPECT_EQ(hexOf(row.request, row.session), row.response);
     }
+}
+
+TEST_F(UdsTest, EveryOtherServiceIsNotSupportedHoweverLongTheRequest) {
+    std::vector<unsigned> supported;
+    for (unsigned service = 0; service < 256; ++service) {
+        auto const number = static_cast<unsigned char>(service);
+        for (std::size_t const size : {1U, 2U, 4095U}) {
+            Message request(size, 0x01);
+            request[0] = number;
+            auto const response = run(request).bytes;
+            if (response == Message{0x7F, number, 0x11}) continue;
+            if (size == 1) supported.push_back(service);
+        }
+    }
+    EXPECT_THAT(supported, testing::ElementsAre(0x10, 0x14, 0x19, 0x22, 0x31, 0x3E));
 }
 
 TEST_F(UdsTest, SuppressionIsForPositiveResponsesOfServicesWithSubfunctions) {
