@@ -9,7 +9,7 @@ from vehicle import PATIENCE, Vehicle, wait_until
 
 DOIP_PORT = 13400  # tshark knows it
 DIAGNOSTIC_MESSAGE = 0x8001
-UNKNOWN_IDENTIFIER, REQUEST_OUT_OF_RANGE = 0x1234, 0x31
+UNKNOWN_IDENTIFIER, REQUEST_OUT_OF_RANGE, RESPONSE_PENDING = 0x1234, 0x31, 0x78
 
 
 class TheGatewayOnTheWire(unittest.TestCase):
@@ -60,8 +60,10 @@ class TheGatewayOnTheWire(unittest.TestCase):
 
     def test_routines_and_refusals_are_seen(self):
         self.assertEqual(set(self.responses("0x31", "uds.rc.identifier")), set(ROUTINES))
-        refused = [frame for frame in self.doip if "uds.err.code" in frame]
-        self.assertEqual({(frame.number("uds.err.sid"), frame.number("uds.err.code")) for frame in refused},
+        refused = {(frame.number("uds.err.sid"), frame.number("uds.err.code"))
+                   for frame in self.doip if "uds.err.code" in frame}
+        # On a slow machine any of them may be pending for a while.
+        self.assertEqual({(service, code) for service, code in refused if code != RESPONSE_PENDING},
                          {(0x22, REQUEST_OUT_OF_RANGE)})
 
 
