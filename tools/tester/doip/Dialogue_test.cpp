@@ -1,4 +1,8 @@
 // Requests and responses in time: sessions, P2 and P2*, several testers.
+#include <algorithm>
+#include <atomic>
+#include <future>
+
 #include "tools/tester/doip/DoipTest.h"
 
 namespace tester::doip {

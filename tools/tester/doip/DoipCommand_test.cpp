@@ -64,10 +64,17 @@ protected:
         });
         std::string const listening = lines.next("listening by udp and tcp");
         std::size_t const at = listening.find(address + ':') + address.size() + 1;
-        meanwhile(listening.empty() ? std::uint16_t{0} : std::uint16_t(std::stoi(listening.substr(at))));
-        stop.request_stop();
+        {
+            EndsRun const end{stop};
+            meanwhile(listening.empty() ? std::uint16_t{0} : std::uint16_t(std::stoi(listening.substr(at))));
+        }
         return code.get();
     }
+
+    struct EndsRun {
+        std::stop_source& stop;
+        ~EndsRun() { stop.request_stop(); }
+    };
 
     std::string address;
     SharedLines lines;
