@@ -62,7 +62,7 @@ class Discovery:
         self.socket.sendto(message.pack(), peer)
 
     def _entries(self, seconds):
-        """Each entry of the messages that come within this time: peer, the 16 bytes, and its options."""
+        """Each entry of the messages that come within this time: peer and session id, the 16 bytes, and its options."""
         end = time.monotonic() + seconds
         while (left := end - time.monotonic()) > 0:
             self.socket.settimeout(left)
@@ -79,7 +79,7 @@ class Discovery:
             for at in range(0, length, 16):
                 entry = entries[at:at + 16]
                 first, second, counts = entry[1], entry[2], entry[3]
-                yield peer, entry, (options[first:first + (counts >> 4)] + options[second:second + (counts & 15)])
+                yield (peer, message.session), entry, (options[first:first + (counts >> 4)] + options[second:second + (counts & 15)])
 
     def find(self, service, instance=0xFFFF):
         """Asks until somebody offers the instance; gives the offer."""
@@ -88,12 +88,19 @@ class Discovery:
         while time.monotonic() < end:
             for port in PORTS:
                 self._send((self.address, port), question)
-            for peer, entry, options in self._entries(1):
+            for (peer, _), entry, options in self._entries(1):
                 kind, _, _, _, found, number, major_ttl, minor = struct.unpack(">BBBBHHII", entry)
                 ttl = major_ttl & FOR_EVER
                 if kind == OFFER and found == service and instance in (0xFFFF, number) and ttl:
                     return Offer(peer, found, number, major_ttl >> 24, minor, ttl, dict(options))
         raise AssertionError(f"nobody offers service 0x{service:04X} instance {instance} at {self.address}")
+
+    def hears_life(self, service, messages):
+        """Waits until the process that offers the service has said so much; others have heard about as much."""
+        for (_, session), entry, _ in self._entries(PATIENCE):
+            if entry[0] == OFFER and struct.unpack_from(">H", entry, 4) == (service,) and session >= messages:
+                return
+        raise AssertionError(f"no message {messages} of who offers service 0x{service:04X}")
 
     def _ask(self, offer, eventgroup, local, protocol, ttl):
         entry = struct.pack(">BBBBHHIHH", SUBSCRIBE, 0, 0, 0x10, offer.service, offer.instance,

@@ -4,7 +4,7 @@ import struct
 import unittest
 
 import wire
-from vehicle import PATIENCE, PORT, Vehicle, wait_until
+from vehicle import PATIENCE, Vehicle, wait_until
 from wire import CANCEL, EMPTY_MAP
 
 REQUEST_RESULTS, START, STOP = 2, 3, 4
@@ -116,17 +116,16 @@ class ManyAtOnce(unittest.TestCase):
                 self.assertEqual(len(reply.payload), 1 if method == REQUEST_RESULTS else 0)
 
     def test_the_eleventh_request_of_a_routine_is_answered_at_once_and_java_is_not_asked(self):
-        with Vehicle(routines={}, options=("--delay", "4000")) as vehicle, \
-                wire.Tcp(vehicle.address, PORT, timeout=PATIENCE) as client:
-            for session in range(1, 12):
-                client.send(wire.request(0x0687, REQUEST_RESULTS, session=session))
+        with Vehicle(routines={}, options=("--delay", "10000")) as vehicle, vehicle.client() as client:
+            client.send(b"".join(wire.request(0x0687, REQUEST_RESULTS, session=session).pack()
+                                 for session in range(1, 12)))
             replies = [client.receive() for _ in range(11)]
             self.assertEqual({reply.session for reply in replies}, set(range(1, 12)))
             self.assertEqual([reply.payload for reply in replies], [NO_ANSWER] + 10 * [NEVER_STARTED])
             self.assertEqual(vehicle.log().count("routine 0x0687 results"), 10)
             # Those that have ended make room.
             client.send(wire.request(0x0687, START, session=12))
-            self.assertEqual(client.receive().session, 12)
+            wait_until(lambda: vehicle.log().count("routine 0x0687 start") == 1, PATIENCE, "Java is asked again")
 
     def test_a_routine_that_java_does_not_answer_holds_up_no_other(self):
         with Vehicle(routines={}, options=("--silent", "0x0687")) as vehicle, vehicle.client() as client, \
@@ -144,7 +143,7 @@ class ManyAtOnce(unittest.TestCase):
             wait_until(lambda: vehicle.log().count("0x0687 is to stay silent") == 2, PATIENCE, "Java got both")
             code, seconds = vehicle.stop()
             self.assertEqual(code, 143)
-            self.assertLess(seconds, 5)
+            self.assertLess(seconds, 20)  # and not the minute that an answer may take
             replies = [client.receive(), client.receive()]
             self.assertEqual({reply.session: (reply.return_code, reply.payload) for reply in replies},
                              {7: (0, NO_ANSWER), 8: (0, b"")})

@@ -240,7 +240,8 @@ class Service:
                     self.sd.send(peer, entry)
                     stream = self.streams.get((options[0].addr, options[0].port))
                     if self.notify and stream:
-                        stream.send(self.notify)
+                        with contextlib.suppress(OSError):  # the client may have gone meanwhile
+                            stream.send(self.notify)
 
     def __enter__(self):
         return self

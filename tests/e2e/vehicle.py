@@ -80,7 +80,7 @@ class Vehicle:
              "zvif.vehicle.services.val.sample.SampleValService", *self.arguments],
             env=environment, cwd=self.path, stdin=subprocess.PIPE, stdout=self.output,
             stderr=subprocess.STDOUT, text=True)
-        wait_until(lambda: self.log().count("VAL service is up") > already or self.java.poll() is not None, 60,
+        wait_until(lambda: self.log().count("VAL service is up") > already or self.java.poll() is not None, PATIENCE,
                    "the Java service comes up")
         assert (self.java.poll() is None) == comes_up, self.log()
 
@@ -102,7 +102,7 @@ class Vehicle:
         carrier = wire.Tcp if self.transport == "tcp" else wire.Udp
         return carrier(self.address, PORT)
 
-    def tester(self, *arguments, timeout=60):
+    def tester(self, *arguments, timeout=3 * PATIENCE):
         return subprocess.run([TESTER, *arguments], env=dict(self.environment, ARA_LOG_TARGET="none"), cwd=self.path,
                               capture_output=True, text=True, timeout=timeout)
 
@@ -118,7 +118,7 @@ class Vehicle:
         """Ends the service as a person would; gives exit code and seconds."""
         started = time.monotonic()
         self.java.send_signal(signal.SIGTERM)
-        code = self.java.wait(timeout=30)
+        code = self.java.wait(timeout=PATIENCE)
         return code, time.monotonic() - started
 
     def __enter__(self):

@@ -6,7 +6,7 @@ import time
 import unittest
 
 import wire
-from vehicle import PORT, Vehicle, wait_until
+from vehicle import PATIENCE, PORT, Vehicle, wait_until
 
 
 def array(data):
@@ -93,17 +93,21 @@ class ReadAllFourteen(unittest.TestCase):
             self.assertTrue(all(row["outcome"] == "ok" for row in document["results"]), document)
 
 
-def patiently(client, request, attempts=5):
+def patiently(client, request):
     """Reads as a diagnostic manager has to: a read that comes while the last answer is still being handed round
-    may be lost by design, so a pause comes first, and a repeat after a time-out."""
-    client.socket.settimeout(1)
-    for _ in range(attempts):
-        time.sleep(0.02)
+    may be lost by design, so a pause comes first, and a repeat after a time-out. If that came too early, the read has
+    two answers; what is left of those before is passed over."""
+    time.sleep(0.02)
+    for _ in range(int(PATIENCE)):
+        client.send(request)
+        client.socket.settimeout(1)
         try:
-            return client.call(request)
+            while (reply := client.receive()).session != request.session:
+                pass
+            return reply
         except TimeoutError:
             continue
-    raise AssertionError(f"no answer to {request} in {attempts} attempts")
+    raise AssertionError(f"no answer to {request} within {PATIENCE} s")
 
 
 class OneAfterAnother(unittest.TestCase):
@@ -111,7 +115,7 @@ class OneAfterAnother(unittest.TestCase):
         silent = {i: d for i, d in VALUES.items() if i != 0xB047}
         with Vehicle(silent) as vehicle, wire.Tcp(vehicle.address, PORT) as tcp:
             tcp.send(wire.request(0xB047, wire.READ, session=3))
-            wait_until(lambda: "B047" in vehicle.log().upper(), 10, "Java has got the request")
+            wait_until(lambda: "B047" in vehicle.log().upper(), PATIENCE, "Java has got the request")
             tcp.send(wire.request(0xB047, wire.CANCEL, session=4))
             replies = {m.session: m for m in (tcp.receive(), tcp.receive())}
             self.assertEqual(set(replies), {3, 4})
@@ -142,10 +146,13 @@ class WhatTheTesterSays(unittest.TestCase):
             told = run.stdout + run.stderr
             for piece in ("0xB047", vehicle.address, "300 ms", "2"):
                 self.assertIn(piece, told)
-            code, document = vehicle.read_json("--timeout", "300", "read", "all")
-            self.assertEqual(code, 1)
-            outcomes = [row["outcome"] for row in document["results"]]
-            self.assertEqual(outcomes.count("ok"), 1)
+
+            def outcomes():
+                code, document = vehicle.read_json("--timeout", "300", "read", "0xB047", "0x017D", "0x54DF")
+                self.assertEqual(code, 1)
+                return [row["outcome"] for row in document["results"]]
+            # A busy machine may need longer for the one that is answered.
+            wait_until(lambda: outcomes() == ["time_out", "ok", "time_out"], PATIENCE, "one of three is read")
 
     def test_nobody_there(self):
         with Vehicle({}) as vehicle:
@@ -243,10 +250,10 @@ class HostileFrames(unittest.TestCase):
                 pass  # the service stopped reading, or gave the connection up: both are its right
             good_call(self, vehicle)
             # Java's answers to the flood, as long as they come, end the reads of others.
-            wait_until(lambda: vehicle.tester("read", "0x017D").returncode == 0, 60, "a read is answered")
+            wait_until(lambda: vehicle.tester("read", "0x017D").returncode == 0, PATIENCE, "a read is answered")
             deaf.socket.close()
             code, seconds = vehicle.stop()
-            self.assertLess(seconds, 5)
+            self.assertLess(seconds, PATIENCE / 2)
 
 
 class ComingAndGoing(unittest.TestCase):
@@ -254,7 +261,7 @@ class ComingAndGoing(unittest.TestCase):
         with Vehicle({}) as vehicle:
             code, seconds = vehicle.stop()
             self.assertIn(code, (0, 143))
-            self.assertLess(seconds, 3)
+            self.assertLess(seconds, 10)
             self.assertEqual(sorted(p.name for p in vehicle.path.iterdir()), ["ara.log", "java.log", "manifest.json", "values.txt"])
 
     def test_killed_and_started_again_it_is_read_again(self):
@@ -272,7 +279,7 @@ class ComingAndGoing(unittest.TestCase):
     def test_a_second_service_on_the_same_endpoint_is_refused_loudly(self):
         with Vehicle(VALUES) as first:
             with Vehicle(VALUES, address=first.address, comes_up=False) as second:
-                self.assertNotEqual(second.java.wait(timeout=30), 0)
+                self.assertNotEqual(second.java.wait(timeout=PATIENCE), 0)
                 self.assertIn(first.address, (second.path / "ara.log").read_text())
             self.assertEqual(first.tester("read", "0x017D").returncode, 0)
 

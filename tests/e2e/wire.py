@@ -11,6 +11,7 @@ HEADER = struct.Struct(">HHIHHBBBB")
 REQUEST, NOTIFICATION, RESPONSE, ERROR = 0x00, 0x02, 0x80, 0x81
 SEGMENT = 0x20  # flag of the type: a second header of four bytes with offset and more-segments flag (SOME/IP-TP)
 CANCEL, READ = 1, 2
+PATIENCE = 60.0  # seconds for a message that has to come
 EMPTY_MAP = bytes(4)
 
 
@@ -69,7 +70,7 @@ class Carrier:
 
 
 class Tcp(Carrier):
-    def __init__(self, address, port, timeout=5.0):
+    def __init__(self, address, port, timeout=PATIENCE):
         super().__init__(socket.create_connection((address, port), timeout), timeout)
 
     def _exactly(self, count):
@@ -87,7 +88,7 @@ class Tcp(Carrier):
 
 
 class Udp(Carrier):
-    def __init__(self, address, port, timeout=5.0):
+    def __init__(self, address, port, timeout=PATIENCE):
         super().__init__(socket.socket(socket.AF_INET, socket.SOCK_DGRAM), timeout)
         self.socket.bind(("127.0.0.1", 0))
         self.socket.connect((address, port))

@@ -52,12 +52,20 @@ class EverythingTheVehicleSays(unittest.TestCase):
                     watch.sees((8495840, "failed"))
                     vehicle.command("dtc 8495842 passed")
                     watch.sees((8495840, "failed"), (8495842, "passed"))
-                    vehicle.tester("dtc", "init", "8495840", "--reason", "restart")
+                    vehicle.tester("--timeout", str(1000 * PATIENCE), "dtc", "init", "8495840", "--reason", "restart")
                     watch.sees((8495840, "failed"), (8495842, "passed"), (8495840, "failed"))
                 vehicle.command("adaptation-set all")  # it comes behind the first reading of all
                 vehicle.says("     316: ")
             tshark = Tshark(vehicle.path / "home", "--address", vehicle.address)
             cls.frames = tshark.frames(capture.path)
+        # A read that meets the answer of another one has no reply, and is asked again.
+        cls.repeated = {int(row["id"], 16) for row in cls.read["results"] if row["attempts"] > 1}
+
+    def is_excused(self, frame):
+        """Whether the request may have no reply: it was repeated, or the data service ended meanwhile."""
+        (service, method), = frame.messages()
+        last = of(self.frames, DATA_SERVICE, 3, REQUEST)[-1]
+        return service in self.repeated and method == wire.READ or frame is last
 
     def test_every_frame_is_understood_and_none_is_malformed(self):
         understood = {"geninfo", "frame", "eth", "ip", "udp", "tcp", "someip", "someipsd", "diag_ara", "diag_ara_calls",
@@ -68,9 +76,11 @@ class EverythingTheVehicleSays(unittest.TestCase):
             if frame.shows("tcp.len") != ["0"]:
                 self.assertIn("someip", frame.protocols, frame)
             malformed = [name for name in frame.fields
-                         if name.startswith("_ws.malformed") or name in ("diag_ara.malformed", "diag_ara.surplus",
-                                                                         "diag_ara.unanswered")]
+                         if name.startswith("_ws.malformed") or name in ("diag_ara.malformed", "diag_ara.surplus")]
             self.assertEqual(malformed, [], frame)
+            if "diag_ara.unanswered" in frame:
+                self.assertTrue(self.is_excused(frame), frame)
+                continue  # that is an expert's group of its own
             groups = {field.get("showname") for field in frame.fields.get("_ws.expert.group", [])}
             self.assertLessEqual(groups, {"Group: Sequence"}, frame)  # the beginning and end of TCP connections
 
@@ -96,7 +106,7 @@ class EverythingTheVehicleSays(unittest.TestCase):
         for row in self.read["results"]:
             service = int(row["id"], 16)
             with self.subTest(identifier=row["id"]):
-                reply, = of(self.frames, service, wire.READ, REPLY)
+                reply = of(self.frames, service, wire.READ, REPLY)[-1]
                 self.assertEqual(row["outcome"], "ok")
                 for field in row["fields"]:
                     path = f"{prefix(service)}.field_{field['position']}"
@@ -255,9 +265,9 @@ class OverUdp(unittest.TestCase):
             self.assertIn("someip", frame.protocols)
             self.assertNotIn("diag_ara.malformed", frame)
         told = [frame for frame in frames if "diag_ara.d_54dc.field_1" in frame]
-        self.assertEqual([frame.raw("diag_ara.d_54dc.field_1") for frame in told], [history.hex()])
+        self.assertEqual({frame.raw("diag_ara.d_54dc.field_1") for frame in told}, {history.hex()})
         self.assertEqual(told[0].show("someip.tp.fragment.count"), "3")
-        self.assertEqual(len([frame for frame in frames if "diag_ara.d_017d.field_1" in frame]), 1)
+        self.assertTrue([frame for frame in frames if "diag_ara.d_017d.field_1" in frame])
 
 
 class TheTesterWritesTheProfile(unittest.TestCase):
