@@ -58,6 +58,8 @@ class EverythingTheVehicleSays(unittest.TestCase):
                 vehicle.says("     316: ")
             tshark = Tshark(vehicle.path / "home", "--address", vehicle.address)
             cls.frames = tshark.frames(capture.path)
+            cls.discovery = set(tshark.run("-r", capture.path, "-Y", "someipsd", "-T", "fields", "-e",
+                                           "_ws.col.Info").splitlines())
         # A read that meets the answer of another one has no reply, and is asked again.
         cls.repeated = {int(row["id"], 16) for row in cls.read["results"] if row["attempts"] > 1}
 
@@ -170,6 +172,11 @@ class EverythingTheVehicleSays(unittest.TestCase):
                     subscribed.add(service)
         self.assertLessEqual(IDENTIFIERS | set(ROUTINES) | {MONITOR, DATA_SERVICE}, offered)
         self.assertEqual(subscribed, {MONITOR, DATA_SERVICE})
+        for line in ("subscribe DiagnosticDataDistribution", "acknowledge DiagnosticDataDistribution",
+                     "offer DiagnosticDataDistribution, DataServiceControl"):
+            self.assertIn(line, self.discovery)
+        self.assertTrue([line for line in self.discovery if line.startswith("find RebuildParameters")], self.discovery)
+        self.assertTrue([line for line in self.discovery if "DiagnosticMonitor 2" in line], self.discovery)
 
 
 class ABadDay(unittest.TestCase):
@@ -214,6 +221,23 @@ class ABadDay(unittest.TestCase):
                                         for service, raw in whole])
             for frame in more:
                 self.assertEqual((frame.raw("diag_ara.rest"), "diag_ara.malformed" in frame), ("07", False))
+
+    def test_what_is_malformed_is_marked_where_its_field_would_be(self):
+        version, hashes = bytes.fromhex("04020107"), bytes.fromhex("00000020 0000000A 2000 00000007 2001 0000")
+        cases = [(wire.Message(0x017D, wire.READ, 1, wire.RESPONSE, 0, version), "field_4: malformed", 3, 1),
+                 (wire.Message(0x017D, wire.READ, 2, wire.RESPONSE, 0, version[:3]), "field_4: malformed", 2, 1),
+                 (wire.Message(0xB047, wire.READ, 3, wire.RESPONSE, 0, bytes(3)), "field_1.length: malformed", 0, 3),
+                 (wire.Message(0xB047, wire.READ, 4, wire.RESPONSE, 0, bytes([0, 0, 0, 19]) + bytes(60)),
+                  "field_1: malformed", 4, 19),
+                 (wire.Message(DATA_SERVICE, 1, 5, wire.RESPONSE, 0, hashes, interface=3), "hash: malformed", 4, 14)]
+        with tempfile.TemporaryDirectory(prefix="wire-") as folder:
+            frames = self.judged(folder, [message for message, *_ in cases])
+        headers = 20 + 8 + 16  # of IP, UDP and SOME/IP
+        for frame, (_, label, position, size) in zip(frames, cases):
+            with self.subTest(label=label, position=position):
+                marked, = [field for field in frame.fields["_ws.lua.text"] if field.get("showname") == label]
+                self.assertEqual((int(marked.get("pos")), int(marked.get("size"))), (headers + position, size))
+                self.assertIsNotNone(marked.find(".//field[@name='diag_ara.malformed']"))
 
     def test_payloads_of_requests_errors_and_the_data_service(self):
         def text(characters):

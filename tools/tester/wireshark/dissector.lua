@@ -20,6 +20,10 @@ local client_id = Field.new("someip.clientid")
 local length = Field.new("someip.length")
 local session_id = Field.new("someip.sessionid")
 local quoted = Field.new("icmp.type") -- messages that "port unreachable" quotes are no messages
+local entry_type = Field.new("someipsd.entry.type")
+local entry_service = Field.new("someipsd.entry.serviceid")
+local entry_instance = Field.new("someipsd.entry.instanceid")
+local entry_ttl = Field.new("someipsd.entry.ttl")
 
 local malformed = ProtoExpert.new("diag_ara.malformed", "The payload doesn't fit its interface",
                                   expert.group.MALFORMED, expert.severity.ERROR)
@@ -82,11 +86,20 @@ local function declare_shape(shape, prefix)
   end
 end
 
+local place -- the part of the tree that the field being read belongs to
+
+-- Ends the reading at bytes that aren't what the field takes, or behind the last one if there is none.
+local function refuse(cursor, at, size, path, text)
+  local range = size > 0 and cursor.payload(at, size) or cursor.payload(at - 1, 1)
+  error({name = path:match("%.(.*)$") or path, range = range, text = path .. text})
+end
+
 -- Reads from a payload, never behind `stop`.
 local function take(cursor, count, what)
   local left = cursor.stop - cursor.at
   if count > left then
-    error({at = cursor.at, text = string.format("%s at byte %d: expected %d bytes, received %d", what, cursor.at, count, left)})
+    refuse(cursor, cursor.at, left, what,
+           string.format(" at byte %d: expected %d bytes, received %d", cursor.at, count, left))
   end
   cursor.at = cursor.at + count
   return cursor.payload(cursor.at - count, count)
@@ -142,8 +155,8 @@ local function decode_bytes(shape, prefix, cursor, tree, words, count)
   local path = path_of(shape, prefix)
   local range, length_bytes = take_record(cursor, shape.length_field, path)
   if shape.kind == "array" and range:len() ~= shape.size then
-    error({at = cursor.at - range:len(), text = string.format("%s: expected length %d, received length %d", path,
-                                                              shape.size, range:len())})
+    refuse(cursor, cursor.at - range:len(), range:len(), path,
+           string.format(": expected length %d, received length %d", shape.size, range:len()))
   end
   local item = tree:add(field(path), range)
   show_length(item, path, length_bytes)
@@ -215,6 +228,7 @@ local WIRE_TYPE_LENGTHS = {[4] = 4, [5] = 1, [6] = 2, [7] = 4} -- of the length 
 -- Members behind their tags: four bits of wire type (the upper one reserved), twelve of data id.
 local function decode_tagged(members, path, cursor, tree, words)
   while cursor.at < cursor.stop do
+    place = tree
     local tag_bytes = take(cursor, 2, path .. ".tag")
     local tag = tag_bytes:uint()
     local wire_type, data_id = math.floor(tag / 0x1000) % 8, tag % 0x1000
@@ -254,6 +268,7 @@ local DECODERS = {number = decode_number, array = decode_bytes, bytes = decode_b
                   map = decode_map, list = decode_list, structure = decode_structure, tagged = decode_structure}
 
 decode = function(shape, prefix, cursor, tree, words, count)
+  place = tree
   return DECODERS[shape.kind](shape, prefix, cursor, tree, words, count)
 end
 
@@ -275,6 +290,10 @@ local function show_code(service, pinfo, tree, words)
   words[#words + 1] = tostring(code)
 end
 
+local function shortened(text)
+  return #text > INFO_LENGTH and text:sub(1, INFO_LENGTH - 3) .. "..." or text
+end
+
 local function last(extractor)
   local all = {extractor()}
   return all[1] and all[#all].value
@@ -292,18 +311,18 @@ function vehicle.dissector(payload, pinfo, tree)
   local cursor, words = {payload = payload, at = 0, stop = payload:len()}, {}
   local known = shapes_of(message, kind, code)
   show_code(service, pinfo, item, words)
+  place = item
   local fine, problem = pcall(decode_members, known or {}, service.prefix, cursor, item, words)
   if not fine then
     if type(problem) ~= "table" then error(problem) end
-    item:add_proto_expert_info(malformed, problem.text)
+    place:add(problem.range, problem.name .. ": malformed"):add_proto_expert_info(malformed, problem.text)
     words[#words + 1] = "MALFORMED " .. problem.text
   elseif cursor.at < cursor.stop then
     local rest = payload(cursor.at)
     item:add(field("rest"), rest):add_proto_expert_info(surplus)
     words[#words + 1] = rest:len() .. " B more"
   end
-  local text = table.concat(words, " | ")
-  if #text > INFO_LENGTH then text = text:sub(1, INFO_LENGTH - 3) .. "..." end
+  local text = shortened(table.concat(words, " | "))
   if text ~= "" then item:append_text(": " .. text) end
   told[select("#", message_id())] = text
   return payload:len()
@@ -365,6 +384,26 @@ local function lacks_payload(message, kind, code, length)
   return length == HEADER_BEHIND_LENGTH and shapes ~= nil and next(shapes) ~= nil and shapes[1].length_field ~= 0
 end
 
+local ENTRIES = {[0] = {"find", "find"}, [1] = {"offer", "stop offer"}, [6] = {"subscribe", "stop subscribe"},
+                 [7] = {"acknowledge", "refuse"}} -- and with a time to live of zero
+
+-- What service discovery says: "offer A, B; find C", an instance other than 1 with its number.
+local function discovery_line()
+  local kinds, ids, instances, ttls = {entry_type()}, {entry_service()}, {entry_instance()}, {entry_ttl()}
+  local line, before = "", nil
+  for index, kind in ipairs(kinds) do
+    local verbs = ENTRIES[kind.value]
+    if not verbs or not (ids[index] and instances[index] and ttls[index]) then return nil end
+    local verb = verbs[ttls[index].value == 0 and 2 or 1]
+    local service, instance = services[ids[index].value], instances[index].value
+    local name = service and service.label or string.format("0x%04x", ids[index].value)
+    if instance ~= 1 then name = name .. (instance == 0xFFFF and " any" or " " .. instance) end
+    line = line .. (verb == before and ", " or (before and "; " or "") .. verb .. " ") .. name
+    before = verb
+  end
+  return before and shortened(line)
+end
+
 function calls.dissector(_, pinfo, tree)
   local lines = {}
   local ids, kinds, codes = {message_id()}, {message_type()}, {return_code()}
@@ -391,6 +430,8 @@ function calls.dissector(_, pinfo, tree)
     end
   end
   told = {}
+  local discovery = not quoted() and discovery_line()
+  if discovery then pinfo.cols.info = discovery end
   if #lines > 0 then pinfo.cols.info = table.concat(lines, "; ") end
 end
 
@@ -403,10 +444,11 @@ for _, service in ipairs(model.services) do
   local codes = {}
   for _, pair in ipairs(service.codes) do codes[pair[1]] = pair[2] end
   service.codes = codes
+  service.label = service.name:gsub("^%a+_", "")
   if next(codes) then declare(service.prefix .. ".code", "trouble code", ftypes.UINT32, base.DEC_HEX) end
   for _, message in ipairs(service.messages) do
     messages[service.id * 0x10000 + message.id] = message
-    message.label = service.name:gsub("^%a+_", "") .. " " .. message.name
+    message.label = service.label .. " " .. message.name
     local all = {message.request or {}, message.reply or {}, message.event or {}}
     for _, error in ipairs(message.errors or {}) do all[#all + 1] = error.fields end
     for _, shapes in ipairs(all) do
