@@ -11,7 +11,7 @@
 #include "binding/incident/incidents.h"
 #include "binding/proxy/Event_cache.h"
 #include "binding/proxy/Proxy_impl.h"
-#include "codec/codec.h"
+#include "codec/diagnostics.h"
 #include "core/Trace.h"
 #include "registry/DiagAraService.h"
 #include "registry/Runnable.h"

@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "client/Listener.h"
+#include "codec/coding.h"
 
 namespace zvg::val::diag_ara::services::diagnosticdatadistribution::field {
 

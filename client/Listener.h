@@ -15,7 +15,7 @@
 #include "client/Constants.h"
 #include "client/SetResponse.h"
 #include "client/StoppableMutex.h"
-#include "codec/codec.h"
+#include "codec/diagmgr.h"
 #include "registry/DiagAraService.h"
 
 namespace zvg::val::diag_ara::services::diagnosticdatadistribution::field {

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "codec/codec.h"
+#include "codec/diagmgr.h"
 
 namespace zvg::val::diag_ara {
 

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "client/Constants.h"
-#include "codec/codec.h"
+#include "codec/diagmgr.h"
 
 namespace zvg::val::diag_ara::services::diagnosticdatadistribution::field {
 

@@ -5,7 +5,7 @@
 #include <memory>
 #include <mutex>
 
-#include "codec/codec.h"
+#include "codec/diagnostics.h"
 #include "core/Service.h"
 
 namespace zvg::val::diag_ara {

@@ -1,6 +1,6 @@
 #include "servers/did/ReadRequest.h"
 
-#include "codec/codec.h"
+#include "codec/diagnostics.h"
 #include "registry/DiagAraService.h"
 
 namespace zvg::val::diag_ara::services {

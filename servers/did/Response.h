@@ -7,7 +7,7 @@
 #include <tuple>
 #include <vector>
 
-#include "codec/codec.h"
+#include "codec/diagnostics.h"
 #include "core/Trace.h"
 #include "servers/did/Row.h"
 

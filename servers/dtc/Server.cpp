@@ -2,7 +2,7 @@
 
 #include <array>
 
-#include "codec/codec.h"
+#include "codec/diagnostics.h"
 #include "core/Trace.h"
 
 namespace zvg::val::diag_ara::services::diagnosticsmonitor::methods {

@@ -2,7 +2,7 @@
 
 #include <chrono>
 
-#include "codec/codec.h"
+#include "codec/diagmgr.h"
 #include "core/ValStatus.h"
 
 namespace zvg::val::diag_ara::services {

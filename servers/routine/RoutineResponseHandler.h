@@ -6,7 +6,7 @@
 #include <string>
 #include <utility>
 
-#include "codec/codec.h"
+#include "codec/diagmgr.h"
 #include "servers/routine/ResponseHandler.h"
 
 namespace zvg::val::diag_ara::common {

@@ -10,7 +10,7 @@
 
 #include "binding/future/Future.h"
 #include "binding/generated/Routine_service.h"
-#include "codec/codec.h"
+#include "codec/diagmgr.h"
 #include "core/Trace.h"
 #include "servers/SkeletonServer.h"
 #include "servers/makeSkeleton.h"

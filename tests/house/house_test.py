@@ -61,6 +61,12 @@ class IncludeFloors(unittest.TestCase):
                     wrong.append(f"{name} includes {path}")
         self.assertEqual(wrong, [])
 
+    def test_the_product_includes_only_the_families_that_it_uses(self):
+        # codec/codec.h would have all of it compiled again for the field of a record that it never sees.
+        product = ("binding/", "core/", "registry/", "servers/", "client/")
+        self.assertEqual([name for name in tracked("*.h", "*.cpp") if name.startswith(product)
+                          and '"codec/codec.h"' in (ROOT / name).read_text()], [])
+
     def test_the_compiler_is_shown_no_more_than_that(self):
         for target, folder in {"codec": "codec", "binding": "binding", "core": "core", "registry": "registry",
                                "servers_did": "servers", "servers_routine": "servers", "servers_dtc": "servers",
