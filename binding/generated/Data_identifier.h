@@ -9,6 +9,7 @@
 #include "binding/future/Future.h"
 #include "binding/generated/Diagnostic_service.h"
 #include "binding/generated/Output_records.h"
+#include "binding/generated/Signatures.h"
 #include "binding/skeleton/Method.h"
 #include "binding/skeleton/Skeleton.h"
 

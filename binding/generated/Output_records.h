@@ -1,4 +1,4 @@
-// The shapes of what reads give. Fields have no names in the interfaces: their place tells.
+// The shapes of what reads and routines give. Fields have no names in the interfaces: their place tells.
 #pragma once
 
 #include <array>
@@ -86,6 +86,13 @@ struct Extended_state {
     BINDING_FIELDS(field1, field2, field3, field4, field5, field6, field7, field8, field9, field10, field11,
                    field12)
     bool operator==(Extended_state const&) const = default;
+};
+
+/// What became of a routine: its status in the upper four bits, its result in the lower four.
+struct Routine_outcome {
+    std::uint8_t field1 = 0;
+    BINDING_FIELDS(field1)
+    bool operator==(Routine_outcome const&) const = default;
 };
 
 }  // namespace zvg::services::diag

@@ -9,6 +9,7 @@
 #include "binding/future/Future.h"
 #include "binding/generated/Diagnostic_service.h"
 #include "binding/generated/Output_records.h"
+#include "binding/generated/Signatures.h"
 #include "binding/skeleton/Method.h"
 #include "binding/skeleton/Skeleton.h"
 
@@ -24,13 +25,6 @@ struct Routine_service {
     using RequestResultsMethod = RequestResults;
     using StartMethod = Start;
     using StopMethod = Stop;
-};
-
-/// What became of a routine: its status in the upper four bits, its result in the lower four.
-struct Routine_outcome {
-    std::uint8_t field1 = 0;
-    BINDING_FIELDS(field1)
-    bool operator==(Routine_outcome const&) const = default;
 };
 
 /// Starts or stops the routine of `Interface`.

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <memory>
 #include <utility>
 
 #include "binding/skeleton/Method_impl.h"
@@ -16,10 +15,10 @@ public:
 
     Method(unsigned short method_id, typename Binding::Implementation implementation,
            ac::com::cpp_binding::skeleton::Method_dispatcher& dispatcher)
-        : m_binding(std::make_unique<Binding>(method_id, std::move(implementation), dispatcher)) {}
+        : m_binding(method_id, std::move(implementation), dispatcher) {}
 
 private:
-    std::unique_ptr<Binding> m_binding;
+    Binding m_binding;
 };
 
 }  // namespace ara::com::internal::skeleton

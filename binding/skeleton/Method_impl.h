@@ -1,147 +1,34 @@
 #pragma once
 
-#include <exception>
-#include <functional>
-#include <memory>
-#include <tuple>
-#include <type_traits>
 #include <utility>
-#include <vector>
 
-#include <ac/com/cpp_binding/Application_error_exception.h>
-#include <ac/com/cpp_binding/get_shared_payload.h>
 #include <ac/com/cpp_binding/skeleton/Method_impl_base.h>
 
-#include "binding/future/Future.h"
-#include "binding/incident/Dlt.h"
-#include "binding/incident/incidents.h"
-#include "binding/payload/Deserializer.h"
-#include "binding/payload/Serializer.h"
+#include "binding/skeleton/Call_handler.h"
 
 namespace ac::com::cpp_binding::skeleton {
-
-/// SOME/IP return code of the binding itself: the request couldn't be read. Codes from 0x20 to 0x5E and above
-/// are the service's own to give.
-inline constexpr unsigned char UNREADABLE_REQUEST = 0x80;
-/// Error code of a call that wants no answer where every call has one.
-inline constexpr unsigned NO_REPLY_FUNCTION = 10;
 
 template <class M, bool IsField = false, class Signature = typename M::Signature>
 class Method_impl;
 
-/// A skeleton's method: turns a call's bytes into a call of the implementation, and its future into the
-/// reply.
+/// A skeleton's method: joins its number to what handles its calls.
 ///
 /// Owned by the generated skeleton; called on whatever thread the method processor has. Neither the call
 /// nor the reply uses this object: what they need they share, so that a reply may leave, or a promise be
 /// broken, after the skeleton has gone.
-///
-/// The reply leaves on the thread that completes the implementation's promise. An Application_error_exception
-/// in the promise becomes a reply with its code and bytes; any other exception becomes no reply at all.
 template <class M, class Output, class... Input>
 class Method_impl<M, false, Output(Input...)> : public Method_impl_base {
+    using Handler = Call_handler<Output(Input...)>;
+
 public:
-    using Implementation = std::function<eb::com::Future<Output>(std::decay_t<Input> const&...)>;
+    using Implementation = typename Handler::Implementation;
 
     Method_impl(unsigned short method_id, Implementation implementation, Method_dispatcher& dispatcher)
         : Method_impl_base(
               method_id,
-              [core = std::make_shared<Core const>(
-                   log::Method_record{{dispatcher.port().service_id(), dispatcher.port().instance_id()},
-                                      method_id},
-                   std::move(implementation))](Method_call_id session, Reply_function const& reply,
-                                               eb::com::runtime::Serialized_payload const& payload) {
-                  method_call_handler(core, session, reply, payload);
-              },
+              Handler({{dispatcher.port().service_id(), dispatcher.port().instance_id()}, method_id},
+                      std::move(implementation)),
               dispatcher) {}
-
-private:
-    struct Core {
-        Core(log::Method_record who, Implementation what) : method(std::move(who)), call(std::move(what)) {}
-        log::Method_record method;
-        Implementation call;
-    };
-
-    static void method_call_handler(std::shared_ptr<Core const> const& core, Method_call_id session,
-                                    Reply_function const& reply,
-                                    eb::com::runtime::Serialized_payload const& payload) {
-        namespace incidents = log::incidents;
-        if (!reply) {
-            log::binding_log().trace(incidents::Method_call_request_err{{core->method, NO_REPLY_FUNCTION}});
-            return;
-        }
-        std::tuple<std::decay_t<Input>...> input;
-        try {
-            read(payload.bytes(), input);
-        } catch (std::exception const& failure) {
-            log::binding_log().trace(incidents::Method_call_request_process{{core->method, session}},
-                                     log::Failure_text{failure.what()});
-            reply_method(reply, nullptr, UNREADABLE_REQUEST);
-            return;
-        }
-        log::binding_log().trace_at(ara::log::LogLevel::kVerbose,
-                                    incidents::Method_call_request_process{{core->method, session}},
-                                    log::Undefined_data{});
-        // What `then` returns is dropped: it would hold what ended without a reply.
-        call(*core, input).then([core, session, reply](eb::com::Future<Output> result) {
-            send_reply(core->method, session, reply, std::move(result));
-        });
-    }
-
-    static void read(std::vector<unsigned char> const& bytes, std::tuple<std::decay_t<Input>...>& input) {
-        Read_buffer buffer(bytes);
-        std::apply(
-            [&](auto&... value) {
-                (someip::serialization::deserialize_dispatch(value, buffer, PROPERTIES), ...);
-            },
-            input);
-    }
-
-    static eb::com::Future<Output> call(Core const& core, std::tuple<std::decay_t<Input>...> const& input) {
-        try {
-            return std::apply(core.call, input);
-        } catch (...) {
-            log::binding_log().trace(log::incidents::Method_call_request_exception{{core.method}});
-            throw;
-        }
-    }
-
-    static void send_reply(log::Method_record const& method, Method_call_id session,
-                           Reply_function const& reply, eb::com::Future<Output> result) {
-        auto const payload = get_shared_payload(size_estimate());
-        someip::serialization::Serializer serializer(*payload, PROPERTIES);
-        unsigned char return_code = 0;
-        try {
-            if constexpr (std::is_void_v<Output>) {
-                result.get();
-                log::binding_log().trace(
-                    log::incidents::Method_call_response_tx{{{method, session}, return_code}});
-            } else {
-                Output const output = result.get();
-                serializer.serialize(output);
-                log::binding_log().trace(
-                    log::incidents::Method_call_response_tx{{{method, session}, return_code}},
-                    log::Generated_data<Output>{output});
-            }
-        } catch (Application_error_exception const& error) {
-            error.serialize(serializer);
-            return_code = error.error();
-            log::binding_log().trace(
-                log::incidents::Method_call_response_tx{{{method, session}, return_code}},
-                log::Failure_text{error.what()});
-        }
-        reply_method(reply, payload, return_code);
-    }
-
-    static constexpr std::size_t size_estimate() {
-        if constexpr (std::is_void_v<Output>) {
-            return 0;
-        } else {
-            return someip::serialization::size_estimate<Output>();
-        }
-    }
-
-    static constexpr someip::serialization::Serialization_properties PROPERTIES{};
 };
 
 }  // namespace ac::com::cpp_binding::skeleton

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <memory>
 #include <string>
 #include <utility>
 
@@ -18,25 +17,25 @@ public:
     /// `processingMode`: 1 calls side by side, 2 one at a time, else none. Throws
     /// ac::com::Invalid_argument_exception if the instance isn't deployed.
     Skeleton(std::string instanceId, unsigned char processingMode)
-        : m_binding(std::make_unique<Binding>(std::move(instanceId), processingMode)) {}
+        : m_binding(std::move(instanceId), processingMode) {}
     virtual ~Skeleton() = default;
     Skeleton(Skeleton const&) = delete;
     Skeleton& operator=(Skeleton const&) = delete;
 
     /// Makes the service reachable.
-    void OfferService() { m_binding->offer(); }
+    void OfferService() { m_binding.offer(); }
 
     /// Withdraws the service. No call runs any more when it returns, except the caller's own; replies still
     /// leave.
-    void StopOfferService() { m_binding->stop_offer(); }
+    void StopOfferService() { m_binding.stop_offer(); }
 
 protected:
     using Binding = ac::com::cpp_binding::skeleton::Skeleton_impl<Service>;
 
-    Binding& binding() const noexcept { return *m_binding; }
+    Binding& binding() noexcept { return m_binding; }
 
 private:
-    std::unique_ptr<Binding> m_binding;
+    Binding m_binding;
 };
 
 }  // namespace ara::com::internal::skeleton
