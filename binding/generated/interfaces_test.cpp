@@ -4,6 +4,8 @@
 
 #include <numeric>
 #include <string>
+#include <string_view>
+#include <typeinfo>
 
 #include "binding/generated/all.h"
 #include "binding/generated/d_1189.h"
@@ -94,54 +96,76 @@ void forEachCase(Visit const& visit) {
     EXPECT_EQ(row, CASES.size());
 }
 
+// What is checked of an interface is no template, or one of its Output: it would be compiled for each of
+// them.
+
+void expectNames(Interface_case const& row, std::string_view shortName, std::string_view name,
+                 unsigned dataIdentifier, unsigned description) {
+    EXPECT_EQ(shortName, row.name);
+    EXPECT_EQ(dataIdentifier, row.dataIdentifier);
+    EXPECT_EQ(description, 0x20000U);
+    char number[8];
+    std::snprintf(number, sizeof number, "%04x", row.dataIdentifier);
+    EXPECT_EQ(name, "zvg::services::diag::d_" + std::string(number) + "::" + row.name);
+}
+
 TEST(Interfaces, AreFourteenWithTheirNamesAndNumbers) {
     EXPECT_EQ(Data_identifiers::SIZE, 14U);
     forEachCase([]<class Interface>(Interface_case const& row) {
-        EXPECT_EQ(Interface::SHORT_NAME, row.name);
-        EXPECT_EQ(Interface::DATA_IDENTIFIER, row.dataIdentifier);
-        EXPECT_EQ(Interface::DESCRIPTION, 0x20000U);
-        char number[8];
-        std::snprintf(number, sizeof number, "%04x", row.dataIdentifier);
-        EXPECT_EQ(Interface::NAME, "zvg::services::diag::d_" + std::string(number) + "::" + row.name);
+        expectNames(row, Interface::SHORT_NAME, Interface::NAME, Interface::DATA_IDENTIFIER,
+                    Interface::DESCRIPTION);
     });
+}
+
+template <class Output>
+void expectFields(std::vector<std::size_t> const& expected) {
+    Output output;
+    std::vector<std::size_t> kinds;
+    std::apply(
+        [&](auto&... field) { (kinds.push_back(KIND<std::remove_reference_t<decltype(field)>>), ...); },
+        output.fields());
+    EXPECT_EQ(kinds, expected);
 }
 
 TEST(Interfaces, OutputsHaveTheirFieldsInOrder) {
     forEachCase([]<class Interface>(Interface_case const& row) {
-        typename Interface::ReadMethod::Output output;
-        std::vector<std::size_t> kinds;
-        std::apply(
-            [&](auto&... field) { (kinds.push_back(KIND<std::remove_reference_t<decltype(field)>>), ...); },
-            output.fields());
-        EXPECT_EQ(kinds, row.fields);
+        expectFields<typename Interface::ReadMethod::Output>(row.fields);
     });
+}
+
+template <class Output>
+void expectExactBytes() {
+    Output output;
+    Payload expected;
+    unsigned char next = 1;
+    auto const append = [&](auto& field) {
+        Payload const bytes = fill(field, next);
+        expected.insert(expected.end(), bytes.begin(), bytes.end());
+    };
+    std::apply([&](auto&... field) { (append(field), ...); }, output.fields());
+
+    EXPECT_EQ(to_bytes(output), expected);
+    EXPECT_EQ(from_bytes<Output>(expected), output);
+    expected.pop_back();
+    EXPECT_THROW(from_bytes<Output>(expected), std::out_of_range);
 }
 
 TEST(Interfaces, OutputsTravelAsTheirExactBytes) {
     forEachCase([]<class Interface>(Interface_case const&) {
-        using Output = typename Interface::ReadMethod::Output;
-        Output output;
-        Payload expected;
-        unsigned char next = 1;
-        auto const append = [&](auto& field) {
-            Payload const bytes = fill(field, next);
-            expected.insert(expected.end(), bytes.begin(), bytes.end());
-        };
-        std::apply([&](auto&... field) { (append(field), ...); }, output.fields());
-
-        EXPECT_EQ(to_bytes(output), expected);
-        EXPECT_EQ(from_bytes<Output>(expected), output);
-        expected.pop_back();
-        EXPECT_THROW(from_bytes<Output>(expected), std::out_of_range);
+        expectExactBytes<typename Interface::ReadMethod::Output>();
     });
+}
+
+template <class Output>
+void expectZeros(std::size_t fixedSize) {
+    Payload const bytes = to_bytes(Output{});
+    EXPECT_EQ(bytes.size(), fixedSize);
+    EXPECT_EQ(from_bytes<Output>(bytes), Output{});
 }
 
 TEST(Interfaces, EmptyOutputsAreZeros) {
     forEachCase([]<class Interface>(Interface_case const& row) {
-        using Output = typename Interface::ReadMethod::Output;
-        Payload const bytes = to_bytes(Output{});
-        EXPECT_EQ(bytes.size(), row.fixedSize);
-        EXPECT_EQ(from_bytes<Output>(bytes), Output{});
+        expectZeros<typename Interface::ReadMethod::Output>(row.fixedSize);
     });
 }
 
@@ -154,10 +178,9 @@ TEST(Interfaces, VersionInfoIsEightBareBytes) {
     EXPECT_EQ(to_bytes(d_017d::Read::Output{1, 2, 3, 0x0405, 6, 0x0708}), (Payload{1, 2, 3, 4, 5, 6, 7, 8}));
 }
 
-/// What every interface with an error does, also those that nobody offers.
-template <class Read, class Cancel, class Failed>
-void expectError(std::string const& shortName) {
-    Failed const sut(UDSResponseCodeType::kFailurePreventsExecutionOfRequestedAction);
+using Find_error = std::exception_ptr(unsigned char error, Payload const& payload);
+
+void expectError(Uds_error const& sut, std::string const& shortName) {
     EXPECT_EQ(sut.what(), shortName + "::UDSServiceFailed::2");
     EXPECT_EQ(sut.error(), 2);
     EXPECT_EQ(sut.code(), UDSResponseCodeType{0x26});
@@ -165,21 +188,34 @@ void expectError(std::string const& shortName) {
     Serializer serializer(bytes);
     sut.serialize(serializer);
     EXPECT_EQ(bytes, (Payload{0xAA, 0x26}));
+}
 
-    EXPECT_EQ(Failed(Payload{0x13, 0x99}).code(), UDSResponseCodeType{0x13});
-    binding_testing::expectThrow<std::out_of_range>([] { Failed(Payload{}); }, binding_testing::READ_BEYOND);
-
+/// `read` finds the error of type `failed` for return code 2, and `cancel` finds none.
+void expectFound(Find_error* read, Find_error* cancel, std::type_info const& failed) {
     try {
-        std::rethrow_exception(Read::GetApplicationErrorExceptionPtr(2, {0x13}));
-    } catch (Failed const& error) {
+        std::rethrow_exception(read(2, {0x13}));
+    } catch (Uds_error const& error) {
+        EXPECT_EQ(typeid(error), failed);
         EXPECT_EQ(error.code(), UDSResponseCodeType{0x13});
     }
-    EXPECT_THROW(Read::GetApplicationErrorExceptionPtr(2, {}), std::out_of_range);
+    EXPECT_THROW(read(2, {}), std::out_of_range);
     for (unsigned error = 0; error < 256; ++error) {
         auto const code = static_cast<unsigned char>(error);
-        EXPECT_EQ(Read::GetApplicationErrorExceptionPtr(code, {1}) != nullptr, error == 2) << error;
-        EXPECT_EQ(Cancel::GetApplicationErrorExceptionPtr(code, {1}), nullptr) << error;
+        EXPECT_EQ(read(code, {1}) != nullptr, error == 2) << error;
+        EXPECT_EQ(cancel(code, {1}), nullptr) << error;
     }
+}
+
+/// What every interface with an error does, also those that nobody offers.
+template <class Read, class Cancel, class Failed>
+void expectError(std::string const& shortName) {
+    expectError(Failed(UDSResponseCodeType::kFailurePreventsExecutionOfRequestedAction), shortName);
+    Uds_error const& received = Failed(Payload{0x13, 0x99});
+    EXPECT_EQ(received.code(), UDSResponseCodeType{0x13});
+    binding_testing::expectThrow<std::out_of_range>(
+        +[] { Failed(Payload{}); }, binding_testing::READ_BEYOND);
+    expectFound(&Read::GetApplicationErrorExceptionPtr, &Cancel::GetApplicationErrorExceptionPtr,
+                typeid(Failed));
 }
 
 TEST(Interfaces, ErrorsCarryTheirCodeAsOneByte) {
@@ -229,14 +265,17 @@ TEST(Interfaces, RoutinesAreFourWithTheirNamesNumbersAndErrors) {
     EXPECT_EQ(row, ROUTINES.size());
 }
 
+template <class Output>
+void expectOneBareByte() {
+    EXPECT_EQ(to_bytes(Output{0x52}), (Payload{0x52}));
+    EXPECT_EQ(to_bytes(Output{}), (Payload{0}));
+    EXPECT_EQ(from_bytes<Output>({0xFF}), Output{0xFF});
+    EXPECT_THROW(from_bytes<Output>({}), std::out_of_range);
+}
+
 TEST(Interfaces, OutcomeOfARoutineIsOneBareByte) {
-    Routines::forEach([]<class Interface>() {
-        using Output = typename Interface::RequestResultsMethod::Output;
-        EXPECT_EQ(to_bytes(Output{0x52}), (Payload{0x52}));
-        EXPECT_EQ(to_bytes(Output{}), (Payload{0}));
-        EXPECT_EQ(from_bytes<Output>({0xFF}), Output{0xFF});
-        EXPECT_THROW(from_bytes<Output>({}), std::out_of_range);
-    });
+    Routines::forEach(
+        []<class Interface>() { expectOneBareByte<typename Interface::RequestResultsMethod::Output>(); });
 }
 
 }  // namespace

@@ -26,16 +26,14 @@ void PrintTo(Row const& row, std::ostream* out) {
     *out << row.name;
 }
 
-template <class Incident>
-Row rowOf() {
-    nlohmann::json const json = Incident{};
+Row rowOf(nlohmann::json const& json, ara::log::LogLevel level) {
     Keys keys;
     for (auto const& [key, value] : json.items()) {
         keys.push_back(key);
     }
     EXPECT_EQ(keys.at(0), "1_id");
     keys.erase(keys.begin());
-    return {json.at("1_id"), static_cast<int>(Incident::LEVEL), keys};
+    return {json.at("1_id"), static_cast<int>(level), keys};
 }
 
 Keys const INSTANCE{"2_service_id", "3_instance_id"};
@@ -50,7 +48,7 @@ struct Incident_case {
 
 template <class Incident>
 Incident_case check(std::string name, int level, Keys keys) {
-    return {{std::move(name), level, std::move(keys)}, rowOf<Incident>()};
+    return {{std::move(name), level, std::move(keys)}, rowOf(Incident{}, Incident::LEVEL)};
 }
 
 #define CHECK_INCIDENT(Name, Level, ...) check<incidents::Name>(#Name, Level, __VA_ARGS__)

@@ -56,8 +56,7 @@ std::uint8_t byteOf(RequestResultsResponseHandler& handler) {
 class Handler : public Vehicle {
 protected:
     /// Waits for the end of the task, so that all its lines are there.
-    template <class One>
-    std::vector<Line> linesAfter(One const& handler, std::string const& source) {
+    std::vector<Line> linesAfter(common::PendingRequest<Record> const& handler, std::string const& source) {
         EXPECT_TRUE(eventually([&] { return !handler.isPending(); }));
         return linesOf(source);
     }
@@ -262,8 +261,8 @@ TEST_F(Handler, ExceptionOfTheTaskStaysInsideTheDestructor) {
 }
 
 TEST_F(Handler, OfEachOperationHasItsNameItsRoutineAndItsControlParameter) {
-    auto const check = [this](auto const& routine, std::string const& handlerName, unsigned controlParameter,
-                              auto& handler) {
+    auto const check = [this](Routine const& routine, std::string const& handlerName,
+                              unsigned controlParameter, common::PendingRequest<Record>& handler) {
         SCOPED_TRACE(routine.name + handlerName);
         std::string const source = routine.name + "::" + handlerName + "::";
         handler.cancel();
