@@ -88,14 +88,17 @@ stop() { # PID...: asks them to end, and ends those that don't
 
 cleanup() {
     local status=$?
-    trap - EXIT INT TERM
+    trap - EXIT
+    trap '' INT TERM
     # Of all that was started, as an interrupt may come right behind a start.
     stop $(jobs -p)
     if [[ $status -eq 0 ]]; then rm -rf "$logs"; fi
 }
 trap cleanup EXIT
-trap 'exit 130' INT
-trap 'exit 143' TERM
+# The shell takes an interrupt twice, for itself and for the program that it was waiting for: the second one must not end
+# the cleaning up, and nor must an impatient user.
+trap 'trap "" INT TERM; exit 130' INT
+trap 'trap "" INT TERM; exit 143' TERM
 
 give_up() { # TEXT [LOG]...: ends the demo
     local text=$1 log
