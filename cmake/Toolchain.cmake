@@ -20,17 +20,18 @@ endif()
 # Tests run in this mode a hundred times for each time they are debugged.
 set(CMAKE_CXX_FLAGS_DEBUG "-O1 -g1")
 
-# Sanitized code is compiled by the other compiler: it sees what the first one doesn't, and is twice as fast here. An
-# optimiser makes that code hardly faster, but doubles the compiler's work.
+# The address sanitizer's code is compiled by the other compiler: it sees what the first one doesn't, and is twice as
+# fast here. An optimiser makes that code hardly faster, but doubles the compiler's work. The thread sanitizer stays with
+# the first one, whose runtime knows its C++ library.
 set(DIAG_ARA_SANITIZE "" CACHE STRING "Sanitizers to build with: 'address,undefined' or 'thread'")
 if(DIAG_ARA_SANITIZE)
-    set(CMAKE_CXX_FLAGS_DEBUG "-O0 -g1")
     add_compile_options(-fsanitize=${DIAG_ARA_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     add_link_options(-fsanitize=${DIAG_ARA_SANITIZE})
     if(DIAG_ARA_SANITIZE STREQUAL "thread")
         add_compile_definitions(DIAG_ARA_SANITIZED_THREAD) # for tests that measure or count
     else()
         add_compile_definitions(DIAG_ARA_SANITIZED_ADDRESS)
+        set(CMAKE_CXX_FLAGS_DEBUG "-O0 -g1")
         # Shared libraries need the shared runtime, which has to come first in a process that isn't sanitized itself,
         # such as the JVM. It looks for what throws when it starts, so the C++ library has to be there by then.
         set(DIAG_ARA_PRELOAD)
