@@ -113,7 +113,7 @@ void Sd_directory::subscribe(Service_deployment const& service, std::uint16_t ev
     unsubscribe(service, eventgroup);
     Row& row = rowOf(service);
     Wish& wish = row.wishes.emplace(eventgroup, Wish{local, {}}).first->second;
-    if (row.search.found() && wish.subscription.found(m_clock.now())) ask(row, eventgroup, wish);
+    if (row.search.found() && wish.subscription.found(m_clock.now())) askAnew(row, eventgroup, wish);
     settle();
 }
 
@@ -336,7 +336,7 @@ void Sd_directory::found(Row& row) {
     m_notices.tell(Kind::offered, row.deployment, row.search.found()->endpoint.text(), "offer");
     locationChanged(row);
     for (auto& [eventgroup, wish] : row.wishes)
-        if (wish.subscription.found(m_clock.now())) ask(row, eventgroup, wish);
+        if (wish.subscription.found(m_clock.now())) askAnew(row, eventgroup, wish);
 }
 
 void Sd_directory::lost(Row& row, std::optional<Sd_found> const& before, char const* reason) {
@@ -357,7 +357,21 @@ void Sd_directory::stopOffer(Row& row) {
     m_channel.tellEverybody(stop);
 }
 
-void Sd_directory::ask(Row const& row, std::uint16_t eventgroup, Wish const& wish, std::uint32_t ttl) {
+/// A publisher that holds an earlier subscription from the same end would take a new one for its renewal, and
+/// not send the fields' values again, of which this process has dropped what came while the publisher was
+/// lost. It may even be the one that has just started: asked over its new connection, before a message gave
+/// away that it isn't the old one.
+void Sd_directory::askAnew(Row& row, std::uint16_t eventgroup, Wish const& wish) {
+    auto const asked = row.asked.find(eventgroup);
+    if (asked != row.asked.end() && asked->second == wish.local) ask(row, eventgroup, wish, 0);
+    ask(row, eventgroup, wish);
+}
+
+void Sd_directory::ask(Row& row, std::uint16_t eventgroup, Wish const& wish, std::uint32_t ttl) {
+    if (ttl == 0)
+        row.asked.erase(eventgroup);
+    else
+        row.asked.insert_or_assign(eventgroup, wish.local);
     Sd_entry entry = entryFor(Sd_entry::Type::subscribe, row);
     entry.eventgroup = eventgroup;
     entry.ttl = ttl;

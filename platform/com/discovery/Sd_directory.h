@@ -75,6 +75,8 @@ private:
         unsigned wanted = 0;
         Sd_search search;
         std::map<std::uint16_t, Wish> wishes;  ///< by eventgroup
+        /// By eventgroup: the end of this process that a publisher may still hold for a subscriber.
+        std::map<std::uint16_t, Endpoint> asked;
     };
 
     void heard(Address const& peer, Sd_peers::Heard heard, Sd_message const& message,
@@ -95,10 +97,9 @@ private:
     void lost(Row& row, std::optional<Sd_found> const& before, char const* reason);
     void locationChanged(Row& row);
     /// With a time to live of 0 it takes back what was asked.
-    void ask(Row const& row, std::uint16_t eventgroup, Wish const& wish, std::uint32_t ttl);
-    void ask(Row const& row, std::uint16_t eventgroup, Wish const& wish) {
-        ask(row, eventgroup, wish, m_ttl);
-    }
+    void ask(Row& row, std::uint16_t eventgroup, Wish const& wish, std::uint32_t ttl);
+    void ask(Row& row, std::uint16_t eventgroup, Wish const& wish) { ask(row, eventgroup, wish, m_ttl); }
+    void askAnew(Row& row, std::uint16_t eventgroup, Wish const& wish);
     void stopOffer(Row& row);
     void tellWish(Row const& row, std::uint16_t eventgroup, Wish const& wish);
     void forget(std::vector<Subscriber> const& subscribers, char const* reason);

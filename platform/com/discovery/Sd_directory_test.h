@@ -68,9 +68,9 @@ public:
         with([&](Directory& directory) { endpoint = directory.locate(row(index)); });
         return endpoint ? endpoint->text() : "nowhere";
     }
-    void subscribe(std::size_t index, std::uint16_t eventgroup = 7) {
+    void subscribe(std::size_t index, std::uint16_t eventgroup = 7, std::uint16_t port = 5555) {
         with([&](Directory& directory) {
-            directory.subscribe(row(index), eventgroup, {row(index).endpoint.transport, {0x7F000001, 5555}});
+            directory.subscribe(row(index), eventgroup, {row(index).endpoint.transport, {0x7F000001, port}});
         });
     }
     /// A connection of `peer` to the instance is accepted.

@@ -139,6 +139,68 @@ TEST_F(Sd_peer_test, SubscriptionOfARebootedPublisherIsAskedForAnew) {
     EXPECT_EQ(sut.events(), Texts{"state 2"});
 }
 
+TEST_F(Sd_peer_test, SubscriptionThatARebootedPublisherMayHoldAlreadyIsTakenBackBeforeItIsAskedForAnew) {
+    say({entry(Type::offer)}, 20);
+    sut.subscribe(0);
+    pass(milliseconds(1));
+    EXPECT_EQ(heard().back().type, Type::subscribe);
+    say({answer(5)}, 1);
+    EXPECT_EQ(sut.where(0), "nowhere");
+    heard();
+    say({entry(Type::offer)});
+    Sd_entry subscribe = entry(Type::subscribe);
+    subscribe.tcp = Address{0x7F000001, 5555};
+    Sd_entry stop = subscribe;
+    stop.ttl = 0;
+    EXPECT_EQ(heard(), (std::vector{stop, subscribe}));
+    say({entry(Type::offer)});
+    EXPECT_EQ(heard(), std::vector{subscribe}) << "a renewal";
+}
+
+TEST_F(Sd_peer_test, SubscriptionThatAPublisherWhoseOfferRanOutMayHoldIsTakenBackBeforeItIsAskedForAnew) {
+    say({entry(Type::offer)});
+    sut.subscribe(0);
+    pass(milliseconds(5000));
+    EXPECT_EQ(sut.where(0), "nowhere");
+    heard();
+    say({entry(Type::offer)});
+    auto const asked = heard();
+    ASSERT_EQ(asked.size(), 2U);
+    EXPECT_EQ(asked[0].type, Type::subscribe);
+    EXPECT_EQ(asked[0].ttl, 0U);
+    EXPECT_EQ(asked[1].type, Type::subscribe);
+    EXPECT_EQ(asked[1].ttl, 5U);
+}
+
+TEST_F(Sd_peer_test, SubscriptionFromANewConnectionIsAskedForWithoutFurtherWords) {
+    say({entry(Type::offer)});
+    sut.subscribe(0);
+    pass(milliseconds(5000));
+    sut.unsubscribe(0);  // nobody is there who could be told
+    heard();
+    sut.subscribe(0, 7, 6666);
+    say({entry(Type::offer)});
+    auto const asked = heard();
+    ASSERT_EQ(asked.size(), 1U);
+    EXPECT_EQ(asked[0].tcp, (Address{0x7F000001, 6666}));
+    EXPECT_EQ(asked[0].ttl, 5U);
+}
+
+TEST_F(Sd_peer_test, SubscriptionThatWasTakenBackIsAskedForAnewWithoutFurtherWords) {
+    say({entry(Type::offer)});
+    heard();
+    for (int count = 0; count < 2; ++count) {
+        sut.subscribe(0);
+        pass(milliseconds(1));
+        auto const asked = heard();
+        ASSERT_EQ(asked.size(), 1U);
+        EXPECT_EQ(asked[0].ttl, 5U);
+        sut.unsubscribe(0);
+        pass(milliseconds(1));
+        EXPECT_EQ(heard().at(0).ttl, 0U);
+    }
+}
+
 TEST_F(Sd_peer_test, SubscriptionIsRenewedWithEachOffer) {
     say({entry(Type::offer)});
     sut.subscribe(0);
@@ -310,6 +372,19 @@ TEST_F(Sd_peer_test, SubscriberIsAnsweredAndForgottenWhenItRebootsOrStops) {
     stop.ttl = 0;
     say({stop, stop});
     EXPECT_EQ(sut.events(), (Texts{"initial to tcp 127.0.0.1:30600", "without tcp 127.0.0.1:30600"}));
+}
+
+TEST_F(Sd_peer_test, SubscriberThatStopsAndAsksInOneMessageGetsTheFieldsAgain) {
+    sut.offer(0);
+    meet();
+    say({entry(Type::subscribe)});
+    heard();
+    Sd_entry stop = entry(Type::subscribe);
+    stop.ttl = 0;
+    say({stop, entry(Type::subscribe)});
+    EXPECT_EQ(heard(), std::vector{answer(5)});
+    EXPECT_EQ(sut.events(), (Texts{"initial to tcp 127.0.0.1:30600", "without tcp 127.0.0.1:30600",
+                                   "initial to tcp 127.0.0.1:30600"}));
 }
 
 TEST_F(Sd_peer_test, SubscriptionThatCannotBeTakenIsRefused) {
