@@ -1,7 +1,5 @@
 #include "tests/support/Allocations.h"
 
-#ifndef DIAG_ARA_SANITIZED_THREAD
-
 #include <cstdlib>
 #include <new>
 
@@ -38,5 +36,3 @@ void operator delete(void* memory) noexcept {
 void operator delete(void* memory, std::size_t) noexcept {
     release(memory);
 }
-
-#endif

@@ -6,8 +6,7 @@
 namespace test {
 
 /// What operator new and delete of this program do, which Allocations.cpp replaces. Any thread may allocate
-/// while a test reads. The thread sanitizer brings operators of its own: under it the counts stay 0 and
-/// nothing fails.
+/// while a test reads.
 struct Allocations {
     static inline std::atomic<std::size_t> largest{0};    ///< in bytes, since a test last set it to 0
     static inline std::atomic<std::ptrdiff_t> in_use{0};  ///< bytes, as malloc rounds them up

@@ -8,7 +8,16 @@
 namespace tester::doip {
 namespace {
 
-class DialogueTest : public DoipTest {};
+class DialogueTest : public DoipTest {
+protected:
+    /// Data identifier 0x017D is answered, with HELD, once goOn is set.
+    void holdRead() {
+        identifier("017d").script = {FakePort::answered(0, Message(8))};
+        identifier("017d").onCall = [this] { goOn.get_future().wait(); };
+    }
+    static constexpr char const* HELD = "62 01 7D 00 00 00 00 00 00 00 00";
+    std::promise<void> goOn;
+};
 
 TEST_F(DialogueTest, FunctionalRequestsHideTheRefusalsOfThoseWhoWerentMeant) {
     start();
@@ -48,9 +57,7 @@ TEST_F(DialogueTest, SuppressedPositiveResponseIsntSent) {
 
 TEST_F(DialogueTest, LongReadIsToldToBePendingUntilItIsAnswered) {
     settings.timing = {milliseconds(20), milliseconds(100), milliseconds(60'000)};
-    std::promise<void> goOn;
-    identifier("017d").script = {FakePort::answered(0, Message(8))};
-    identifier("017d").onCall = [&goOn] { goOn.get_future().wait(); };
+    holdRead();
     start();
     Client client = activeClient();
     client.request(bytes("22 01 7D"));
@@ -59,7 +66,7 @@ TEST_F(DialogueTest, LongReadIsToldToBePendingUntilItIsAnswered) {
     goOn.set_value();
     std::string last = client.response();
     while (last == "7F 22 78") last = client.response();
-    EXPECT_EQ(last, "62 01 7D 00 00 00 00 00 00 00 00");
+    EXPECT_EQ(last, HELD);
     Statistics const& counted = gateway->stop();
     EXPECT_EQ(counted.p2.count(), 1U);
     EXPECT_GE(counted.pending, 2U);
@@ -86,9 +93,7 @@ TEST_F(DialogueTest, PendingResponseIsFollowedByOneThatWouldHaveBeenSilent) {
 
 TEST_F(DialogueTest, SecondRequestIsRefusedWhileOneIsUnderWayAndPresenceIsTaken) {
     settings.timing.p2 = milliseconds(60'000);
-    std::promise<void> goOn;
-    identifier("017d").script = {FakePort::answered(0, Message(8))};
-    identifier("017d").onCall = [&goOn] { goOn.get_future().wait(); };
+    holdRead();
     start();
     Client client = activeClient();
     client.request(bytes("22 01 7D"));
@@ -96,13 +101,12 @@ TEST_F(DialogueTest, SecondRequestIsRefusedWhileOneIsUnderWayAndPresenceIsTaken)
     EXPECT_EQ(client.ask("3E 00"), "7F 3E 21");
     EXPECT_EQ(client.ask("10 03"), "7F 10 21");
     goOn.set_value();
-    EXPECT_EQ(client.response(), "62 01 7D 00 00 00 00 00 00 00 00");
+    EXPECT_EQ(client.response(), HELD);
 }
 
 TEST_F(DialogueTest, TestersWaitForOneAnothersReadsButNotForTheirRoutines) {
     settings.timing.p2 = milliseconds(60'000);
     settings.anySession = true;
-    std::promise<void> goOn;
     identifier("017d").script = {FakePort::answered(0, Message(8)), FakePort::answered(0, Message(8))};
     std::atomic<bool> first{true};
     identifier("017d").onCall = [&] {
@@ -121,14 +125,13 @@ TEST_F(DialogueTest, TestersWaitForOneAnothersReadsButNotForTheirRoutines) {
     EXPECT_EQ(other.response(), "71 01 06 87");
     other.send(bytes("02 FD 80 01 00 00 00 07 0E 81 10 01 22 01 7D"));
     goOn.set_value();
-    EXPECT_EQ(other.response(), "62 01 7D 00 00 00 00 00 00 00 00");
-    EXPECT_EQ(reads.response(), "62 01 7D 00 00 00 00 00 00 00 00");
+    EXPECT_EQ(other.response(), HELD);
+    EXPECT_EQ(reads.response(), HELD);
 }
 
 TEST_F(DialogueTest, TooManyWaitingReadsAreRefused) {
     settings.transport.sockets = 255;
     settings.timing.p2 = milliseconds(60'000);
-    std::promise<void> goOn;
     auto const opened = goOn.get_future().share();
     identifier("017d").onCall = [opened] { opened.wait(); };
     for (std::size_t each = 0; each < Lanes::LIMIT; ++each)
@@ -150,7 +153,7 @@ TEST_F(DialogueTest, TooManyWaitingReadsAreRefused) {
     EXPECT_EQ(clients.back().response(), "7F 22 21");
     clients.pop_back();
     goOn.set_value();
-    for (auto& each : clients) EXPECT_EQ(each.response(), "62 01 7D 00 00 00 00 00 00 00 00");
+    for (auto& each : clients) EXPECT_EQ(each.response(), HELD);
 }
 
 TEST_F(DialogueTest, SessionFallsBackWithoutRequestsAndEachConnectionHasItsOwn) {
@@ -166,9 +169,7 @@ TEST_F(DialogueTest, SessionFallsBackWithoutRequestsAndEachConnectionHasItsOwn) 
 TEST_F(DialogueTest, SessionDoesntEndDuringARequest) {
     settings.timing.p2 = milliseconds(60'000);
     settings.timing.s3 = milliseconds(100);
-    std::promise<void> goOn;
-    identifier("017d").script = {FakePort::answered(0, Message(8))};
-    identifier("017d").onCall = [&goOn] { goOn.get_future().wait(); };
+    holdRead();
     start();
     Client client = activeClient();
     // Both at once, so that S3 can't be over in between
@@ -187,12 +188,11 @@ TEST_F(DialogueTest, SessionDoesntEndDuringARequest) {
         EXPECT_EQ(std::count_if(lines.begin(), lines.end(), isEnd), 1);
     }
     goOn.set_value();
-    EXPECT_EQ(client.response(), "62 01 7D 00 00 00 00 00 00 00 00");
+    EXPECT_EQ(client.response(), HELD);
 }
 
 TEST_F(DialogueTest, TesterThatGoesDuringItsReadLeavesTheNextOneWhole) {
     settings.timing.p2 = milliseconds(60'000);
-    std::promise<void> goOn;
     std::promise<void> called;
     identifier("017d").script = {FakePort::answered(0, Message(8)), FakePort::answered(0, Message(8, 1))};
     std::atomic<bool> first{true};
