@@ -100,7 +100,7 @@ function(diag_test name)
         add_test(NAME ${name} COMMAND ${name} "--gtest_output=xml:${PROJECT_BINARY_DIR}/gtest/${name}.xml")
         set_tests_properties(${name} PROPERTIES TIMEOUT 600 COST ${cost} LABELS "${arg_LABELS}" ENVIRONMENT "${arg_ENVIRONMENT}")
     else()
-        gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
+        gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 NO_PRETTY_VALUES
             PROPERTIES TIMEOUT ${arg_TIMEOUT} COST ${cost} LABELS "${arg_LABELS}" ENVIRONMENT "${arg_ENVIRONMENT}")
     endif()
 endfunction()
