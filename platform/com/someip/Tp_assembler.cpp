@@ -40,8 +40,9 @@ char const* Tp_assembler::Message::contradiction(Tp_segment const& segment, bool
     if (inOrder && segment.offset != have) return "segments under session 0 are not in order";
     if (total && (segment.more ? endOf(segment) >= *total : endOf(segment) != *total))
         return "a segment doesn't fit the end of the message";
-    if (!segment.more && !pieces.empty() && endOf(segment) < endOf(*pieces.rbegin()))
-        return "the last segment ends before another one does";
+    // So far only segments came that others have to come behind.
+    if (!total && !segment.more && !pieces.empty() && endOf(segment) <= endOf(*pieces.rbegin()))
+        return "the last segment doesn't end behind all others";
     return nullptr;
 }
 

@@ -269,6 +269,12 @@ TEST_F(Tp_assembler_test, SegmentThatEndsWithTheLastOneButPromisesMoreIsDropped)
     expectDropped();
 }
 
+TEST_F(Tp_assembler_test, LastSegmentThatEndsWithOneThatPromisedMoreIsDropped) {
+    EXPECT_FALSE(take(0, 32, true));
+    EXPECT_FALSE(take(16, 16, false));
+    expectDropped();
+}
+
 TEST_F(Tp_assembler_test, OffsetsUpTo28BitsAreComparedWithTheBoundAndNothingIsKept) {
     m_payload = pattern(16);
     for (std::uint32_t const offset : {0x1000U, 0x10000U, 0x7FFFFFF0U, 0x80000000U, 0xFFFFFFF0U}) {
