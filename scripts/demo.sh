@@ -73,14 +73,11 @@ fi
 patience=60 # seconds that anything is waited for
 logs=build/demo/$$
 
-stop() { # PID...: asks them to end, and ends those that don't
-    local pid
+stop() { # PID...: asks them to end, and ends those that haven't within 5 s
+    local pid end=$((SECONDS + 5))
     for pid in "$@"; do kill "$pid" 2>/dev/null || true; done
     for pid in "$@"; do
-        for _ in {1..50}; do
-            kill -0 "$pid" 2>/dev/null || break
-            sleep 0.1
-        done
+        while [[ $SECONDS -lt $end ]] && kill -0 "$pid" 2>/dev/null; do sleep 0.1; done
         kill -9 "$pid" 2>/dev/null || true
         wait "$pid" 2>/dev/null || true
     done
