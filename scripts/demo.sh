@@ -291,11 +291,13 @@ for _ in range(10):  # scapy takes all that has come for one frame, and may lose
     response = tester.sr1(UDS() / UDS_RDBI(identifiers=[0x$identifier]), timeout=2, verbose=False)
     tester.close()
     if response is not None and response.service == 0x62: break
+if response is None: raise SystemExit("scapy got no response from the gateway in 10 attempts")
 print(bytes(response).hex())
 SCAPY
     echo '>>> tester = UDS_DoIPSocket("'"$address"'", '"$port"')'
     echo ">>> bytes(tester.sr1(UDS() / UDS_RDBI(identifiers=[0x$identifier]))).hex()"
-    XDG_CACHE_HOME=$logs /usr/bin/python3 "$logs/doip.py" 2>"$logs/doip.err" | tee "$logs/last.txt" || true
+    XDG_CACHE_HOME=$logs /usr/bin/python3 "$logs/doip.py" 2>"$logs/doip.err" | tee "$logs/last.txt" ||
+        tail -n 5 "$logs/doip.err" >&2
     stop "$gateway"
     sed 's/^/      /' "$logs/doip.txt"
     doips=0
@@ -307,6 +309,11 @@ if [[ -z $build ]]; then
     echo "demo: building (the first time takes a few minutes)" >&2
     desk_build release diag_ara tester diag_ara_val_jar
     build=build/release
+fi
+if [[ $doip ]] && ! missing=$(/usr/bin/python3 -c 'import scapy.contrib.automotive.doip' 2>&1); then
+    echo "demo: --doip needs scapy at /usr/bin/python3: install Debian's python3-scapy, as scripts/setup.sh does" >&2
+    echo "      (${missing##*$'\n'})" >&2
+    exit 2
 fi
 mkdir -p "$logs"
 mkfifo "$logs/java.input"
@@ -334,5 +341,6 @@ if [[ $doip ]]; then
     result+=", $doips/1 by DoIP"
     all+=", 1/1 by DoIP"
 fi
+[[ $result == "$all" ]] || echo "demo: not all of it was seen; all logs are in $logs" >&2
 echo "demo: $result"
 [[ $result == "$all" ]]

@@ -4,6 +4,7 @@ import os
 import pathlib
 import signal
 import subprocess
+import tempfile
 import time
 import unittest
 
@@ -75,6 +76,16 @@ class Demo(unittest.TestCase):
             run = subprocess.run([DEMO, *arguments], capture_output=True, text=True, timeout=PATIENCE)
             self.assertEqual(run.returncode, 2)
             self.assertIn(told, run.stderr)
+
+    def test_without_scapy_the_gateway_is_not_shown_and_what_to_install_is_told(self):
+        with tempfile.TemporaryDirectory(prefix="demo-") as folder:
+            hidden = "No module named 'scapy'"
+            (pathlib.Path(folder) / "scapy.py").write_text(f'raise ModuleNotFoundError("{hidden}")\n')
+            run = subprocess.run([DEMO, "--doip", "--build", BUILD], env=dict(os.environ, PYTHONPATH=folder),
+                                 capture_output=True, text=True, timeout=PATIENCE)
+        self.assertEqual((run.returncode, run.stdout), (2, ""))
+        self.assertIn("install Debian's python3-scapy", run.stderr)
+        self.assertIn(hidden, run.stderr)
 
 
 if __name__ == "__main__":
