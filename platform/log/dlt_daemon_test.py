@@ -8,7 +8,7 @@ import tempfile
 import time
 import unittest
 
-PATIENCE = 20  # seconds; more than anything here may take on a loaded machine
+PATIENCE = 60  # seconds; more than anything here may take on a loaded machine
 PIECE = 1383
 
 # UDPConnectionSetup = 0: without it the daemon sends every message by multicast.
@@ -154,8 +154,8 @@ class DltDaemon(unittest.TestCase):
     def test_without_a_daemon_nothing_waits_and_nothing_is_printed(self):
         started = time.monotonic()
         done = self.write(*["4:nobody reads this"] * 2000)
-        # libdlt by itself would wait 10 s at the end.
-        self.assertLess(time.monotonic() - started, 5)
+        # libdlt by itself would wait 10 s at the end, whatever came before.
+        self.assertLess(time.monotonic() - started, 10)
         self.assertEqual(done.stdout, "")
 
     def test_the_daemon_of_the_test_sends_nothing_by_udp(self):

@@ -20,6 +20,7 @@ protected:
 };
 
 TEST_F(DialogueTest, FunctionalRequestsHideTheRefusalsOfThoseWhoWerentMeant) {
+    settings.timing.p2 = milliseconds(60'000);  // behind a 0x78 they aren't hidden
     start();
     Client client = activeClient();
     std::uint64_t hidden = 0;
@@ -44,6 +45,7 @@ TEST_F(DialogueTest, FunctionalRequestsHideTheRefusalsOfThoseWhoWerentMeant) {
 }
 
 TEST_F(DialogueTest, SuppressedPositiveResponseIsntSent) {
+    settings.timing.p2 = milliseconds(60'000);
     settings.timing.s3 = milliseconds(60'000);
     start();
     Client client = activeClient();

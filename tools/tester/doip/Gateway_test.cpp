@@ -265,13 +265,16 @@ TEST_F(GatewayTest, ActivationThatWaitsForAnAliveCheckHasComeInTime) {
 }
 
 TEST_F(GatewayTest, EndWaitsForNothingThatWasStopped) {
+    settings.timing.p2 = milliseconds(60'000);
     start();
     Client client = activeClient();
     client.request(bytes("22 B0 47"));  // never answered
     client.receive();
     stop.request_stop();
     gateway.reset();
-    EXPECT_TRUE(client.response() == "closed");
+    std::string last = client.response();
+    if (last == "7F 22 22") last = client.response();  // the read's end may have come first
+    EXPECT_EQ(last, "closed");
 }
 
 TEST_F(GatewayTest, HeaderNegativeAcknowledgementClosesOrKeepsTheConnection) {
