@@ -13,6 +13,9 @@ import xml.etree.ElementTree as ET
 
 from vehicle import PATIENCE, TESTER, wait_until
 
+# Seconds for a program that starts others, reads hundreds of files and computes for seconds: on a machine with much else
+# to do each of its processes waits for its turn, again and again.
+SLOW = 4 * PATIENCE
 DISCARD = 9  # udp: nobody listens there
 PROFILE = "diag_ara"
 ROOT_IS_DANGEROUS = 'Running as user "root" and group "root". This could be dangerous.'
@@ -55,7 +58,7 @@ class Capture:
                 udp.sendto(marker, (self.address, DISCARD))
             return self.path.exists() and marker in self.path.read_bytes()
 
-        wait_until(arrived, PATIENCE, lambda: f"dumpcap catches a datagram: {self.log.read_text()}")
+        wait_until(arrived, SLOW, lambda: f"dumpcap catches a datagram: {self.log.read_text()}")
 
     def _end(self):
         self.process.send_signal(signal.SIGINT)
@@ -122,7 +125,7 @@ class Tshark:
         environment = dict(os.environ, HOME=str(self.home))
         environment.pop("XDG_CONFIG_HOME", None)
         run = subprocess.run(["tshark", "-C", PROFILE, *map(str, arguments)], env=environment, capture_output=True,
-                             text=True, timeout=2 * PATIENCE)
+                             text=True, timeout=SLOW)
         complaints = [line for line in run.stderr.splitlines() if line != ROOT_IS_DANGEROUS]
         assert run.returncode == 0 and not complaints, f"{run.args} ends with {run.returncode}: {run.stderr}"
         return run.stdout

@@ -8,7 +8,7 @@ import signal
 import subprocess
 import unittest
 
-from capture import ROOT_IS_DANGEROUS
+from capture import ROOT_IS_DANGEROUS, SLOW
 from vehicle import DEFAULT_MANIFEST, PATIENCE, TESTER, Vehicle, wait_until
 
 PAGE = (pathlib.Path(__file__).resolve().parents[2] / "docs/wire.md").read_text()
@@ -29,7 +29,7 @@ class TheCommands(unittest.TestCase):
 
     def done(self, command):
         process = self.shell(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-        output, complaints = process.communicate(timeout=PATIENCE)
+        output, complaints = process.communicate(timeout=SLOW)
         complaints = complaints.replace(ROOT_IS_DANGEROUS, "").strip()
         self.assertEqual((process.returncode, complaints), (0, ""), command)
         return output
@@ -44,7 +44,7 @@ class TheCommands(unittest.TestCase):
                 self.assertIsNone(process.poll(), printed.read_text())
                 self.done("tester read 0x017D")
                 return is_enough(printed.read_text())
-            wait_until(reads, PATIENCE, lambda: f"{command}: {printed.read_text()}")
+            wait_until(reads, SLOW, lambda: f"{command}: {printed.read_text()}")
         finally:
             process.send_signal(signal.SIGINT)
             process.wait(timeout=PATIENCE)
