@@ -2,8 +2,10 @@
 
 #include <array>
 #include <cstdlib>
-#include <optional>
+#include <string>
+#include <string_view>
 #include <system_error>
+#include <vector>
 
 #include "platform/log/Console_target.h"
 #include "platform/log/Dlt_target.h"
@@ -14,8 +16,6 @@ namespace ara::log {
 namespace {
 
 constexpr std::array<char const*, 7> LEVELS = {"off", "fatal", "error", "warn", "info", "debug", "verbose"};
-constexpr char const* FILE_PREFIX = "file:";
-constexpr char const* DLT_PREFIX = "dlt:";
 
 class No_target : public Target {
     void write(LogLevel, std::string_view, std::string_view) override {}
@@ -24,10 +24,17 @@ class No_target : public Target {
 struct Choice {
     Target* target;
     LogLevel threshold;
-    std::string complaint;  // what was wrong with the settings, in words
+    std::vector<std::string> complaints;  // what was wrong with the settings, in words
 };
 
+/// What stands behind the prefix: nothing if something else stands in front, or nothing behind.
+std::string_view behind(std::string_view prefix, std::string_view text) {
+    return text.substr(0, prefix.size()) == prefix ? text.substr(prefix.size()) : std::string_view();
+}
+
 Choice choose(std::string const& target, std::string const& level) {
+    std::string const file(behind("file:", target));
+    std::string const application(behind("dlt:", target));
     Choice choice{nullptr, LogLevel::kWarn, {}};
     if (!level.empty()) {
         std::size_t number = 0;
@@ -35,28 +42,29 @@ Choice choose(std::string const& target, std::string const& level) {
         if (number < LEVELS.size())
             choice.threshold = static_cast<LogLevel>(number);
         else
-            choice.complaint = "ARA_LOG_LEVEL: '" + level +
-                               "' is none of off, fatal, error, warn, info, debug, verbose; taking warn";
+            choice.complaints.push_back(
+                "ARA_LOG_LEVEL: '" + level +
+                "' is none of off, fatal, error, warn, info, debug, verbose; taking warn");
     }
-    if (target.rfind(FILE_PREFIX, 0) == 0) {
+    if (!file.empty()) {
         try {
-            choice.target = new File_target(target.substr(std::string(FILE_PREFIX).size()));
+            choice.target = new File_target(file);
         } catch (std::system_error const& error) {
-            choice.complaint = std::string("ARA_LOG_TARGET: ") + error.what() + "; taking console";
+            choice.complaints.push_back(std::string("ARA_LOG_TARGET: ") + error.what() + "; taking console");
         }
     } else if (target == "dlt") {
         choice.target = &Dlt_target::instance();
-    } else if (target.rfind(DLT_PREFIX, 0) == 0) {
-        choice.target = &Dlt_target::instance(target.substr(std::string(DLT_PREFIX).size()));
+    } else if (!application.empty() && application.size() <= DLT_ID_SIZE) {
+        choice.target = &Dlt_target::instance(application);
     } else if (target == "memory") {
         choice.target = &Memory_target::instance();
     } else if (target == "none") {
         choice.target = new No_target;
         choice.threshold = LogLevel::kOff;
     } else if (!target.empty() && target != "console") {
-        choice.complaint =
-            "ARA_LOG_TARGET: '" + target +
-            "' is none of console, dlt, dlt:APPLICATION, file:PATH, memory, none; taking console";
+        choice.complaints.push_back("ARA_LOG_TARGET: '" + target +
+                                    "' is none of console, dlt, dlt:APPLICATION (1 to 4 characters), "
+                                    "file:PATH, memory, none; taking console");
     }
     if (choice.target == nullptr) choice.target = &Console_target::standardError();
     return choice;
@@ -84,7 +92,7 @@ Log_core::Log_core() {
     Choice const choice = choose(environment("ARA_LOG_TARGET"), environment("ARA_LOG_LEVEL"));
     m_target = choice.target;
     m_threshold = choice.threshold;
-    if (!choice.complaint.empty()) choice.target->write(LogLevel::kError, "LOG", choice.complaint);
+    for (auto const& complaint : choice.complaints) choice.target->write(LogLevel::kError, "LOG", complaint);
 }
 
 void Log_core::use(Target& target, LogLevel threshold) {

@@ -133,6 +133,19 @@ TEST_F(Logger_environment_test, UnknownTargetIsToldAndTheConsoleTaken) {
                 "'printer' is none of .*\n(.*\n)*.*warn text3\n$");
 }
 
+TEST_F(Logger_environment_test, TargetWithoutItsPathOrWithAnApplicationThatDltCannotNameIsUnknown) {
+    for (char const* target : {"file:", "dlt:", "dlt:FIVEE"}) {
+        logUnder(target, nullptr);
+        EXPECT_EXIT(logAndExit(), ::testing::ExitedWithCode(0),
+                    std::string("^[^\n]*'") + target + "' is none of .*\n(.*\n)*.*warn text3\n$");
+    }
+}
+
+TEST_F(Logger_environment_test, TwoWrongSettingsAreBothTold) {
+    logUnder("printer", "loud");
+    EXPECT_EXIT(logAndExit(), ::testing::ExitedWithCode(0), "'loud' is none of .*\n.*'printer' is none of ");
+}
+
 TEST_F(Logger_environment_test, UnknownLevelIsTold) {
     logUnder(nullptr, "loud");
     EXPECT_EXIT(logAndExit(), ::testing::ExitedWithCode(0), "'loud' is none of .*taking warn");
