@@ -152,13 +152,7 @@ int list(Options const& options, Streams& streams) {
 
 int encodeOne(Options const& options, Streams& streams) {
     Message const& message = messageNamed(options.encode);
-    Json json;
-    try {
-        json = Json::parse(Input(fileOf(options), streams.in).text());
-    } catch (Json::parse_error const& error) {
-        std::string_view const what = error.what();  // behind the library's own number
-        throw BadInput("no JSON: " + std::string(what.substr(what.find("] ") + 2)));
-    }
+    Json const json = readJson(Input(fileOf(options), streams.in).text());
     streams.out << plainHex(encode(message, json)) << '\n';
     return ALL_GOOD;
 }

@@ -1,5 +1,7 @@
 #include "tools/valdump/Json.h"
 
+#include <set>
+
 namespace valdump {
 
 namespace {
@@ -41,6 +43,29 @@ void addRows(std::vector<Value> const& values, std::string const& prefix, Bytes 
 }
 
 }  // namespace
+
+Json readJson(std::string const& text) {
+    constexpr std::size_t DEEPEST = 64;
+    std::vector<std::set<std::string>> open;  // the names that each open object has had; none for an array
+    using Event = Json::parse_event_t;
+    auto const judge = [&open](int /*depth*/, Event event, Json const& parsed) {
+        if (event == Event::object_start || event == Event::array_start) {
+            if (open.size() == DEEPEST) throw BadInput("the JSON is nested deeper than any record");
+            open.emplace_back();
+        } else if (event == Event::object_end || event == Event::array_end) {
+            open.pop_back();
+        } else if (event == Event::key && !open.back().insert(parsed.get<std::string>()).second) {
+            throw BadInput("`" + parsed.get<std::string>() + "` stands twice in one object");
+        }
+        return true;
+    };
+    try {
+        return Json::parse(text, judge);
+    } catch (Json::exception const& error) {
+        std::string_view const what = error.what();  // behind the library's own number
+        throw BadInput("no JSON: " + std::string(what.substr(what.find("] ") + 2)));
+    }
+}
 
 Json toJson(Message const& message, Bytes bytes, Payload const& payload) {
     Json json{{"id", message.id},

@@ -3,6 +3,7 @@
 // its byte is neither 0 nor 1).
 #pragma once
 
+#include <string>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -12,6 +13,10 @@
 namespace valdump {
 
 using Json = nlohmann::ordered_json;
+
+/// JSON as users write it. Throws BadInput for what is none, for a name that stands twice in an object (which
+/// of its values is meant, nobody can tell), and for what is nested deeper than any record.
+Json readJson(std::string const& text);
 
 /// The message, its bytes, its fields as a record, and a row for each of them with offset, raw bytes and
 /// meaning.

@@ -31,7 +31,7 @@ std::vector<unsigned char> randomPayload(Message const& message, oracle::Random&
 
 std::string encodingRefusal(char const* message, char const* json) {
     try {
-        encode(oracle::messageNamed(message), Json::parse(json));
+        encode(oracle::messageNamed(message), readJson(json));
     } catch (BadInput const& error) {
         return error.what();
     }
@@ -49,7 +49,7 @@ TEST(EveryMessage, GoesToJsonAndBackWithTheSameBytes) {
             auto const bytes = randomPayload(*message, random, oracle::Flaws::NONE);
             Payload const payload = readPayload(*message, bytes);
             ASSERT_FALSE(payload.failure) << message->name << ": " << payload.failure->text;
-            Json const document = Json::parse(toJson(*message, bytes, payload).dump());
+            Json const document = readJson(toJson(*message, bytes, payload).dump());
             ASSERT_EQ(plainHex(encode(*message, document)), plainHex(bytes)) << message->name;
             ASSERT_EQ(plainHex(encode(*message, document["fields"])), plainHex(bytes)) << message->name;
         }
@@ -143,12 +143,24 @@ TEST(Encoding, TakesCountsFromTheArrays) {
     EXPECT_EQ(plainHex(bytes), "7d0102000000020002001122");
 }
 
+TEST(Encoding, TakesOneNameInSeveralObjects) {
+    Json const twice = readJson(R"([{"x": 1, "y": {"x": 2}}, {"x": 3}, [[{"x": 4}]]])");
+    EXPECT_EQ(twice.dump(), R"([{"x":1,"y":{"x":2}},{"x":3},[[{"x":4}]]])");
+}
+
 TEST(Encoding, IsRefusedWithTheField) {
     auto const response = [](char const* json) { return encodingRefusal("ValDiagnosticsresponseInd", json); };
     EXPECT_EQ(response(R"({"fields": null, "layout": []})"),
               "the JSON tells of a payload that was refused: its `fields` are null");
     EXPECT_EQ(response(("{\"requestId\": \"" + std::string(100, 'x') + "\"}").c_str()),
               "`requestId` is \"" + std::string(59, 'x') + " ..., not an integer");
+    EXPECT_EQ(response(R"({"requestId": 1, "requestId": 1})"), "`requestId` stands twice in one object");
+    EXPECT_EQ(response(R"({"requestId": 1e400})"), "no JSON: number overflow parsing '1e400'");
+    EXPECT_THAT(response("{\n7d"), testing::StartsWith("no JSON: parse error at line 2, column 1: "));
+    EXPECT_EQ(
+        response(("{\"requestId\": " + std::string(1'000'000, '[') + "1" + std::string(1'000'000, ']') + "}")
+                     .c_str()),
+        "the JSON is nested deeper than any record");
     EXPECT_EQ(response("[]"), "`VALDiagnosticsResponse_t` is not an object");
     EXPECT_EQ(response(R"({"requestId": 65536})"), "`requestId` is 65536, outside of 0 to 65535");
     EXPECT_EQ(response(R"({"requestId": -1})"), "`requestId` is -1, outside of 0 to 65535");

@@ -11,5 +11,5 @@ int main(int argc, char** argv) try {
     return valdump::run(argc, argv, {std::cin, std::cout, std::cerr});
 } catch (std::exception const& error) {
     std::cerr << "valdump: " << error.what() << '\n';
-    return valdump::REFUSED;
+    return valdump::USAGE;
 }
