@@ -8,7 +8,7 @@
     python3 tools/valgen freeze VERSION         releases the schemas as they are
 
 Nothing is written unless every schema is sound. A refused schema ends the run with status 1 and one
-line for each fault: file, line, what is wrong.
+line for each fault: file, line, what is wrong. Without an option the schemas are only checked.
 """
 
 import argparse
@@ -55,10 +55,14 @@ def main():
     chosen = arguments.parse_args()
 
     try:
-        model = build([parse_file(path) for path in chosen.schemas])
-    except SchemaError as refused:
+        generate(chosen, build([parse_file(path) for path in chosen.schemas]))
+    except (SchemaError, OSError) as refused:
         print(refused, file=sys.stderr)
         return 1
+    return 0
+
+
+def generate(chosen, model):
     if chosen.cpp:
         write(chosen.cpp, cpp_files(model, chosen.include_prefix))
     if chosen.java:
@@ -67,7 +71,6 @@ def main():
         write(chosen.page, {"index.html": catalogue.html(model)})
     if chosen.list_java:
         print("\n".join(java_files.files(model)))
-    return 0
 
 
 sys.exit(main())

@@ -1,5 +1,9 @@
 """Schemas that must be refused, each with the file, the line and what is wrong."""
 
+import pathlib
+import subprocess
+import sys
+import tempfile
 import unittest
 
 from model import build
@@ -181,6 +185,27 @@ class Refusals(unittest.TestCase):
         self.field("x u8[0]", "'x' has a fixed size, which is at least 1, and no maximum")
         for kind in ("bool", "i8", "i32", "u64"):
             self.field(f"x {kind}[n] max 3", "'x': an array holds u8, u16, u32, enumerations or records")
+
+    # Files, given to the command.
+
+    def run_on(self, *words):
+        run = subprocess.run([sys.executable, "-B", str(pathlib.Path(__file__).parent), *words],
+                             capture_output=True, text=True, check=False)
+        return run.returncode, run.stderr
+
+    def test_files_that_cannot_be_read_or_written(self):
+        with tempfile.TemporaryDirectory() as folder:
+            good, odd, new = (pathlib.Path(folder) / name for name in ("good.val", "odd.val", "new.val"))
+            good.write_text(GOOD)
+            odd.write_bytes(GOOD.encode() + b"# \xFF\n")
+            self.assertEqual(self.run_on(good), (0, ""))
+            self.assertEqual(self.run_on(new), (1, f"{new}: cannot be read: No such file or directory\n"))
+            self.assertEqual(self.run_on(folder), (1, f"{folder}: cannot be read: Is a directory\n"))
+            self.assertEqual(self.run_on(odd), (1, f"{odd}:6: the byte 0xff is no UTF-8\n"))
+            self.assertEqual(self.run_on(good, "--cpp", good), (1, f"[Errno 17] File exists: '{good}'\n"))
+            self.assertEqual(self.run_on("breaking", good, folder), (2, f"valgen: {good}:1: is no frozen version; "
+                                                                        "`valgen freeze` writes one\n"))
+            self.assertEqual(self.run_on("breaking", odd, folder), (2, f"valgen: {odd}:6: the byte 0xff is no UTF-8\n"))
 
     # Enumerations.
 

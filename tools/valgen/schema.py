@@ -112,7 +112,17 @@ MESSAGE = re.compile(rf"message (\d+) ({NAME}) carries ({NAME})$")
 
 def parse_file(path):
     path = Path(path)
-    return parse(path.read_text(encoding="utf-8"), path.name)
+    return parse(read(path), path.name)
+
+
+def read(path):
+    try:
+        return path.read_text(encoding="utf-8")
+    except OSError as failed:
+        raise SchemaError(f"{path}: cannot be read: {failed.strerror}") from None
+    except UnicodeDecodeError as failed:
+        line = failed.object.count(b"\n", 0, failed.start) + 1
+        raise SchemaError(f"{path}:{line}: the byte {failed.object[failed.start]:#04x} is no UTF-8") from None
 
 
 def parse(text, file):

@@ -11,7 +11,7 @@ from pathlib import Path
 
 from layout import enums, forwards, messages, records, type_text
 from model import build
-from schema import SchemaError, parse, parse_file
+from schema import SchemaError, parse, parse_file, read
 
 FIRST_LINE = "# Frozen version {version}, SHA-256 of the lines below: {hash}\n"
 FROZEN = re.compile(r"# Frozen version (\S+), SHA-256 of the lines below: ([0-9a-f]{64})$")
@@ -70,7 +70,7 @@ def canonical(model):
 
 
 def _load_frozen(path):
-    first, _, text = path.read_text(encoding="utf-8").partition("\n")
+    first, _, text = read(path).partition("\n")
     head = FROZEN.match(first)
     if not head:
         raise SchemaError(f"{path}:1: is no frozen version; `valgen freeze` writes one")
