@@ -83,6 +83,65 @@ TEST_F(CommandLine, ARefusedPayloadIsToldWithFieldOffsetAndCode) {
     EXPECT_THAT(err.str(), HasSubstr("`requestId` needs 2 bytes at offset 0, the payload ends at 0"));
 }
 
+TEST_F(CommandLine, ARefusalIsToldInTheTermsOfItsField) {
+    auto const refusal = [this](char const* message, char const* hex) {
+        EXPECT_EQ(run({message, hex}), REFUSED) << hex;
+        return err.str();
+    };
+    // Signed values with their sign, sets of bits as wide as they are
+    EXPECT_THAT(refusal("705", "feffffff"),
+                HasSubstr("`status` at offset 0 is -2, and `tRtmStatus` accepts -1 to 0\n"));
+    EXPECT_THAT(refusal("562", "01"),
+                HasSubstr("is 1, and `tBapEcallSupportedServices` accepts bits of 0x6e\n"));
+    // A block by its bytes, an array of an array's element by the way to it
+    EXPECT_THAT(refusal("2362", "07 0100 02 010203"),
+                HasSubstr("`controlUnits` needs 4 bytes at offset 4, the payload ends at 7\n"));
+    EXPECT_THAT(refusal("2888", "0100 02 01 41 ff"),
+                HasSubstr("`offered[1].dataTypeLength` at offset 5 counts 255 elements of "
+                          "`offered[1].dataType`, which holds at most 254\n"));
+    // Of what follows, eight bytes
+    EXPECT_THAT(refusal("2349", "7d01 0102030405060708"),
+                HasSubstr("8 bytes follow: 01 02 03 04 05 06 07 08\n"));
+    EXPECT_THAT(refusal("2349", "7d01 010203040506070809"),
+                HasSubstr("9 bytes follow: 01 02 03 04 05 06 07 08 ...\n"));
+}
+
+TEST_F(CommandLine, WhatWasReadOfANestedRecordIsShown) {
+    EXPECT_EQ(run({"2888", "0100 02 01 41 ff"}), REFUSED);
+    EXPECT_THAT(out.str(), testing::EndsWith(R"(
+     0  01 00  clientId            1
+     2  02     offeredCount        2
+     3         offered[2]
+     3           [0]
+     3  01         dataTypeLength  1
+     4  41         dataType[1]     |A|
+     5           [1]
+     5  FF         dataTypeLength  255
+)"));
+}
+
+TEST_F(CommandLine, ValuesHaveTheirNamesAndBytesTheirCharacters) {
+    EXPECT_EQ(run({"665", "34010000 01000000 04000000 02 1f207e7f"}), ALL_GOOD);
+    EXPECT_THAT(out.str(), testing::EndsWith(R"(
+    12  02           controlParameter  2 eControlParameterStop
+    13  1F 20 7E 7F  controlData[4]    |. ~.|
+)"));
+    EXPECT_EQ(run({"2304", "0201"}), ALL_GOOD);
+    EXPECT_THAT(out.str(), HasSubstr("     0  02  value  true\n"));
+}
+
+TEST_F(CommandLine, ALongArrayIsCutUnlessAllIsAskedFor) {
+    std::string hex = "0100 16";
+    for (int i = 0; i < 22; ++i) hex += " 01 41";
+    EXPECT_EQ(run({"2888", hex.c_str()}), ALL_GOOD);
+    EXPECT_THAT(out.str(), HasSubstr("           [19]\n"));
+    EXPECT_THAT(out.str(),
+                testing::EndsWith("    43  ...                        2 more elements; --all shows them\n"));
+    EXPECT_EQ(run({"2888", "--all", hex.c_str()}), ALL_GOOD);
+    EXPECT_THAT(out.str(), testing::EndsWith("           [21]\n    45  01         dataTypeLength  1\n    46  "
+                                             "41         dataType[1]     |A|\n"));
+}
+
 TEST_F(CommandLine, WrongUseIsToldAndTriesNothing) {
     for (auto const& [arguments, text] : std::vector<std::pair<std::vector<char const*>, char const*>>{
              {{"600", "00"}, "there is no message '600'; valdump --list tells all"},

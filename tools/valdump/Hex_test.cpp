@@ -40,6 +40,8 @@ TEST(Hex, IsRefusedWithThePlace) {
     EXPECT_EQ(refusalOf("\xEF\xBB\xBF"
                         "7d"),
               "the byte 0xef at line 1, column 1 is no hex digit");
+    EXPECT_EQ(refusalOf(std::string(101, '7')),
+              "'7777777777777777' at line 1, column 1 has an odd number of hex digits; a byte has two");
     EXPECT_EQ(refusalOf("0x"), "'' at line 1, column 3 has no hex digits; a byte has two");
 }
 

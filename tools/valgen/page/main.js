@@ -9,17 +9,27 @@ document.getElementById("counts").textContent =
 document.getElementById("contract").append(
   chip(false), ` ${totals.layouts - totals.assumedLayouts} `, chip(true), ` ${totals.assumedLayouts} of ${totals.layouts} layouts`);
 
+// What stands behind the # of the address; as it is if it is no address of ours ("%").
+function addressed() {
+  const text = location.hash.slice(1);
+  try {
+    return decodeURIComponent(text);
+  } catch {
+    return text;
+  }
+}
+
 function show() {
-  const target = decodeURIComponent(location.hash.slice(1));
+  const target = addressed();
   const [name, fieldName] = target.split(".");
   const message = byId.get(target) || byName.get(target);
-  const isRecord = name in catalogue.records || name in catalogue.wrappers;
-  const isFamily = target.endsWith(".val") && name in catalogue.families;
+  const isRecord = Object.hasOwn(catalogue.records, name) || Object.hasOwn(catalogue.wrappers, name);
+  const isFamily = target.endsWith(".val") && Object.hasOwn(catalogue.families, name);
   document.body.classList.toggle("detail", target !== "");
   document.title = (message ? `${message.id} ${message.name}` : target) || "Message catalogue";
   const back = element("a", {class: "back", href: "#"}, "‹ Results");
   details.replaceChildren(back, ...(message ? showMessage(message) : isRecord ? showRecord(name)
-    : target in catalogue.enums ? showEnum(target) : isFamily ? showFamily(name)
+    : Object.hasOwn(catalogue.enums, target) ? showEnum(target) : isFamily ? showFamily(name)
     : target ? [heading("Nothing of that name"), element("p", {}, `'${target}' is no id, message, record, enumeration or family.`)]
     : showOverview()));
   draw();

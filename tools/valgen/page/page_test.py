@@ -41,6 +41,7 @@ record VALPoint_t text
     parts record VALPart_t[longCount] max 300
 record VALGuess_t text assumed
     guess enum tFlags
+    tides u8
     tide enum tTide
 forward tValPointIndds to VALPoint_t
 message 10 ValPointInd carries tValPointIndds
@@ -270,11 +271,23 @@ class MadeUp(Page):
 
     def test_addresses_lead_to_what_they_name(self):
         for target, title in (("10", "10\nValPointInd"), ("ValPointInd", "10\nValPointInd"), ("VALPart_t", "VALPart_t"),
-                              ("tValPointIndds", "tValPointIndds"), ("tColour", "tColour"), ("points.val", "points.val"), ("none", "Nothing of that name")):
+                              ("tValPointIndds", "tValPointIndds"), ("tColour", "tColour"), ("points.val", "points.val"), ("none", "Nothing of that name"),
+                              ("toString", "Nothing of that name"), ("%", "Nothing of that name")):
             self.open(target)
             self.assertTrue(self.text("h1").startswith(title), self.text("h1"))
         self.open("VALPoint_t.colour")
         self.assertIn("colour", self.text("tr.target"))
+
+    def test_what_fits_best_is_found_first(self):
+        self.open()
+        for query, expected in (
+            ("tide", ["Fields tide", "Fields tides", "Enumerations tTide"]),  # the whole name, its start, a part of it
+            ("part", ["Fields part", "Fields parts", "Fields size"]),  # and all fields before VALPart_t itself
+            ("o", ["Messages Other", "Messages ValPointInd", "Messages Guess"]),
+            ("point", ["Messages ValPointInd", "Messages Other", "Messages Guess"]),  # of the family points.val
+        ):
+            with self.subTest(query):
+                self.assertEqual([f"{group} {title}" for group, title, _ in self.found(query)][:3], expected)
 
     def test_keys_alone_are_enough(self):
         self.open()
