@@ -5,7 +5,7 @@ import unittest
 from capture import Capture, Tshark
 from doip_test import CODES, IDENTIFIERS, ROUTINES, Gateway, ask
 from scapy.contrib.automotive.uds import UDS_DSC, UDS_RC, UDS_RDBI, UDS_RDTCI, UDS_TP
-from vehicle import PATIENCE, Vehicle, wait_until
+from vehicle import PATIENCE, UNHURRIED, Vehicle, wait_until
 
 DOIP_PORT = 13400  # tshark knows it
 DIAGNOSTIC_MESSAGE = 0x8001
@@ -16,7 +16,7 @@ class TheGatewayOnTheWire(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         with Vehicle() as vehicle:
-            cls.raw = dict(zip(IDENTIFIERS, vehicle.tester("read", "--raw", *map(hex, IDENTIFIERS)).stdout.split()))
+            cls.raw = dict(zip(IDENTIFIERS, vehicle.tester(*UNHURRIED, "read", "--raw", *map(hex, IDENTIFIERS)).stdout.split()))
             with Capture(vehicle.path, vehicle.address) as capture, Gateway(vehicle, port=DOIP_PORT) as gateway:
                 tester = gateway.connect()
                 for identifier in [*IDENTIFIERS, UNKNOWN_IDENTIFIER]:

@@ -13,7 +13,7 @@ os.environ.setdefault("XDG_CACHE_HOME", "/tmp")
 from scapy.contrib.automotive.doip import DoIP, DoIPSocket, UDS_DoIPSocket
 from scapy.contrib.automotive.uds import UDS, UDS_CDTCI, UDS_DSC, UDS_NR, UDS_RC, UDS_RDBI, UDS_RDTCI, UDS_TP
 
-from vehicle import PATIENCE, TESTER, Vehicle, wait_until
+from vehicle import PATIENCE, TESTER, UNHURRIED, Vehicle, wait_until
 
 READS = int(os.environ.get("DOIP_READS", "200"))  # of the measurement; 1000 take half a minute
 ENTITY = 0x1001
@@ -28,7 +28,7 @@ class Gateway:
     """`tester doip` in front of a vehicle, at the vehicle's own address. It waits `timeout` milliseconds for an answer to a
     read, as long as a busy machine may take."""
 
-    def __init__(self, vehicle, *options, spacing=60, port=0, timeout=20_000):
+    def __init__(self, vehicle, *options, spacing=60, port=0, timeout=10_000):
         self.vehicle = vehicle
         self.address = vehicle.address
         # A slow machine's scapy takes the acknowledgement and the response behind it for one frame, unless there is
@@ -139,7 +139,7 @@ class OtherTester(unittest.TestCase):
                 other.close()
 
     def test_all_identifiers_hold_what_the_tester_reads(self):
-        raw = self.vehicle.tester("read", "--raw", *map(hex, IDENTIFIERS)).stdout.split()
+        raw = self.vehicle.tester(*UNHURRIED, "read", "--raw", *map(hex, IDENTIFIERS)).stdout.split()
         self.assertEqual(len(raw), len(IDENTIFIERS))
         for identifier, expected in zip(IDENTIFIERS, raw):
             with self.subTest(identifier=hex(identifier)):

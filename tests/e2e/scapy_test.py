@@ -20,7 +20,7 @@ from scapy.packet import Raw
 
 from capture import Capture, Tshark
 from discovery import PORTS, TCP, UDP
-from vehicle import PATIENCE, PORT, TESTER, Vehicle, fresh_address, wait_until
+from vehicle import PATIENCE, PORT, TESTER, UNHURRIED, Vehicle, fresh_address, wait_until
 
 READ, CANCEL = 2, 1
 EMPTY_MAP = bytes(4)
@@ -262,7 +262,7 @@ class Service:
 
 class ScapyAnswers(unittest.TestCase):
     def read(self, address, *arguments):
-        run = subprocess.run([TESTER, "--json", "--wait", str(PATIENCE), "read", "0x017D", *arguments],
+        run = subprocess.run([TESTER, "--json", *UNHURRIED, "--wait", str(PATIENCE), "read", "0x017D", *arguments],
                              env=dict(os.environ, ARA_COM_ADDRESS=address, ARA_LOG_TARGET="none"), capture_output=True,
                              text=True, timeout=2 * PATIENCE)
         return json.loads(run.stdout)["results"][0]

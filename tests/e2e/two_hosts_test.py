@@ -10,7 +10,7 @@ import threading
 import time
 import unittest
 
-from vehicle import PATIENCE, TESTER, Vehicle, wait_until
+from vehicle import PATIENCE, TESTER, UNHURRIED, Vehicle, wait_until
 from vehicle_test import VALUES, expected
 
 VEHICLE, MANAGER = "192.0.2.1", "192.0.2.2"
@@ -115,7 +115,7 @@ class TwoHosts(unittest.TestCase):
             tester = ("ip", "netns", "exec", hosts.manager, TESTER)
 
             def read_all(wait=PATIENCE):
-                run = subprocess.run([*tester, "--json", "--wait", str(wait), "read", "all"], capture_output=True,
+                run = subprocess.run([*tester, "--json", *UNHURRIED, "--wait", str(wait), "read", "all"], capture_output=True,
                                      text=True, timeout=3 * PATIENCE, **where)
                 rows = json.loads(run.stdout)["results"]
                 return [row["id"] for row in rows if row["outcome"] == "ok"

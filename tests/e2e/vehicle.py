@@ -15,6 +15,7 @@ TESTER = os.environ["TESTER"]
 DEFAULT_MANIFEST = pathlib.Path(__file__).resolve().parents[2] / "platform/com/deployment/default_manifest.json"
 PORT = 30509
 PATIENCE = 60  # seconds for what has to come, on a machine with much else to do
+UNHURRIED = ("--timeout", "10000")  # of the tester: milliseconds for each of two attempts there
 
 _next_address = 0  # the loopback addresses from 127.64 on belong to other kinds of tests
 

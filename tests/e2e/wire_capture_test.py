@@ -11,7 +11,7 @@ import wire
 from adaptation_test import RECORDS, VALUES, DataService, is_found
 from capture import Capture, Tshark, write_datagrams
 from trouble_code_test import CODES, MONITOR, Watch
-from vehicle import DEFAULT_MANIFEST, PATIENCE, PORT, TESTER, Vehicle
+from vehicle import DEFAULT_MANIFEST, PATIENCE, PORT, TESTER, UNHURRIED, Vehicle
 
 IDENTIFIERS = {0xB047, 0x15FE, 0x15FD, 0x017D, 0x488C, 0x488B, 0x117C, 0x117E, 0x117D, 0x0235, 0x0234, 0x54DC, 0x54DE,
                0x54DF}
@@ -41,7 +41,7 @@ class EverythingTheVehicleSays(unittest.TestCase):
         with Vehicle() as vehicle:
             with Capture(vehicle.path, vehicle.address) as capture, DataService(vehicle):
                 is_found(vehicle)
-                cls.read = vehicle.read_json("read", "all")[1]
+                cls.read = vehicle.read_json(*UNHURRIED, "read", "all")[1]
                 vehicle.read_json("routine", "start", "all")
                 cls.results = vehicle.read_json("routine", "results", "all")[1]
                 vehicle.read_json("routine", "stop", "all")
@@ -209,7 +209,7 @@ class ABadDay(unittest.TestCase):
 
     def test_a_reply_is_malformed_if_it_ends_anywhere_before_its_end_and_only_then(self):
         with tempfile.TemporaryDirectory(prefix="wire-") as folder, Vehicle() as vehicle:
-            rows = vehicle.read_json("read", "all")[1]["results"]
+            rows = vehicle.read_json(*UNHURRIED, "read", "all")[1]["results"]
             whole = [(int(row["id"], 16), bytes.fromhex(row["raw"])) for row in rows]
             cut = [(service, raw[:end], end == len(raw)) for service, raw in whole for end in range(len(raw) + 1)]
             frames = self.judged(folder, [wire.Message(service, wire.READ, 1, wire.RESPONSE, 0, payload)
@@ -282,7 +282,7 @@ class OverUdp(unittest.TestCase):
         history = bytes(i % 251 for i in range(4083))
         with Vehicle({0x54DC: history, 0x017D: bytes(8)}, transport="udp") as vehicle:
             with Capture(vehicle.path, vehicle.address) as capture:
-                self.assertEqual(vehicle.tester("read", "0x54DC", "0x017D").returncode, 0)
+                self.assertEqual(vehicle.tester(*UNHURRIED, "read", "0x54DC", "0x017D").returncode, 0)
             manifest = vehicle.path / "manifest.json"
             frames = Tshark(vehicle.path / "home", "--manifest", manifest).frames(capture.path)
         for frame in frames:
