@@ -21,6 +21,19 @@ PROFILE = "diag_ara"
 ROOT_IS_DANGEROUS = 'Running as user "root" and group "root". This could be dangerous.'
 
 
+def mark(path, address, check=lambda: None):
+    """Sends a datagram to the discard port until it is in the capture file, and with it all that came before."""
+    marker = f"marker {time.monotonic_ns()}".encode()
+
+    def arrived():
+        check()
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as udp:  # again, as nobody may be listening yet
+            udp.sendto(marker, (address, DISCARD))
+        return path.exists() and marker in path.read_bytes()
+
+    wait_until(arrived, SLOW, f"{path} holds a datagram that was sent")
+
+
 class Capture:
     """Catches everything to and from `address` while its `with` lasts, apart from the kernel's "port unreachable". It
     begins and ends with a datagram to the discard port that has to be in it, so that nothing in between is missed."""
@@ -50,15 +63,10 @@ class Capture:
             self._end()
 
     def _marks(self):
-        marker = f"marker {time.monotonic_ns()}".encode()
-
-        def arrived():
+        def runs():
             assert self.process.poll() is None, f"dumpcap ended: {self.log.read_text()}"
-            with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as udp:  # again, as dumpcap may not listen yet
-                udp.sendto(marker, (self.address, DISCARD))
-            return self.path.exists() and marker in self.path.read_bytes()
 
-        wait_until(arrived, SLOW, lambda: f"dumpcap catches a datagram: {self.log.read_text()}")
+        mark(self.path, self.address, runs)
 
     def _end(self):
         self.process.send_signal(signal.SIGINT)

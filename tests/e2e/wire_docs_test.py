@@ -8,7 +8,7 @@ import signal
 import subprocess
 import unittest
 
-from capture import ROOT_IS_DANGEROUS, SLOW
+from capture import ROOT_IS_DANGEROUS, SLOW, mark
 from vehicle import DEFAULT_MANIFEST, PATIENCE, TESTER, Vehicle, wait_until
 
 PAGE = (pathlib.Path(__file__).resolve().parents[2] / "docs/wire.md").read_text()
@@ -34,8 +34,9 @@ class TheCommands(unittest.TestCase):
         self.assertEqual((process.returncode, complaints), (0, ""), command)
         return output
 
-    def watched(self, command, is_enough):
-        """What a command that captures prints, while `tester read 0x017D` is run until it has seen enough."""
+    def watched(self, command, is_enough, file=None):
+        """What a command that captures prints, while `tester read 0x017D` is run until it has seen enough. All reads are
+        whole in the `file` that it writes, if it writes one."""
         printed = self.vehicle.path / "printed.txt"
         with open(printed, "w", encoding="utf-8") as output:
             process = self.shell(command + " -l", stdout=output, stderr=subprocess.STDOUT)
@@ -45,6 +46,8 @@ class TheCommands(unittest.TestCase):
                 self.done("tester read 0x017D")
                 return is_enough(printed.read_text())
             wait_until(reads, SLOW, lambda: f"{command}: {printed.read_text()}")
+            if file:
+                mark(file, self.vehicle.address)
         finally:
             process.send_signal(signal.SIGINT)
             process.wait(timeout=PATIENCE)
@@ -67,7 +70,7 @@ class TheCommands(unittest.TestCase):
 
             def has_a_whole_read(_):
                 return file.exists() and reply in file.read_bytes().partition(request)[2]
-            self.watched(save, has_a_whole_read)
+            self.watched(save, has_a_whole_read, file)
             # The capture may have begun between a request and its reply, which then has no time.
             lines = self.done(fields).splitlines()
             for line in lines:
