@@ -130,6 +130,15 @@ TEST_F(CommandLine, ValuesHaveTheirNamesAndBytesTheirCharacters) {
     EXPECT_THAT(out.str(), HasSubstr("     0  02  value  true\n"));
 }
 
+TEST_F(CommandLine, AnArraysMeaningIsToldOnce) {
+    EXPECT_EQ(run({"2362", "07 0100 02 0102 0304"}), ALL_GOOD);
+    EXPECT_THAT(out.str(), testing::EndsWith(R"(
+     4         controlUnits[2]     diagnostic addresses
+     4  01 02    [0]             513
+     6  03 04    [1]             1027
+)"));
+}
+
 TEST_F(CommandLine, ALongArrayIsCutUnlessAllIsAskedFor) {
     std::string hex = "0100 16";
     for (int i = 0; i < 22; ++i) hex += " 01 41";
@@ -153,6 +162,7 @@ TEST_F(CommandLine, WrongUseIsToldAndTriesNothing) {
              {{"--log", "/"}, "cannot read '/': it is a folder"},
              {{"--encode", "2350", "--json"}, "excludes"},
              {{"--encode", "2350", "--all"}, "excludes"},
+             {{"--encode", "2350", "--list"}, "excludes"},
              {{"--list", "2350"}, "--list lists all messages"},
              {{"2350", "00", "--file", "-"}, "there is hex on the command line and a --file"},
              {{"--encode", "2350"}, "no JSON: parse error at line 1, column 1"},

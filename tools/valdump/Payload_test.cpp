@@ -181,6 +181,9 @@ TEST(Encoding, IsRefusedWithTheField) {
     EXPECT_EQ(response((start + R"("data": [17]})").c_str()), "`data` is not a string of hex digits");
     EXPECT_EQ(response((start + "\"data\": \"" + std::string(8168, '0') + "\"}").c_str()),
               "`data` has 4084 elements and holds at most 4083: ePackArrayTooLong (6)");
+    EXPECT_EQ(encodingRefusal("ValCdxClientConstructorInd",
+                              R"({"clientId": 1, "offered": [{"dataType": "41"}, {}]})"),
+              "`offered[1].dataType` is missing; VALOfferedDataType_t needs every field but its counts");
     EXPECT_EQ(encodingRefusal("DiagmgrSetEvent", R"({"event": "010203"})"),
               "`event` has 3 bytes in place of 4");
     EXPECT_EQ(encodingRefusal("ValDiagmgrJavaSetDtcStatusInd", R"({"dtc_id": 1, "status": 4})"),
