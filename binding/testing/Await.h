@@ -6,7 +6,7 @@
 
 namespace binding_testing {
 
-constexpr std::chrono::seconds PATIENCE{20};
+constexpr std::chrono::seconds PATIENCE{45};
 
 /// A door that threads wait at until it is opened. Waiting is bounded; false tells that it stayed shut.
 class Gate {

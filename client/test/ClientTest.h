@@ -16,7 +16,7 @@ namespace client_test {
 
 using zvg::val::diag_ara::services::diagnosticdatadistribution::field::Listener;
 
-constexpr std::chrono::seconds PATIENCE{20};
+constexpr std::chrono::seconds PATIENCE{45};
 
 // Messages.
 constexpr int GET_ADAPTATION_REQ = 546;

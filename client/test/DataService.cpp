@@ -14,7 +14,7 @@ using eb::com::runtime::Serialized_payload;
 
 namespace {
 
-constexpr std::chrono::seconds LONGEST_WAIT{20};
+constexpr std::chrono::seconds LONGEST_WAIT{45};
 constexpr unsigned short GET_DIAGNOSTIC_DATA_VALUES = 2;
 constexpr unsigned short NOTIFY = 0;
 

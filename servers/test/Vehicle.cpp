@@ -12,7 +12,7 @@ namespace services = zvg::val::diag_ara::services;
 
 namespace {
 
-constexpr std::chrono::seconds PATIENCE{20};
+constexpr std::chrono::seconds PATIENCE{45};
 
 // The components of the present registration, by their keys. Filled on the registering thread.
 std::map<std::string, services::Runnable*>& live() {

@@ -10,7 +10,7 @@
 namespace eb::com::runtime::testing {
 
 /// More than anything here may take on a loaded machine.
-constexpr std::chrono::seconds PATIENCE{20};
+constexpr std::chrono::seconds PATIENCE{45};
 
 /// Whether the condition becomes true within PATIENCE.
 inline bool eventually(std::function<bool()> const& condition) {

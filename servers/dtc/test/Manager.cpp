@@ -13,7 +13,7 @@ namespace {
 using ac::dm::dem::DiagnosticMonitor;
 using namespace eb::com::runtime;
 
-constexpr std::chrono::seconds PATIENCE{20};
+constexpr std::chrono::seconds PATIENCE{45};
 constexpr unsigned short MONITOR_ACTION = 0;
 constexpr unsigned short INIT_MONITOR = 0;
 

@@ -21,7 +21,7 @@ using server_test::Call;
 using server_test::deliver;
 using server_test::hex;
 
-constexpr std::chrono::seconds PATIENCE{20};
+constexpr std::chrono::seconds PATIENCE{45};
 
 /// The methods, by their numbers on the client's side.
 enum Method : unsigned short { CANCEL = 0, REQUEST_RESULTS = 1, START = 2, STOP = 3 };

@@ -25,7 +25,7 @@ using testing::HasSubstr;
 using namespace eb::com::runtime;
 using namespace std::chrono_literals;
 
-constexpr std::chrono::seconds PATIENCE{20};
+constexpr std::chrono::seconds PATIENCE{45};
 constexpr char INTERFACE[] = "zvg::services::diagnosticdatadistribution::DiagnosticDataDistribution";
 constexpr unsigned short GET = 0;
 constexpr unsigned short SINGLE = 1;
