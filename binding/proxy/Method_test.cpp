@@ -259,14 +259,18 @@ TEST_F(Method_test, ContinuationRunsWhenTheProxyGoes) {
 
 TEST_F(Method_test, AbortWakesAThreadThatWaitsForAnAnswer) {
     Gate waiting;
+    eb::com::Future<Output> future;
     std::thread client([&] {
-        auto future = call();
+        future = call();
         waiting.open();
-        expectBroken(future);
+        EXPECT_EQ(future.wait_for(binding_testing::PATIENCE), std::future_status::ready);
     });
     EXPECT_TRUE(waiting.wait());
     sut->abort();
     client.join();
+    // Here and not in the client: who still reads an exception when its promise goes, the thread sanitizer
+    // takes for racing, as it doesn't see how the C++ library counts exceptions' owners.
+    expectBroken(future);
     EXPECT_TRUE(port->lastCall()->cancelled);
     EXPECT_EQ(sut->getDiagnosticDataValues.openCalls(), 0U);
 }
