@@ -21,8 +21,8 @@ endif()
 set(CMAKE_CXX_FLAGS_DEBUG "-O1 -g1")
 
 # The address sanitizer's code is compiled by the other compiler: it sees what the first one doesn't, and is twice as
-# fast here. An optimiser makes that code hardly faster, but doubles the compiler's work. The thread sanitizer stays with
-# the first one, whose runtime knows its C++ library.
+# fast here. An optimiser makes that code hardly faster, but doubles the compiler's work. Under the other's thread sanitizer
+# the log's tests take too long: that one stays with the first compiler.
 set(DIAG_ARA_SANITIZE "" CACHE STRING "Sanitizers to build with: 'address,undefined' or 'thread'")
 if(DIAG_ARA_SANITIZE)
     add_compile_options(-fsanitize=${DIAG_ARA_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
