@@ -100,8 +100,10 @@ class DltDaemon(unittest.TestCase):
         return found
 
     def write(self, *messages, **settings):
-        return subprocess.run([os.environ["LOG_LINES"], *messages], env=self.environment(**settings),
-                              capture_output=True, text=True, timeout=PATIENCE, check=True)
+        done = subprocess.run([os.environ["LOG_LINES"], *messages], env=self.environment(**settings),
+                              capture_output=True, text=True, timeout=PATIENCE, check=False)
+        self.assertEqual(done.returncode, 0, done.stderr)
+        return done
 
     def write_and_stay(self, *messages):
         """A writer that lives on when it has written, until it reads a line: libdlt gives little time at an exit."""
