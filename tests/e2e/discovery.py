@@ -79,7 +79,8 @@ class Discovery:
             for at in range(0, length, 16):
                 entry = entries[at:at + 16]
                 first, second, counts = entry[1], entry[2], entry[3]
-                yield (peer, message.session), entry, (options[first:first + (counts >> 4)] + options[second:second + (counts & 15)])
+                own = options[first:first + (counts >> 4)] + options[second:second + (counts & 15)]
+                yield (peer, message.session), entry, own
 
     def find(self, service, instance=0xFFFF):
         """Asks until somebody offers the instance; gives the offer."""
