@@ -263,6 +263,8 @@ class Timing(unittest.TestCase):
         self.assertEqual(counted["p2_star_ms"]["count"], counted["pending"])
         self.assertGreaterEqual(counted["pending"], 3 * reads)
         self.assertLess(counted["p2_star_ms"]["median"], 1000)
+        self.assertEqual(counted["p2_star_ms"]["median"] > 100,
+                         counted["p2_star_ms"]["late"] > counted["pending"] / 2, "late is later than P2*")
 
     def test_an_interrupt_ends_it_at_once(self):
         with Vehicle(values={}) as vehicle, Gateway(vehicle, timeout=60_000) as gateway:  # Java doesn't answer

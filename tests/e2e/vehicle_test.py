@@ -262,7 +262,8 @@ class ComingAndGoing(unittest.TestCase):
             code, seconds = vehicle.stop()
             self.assertIn(code, (0, 143))
             self.assertLess(seconds, 10)
-            self.assertEqual(sorted(p.name for p in vehicle.path.iterdir()), ["ara.log", "java.log", "manifest.json", "values.txt"])
+            self.assertEqual(sorted(p.name for p in vehicle.path.iterdir()),
+                             ["ara.log", "java.log", "manifest.json", "values.txt"])
 
     def test_killed_and_started_again_it_is_read_again(self):
         with Vehicle(VALUES) as vehicle:
