@@ -4,9 +4,11 @@
 #include <condition_variable>
 #include <mutex>
 
+#include "tests/support/Patience.h"
+
 namespace binding_testing {
 
-constexpr std::chrono::seconds PATIENCE{45};
+using test::PATIENCE;
 
 /// A door that threads wait at until it is opened. Waiting is bounded; false tells that it stayed shut.
 class Gate {

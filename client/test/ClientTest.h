@@ -11,12 +11,13 @@
 #include "client/test/DataService.h"
 #include "tests/support/Connector.h"
 #include "tests/support/DiagLog.h"
+#include "tests/support/Patience.h"
 
 namespace client_test {
 
 using zvg::val::diag_ara::services::diagnosticdatadistribution::field::Listener;
 
-constexpr std::chrono::seconds PATIENCE{45};
+using test::PATIENCE;
 
 // Messages.
 constexpr int GET_ADAPTATION_REQ = 546;

@@ -6,6 +6,7 @@
 #include <ac/com/runtime/Component_singleton.h>
 
 #include "binding/skeleton/Method_processors.h"
+#include "tests/support/Patience.h"
 
 namespace client_test {
 
@@ -14,7 +15,7 @@ using eb::com::runtime::Serialized_payload;
 
 namespace {
 
-constexpr std::chrono::seconds LONGEST_WAIT{45};
+using test::PATIENCE;
 constexpr unsigned short GET_DIAGNOSTIC_DATA_VALUES = 2;
 constexpr unsigned short NOTIFY = 0;
 
@@ -145,7 +146,7 @@ std::vector<Bytes> DataService::requests() const {
 
 bool DataService::awaitRequests(std::size_t count) const {
     std::unique_lock lock(m_mutex);
-    return m_changed.wait_for(lock, LONGEST_WAIT, [&] { return m_requests.size() >= count; });
+    return m_changed.wait_for(lock, PATIENCE, [&] { return m_requests.size() >= count; });
 }
 
 void DataService::forgetRequests() {

@@ -5,6 +5,7 @@
 #include <chrono>
 
 #include "registry/Diag_Ara_Components_Services.h"
+#include "tests/support/Patience.h"
 
 namespace server_test {
 
@@ -12,7 +13,7 @@ namespace services = zvg::val::diag_ara::services;
 
 namespace {
 
-constexpr std::chrono::seconds PATIENCE{45};
+using test::PATIENCE;
 
 // The components of the present registration, by their keys. Filled on the registering thread.
 std::map<std::string, services::Runnable*>& live() {

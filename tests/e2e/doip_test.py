@@ -15,7 +15,7 @@ from scapy.contrib.automotive.uds import UDS, UDS_CDTCI, UDS_DSC, UDS_NR, UDS_RC
 
 from vehicle import PATIENCE, TESTER, UNHURRIED, Vehicle, wait_until
 
-READS = int(os.environ.get("DOIP_READS", "200"))  # of the measurement; 1000 take half a minute
+READS = int(os.environ.get("DOIP_READS", "200"))  # of the measurement; 1000 take a minute
 ENTITY = 0x1001
 IDENTIFIERS = [0xB047, 0x15FE, 0x15FD, 0x017D, 0x488C, 0x488B, 0x117C, 0x117E, 0x117D, 0x0235, 0x0234, 0x54DC, 0x54DE,
                0x54DF]

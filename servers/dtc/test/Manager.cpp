@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "binding/generated/DiagnosticMonitor.h"
+#include "tests/support/Patience.h"
 
 namespace dtc_test {
 
@@ -13,7 +14,7 @@ namespace {
 using ac::dm::dem::DiagnosticMonitor;
 using namespace eb::com::runtime;
 
-constexpr std::chrono::seconds PATIENCE{45};
+using test::PATIENCE;
 constexpr unsigned short MONITOR_ACTION = 0;
 constexpr unsigned short INIT_MONITOR = 0;
 

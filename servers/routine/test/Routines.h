@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "servers/test/Vehicle.h"
+#include "tests/support/Patience.h"
 
 namespace routine_test {
 
@@ -21,7 +22,7 @@ using server_test::Call;
 using server_test::deliver;
 using server_test::hex;
 
-constexpr std::chrono::seconds PATIENCE{45};
+using test::PATIENCE;
 
 /// The methods, by their numbers on the client's side.
 enum Method : unsigned short { CANCEL = 0, REQUEST_RESULTS = 1, START = 2, STOP = 3 };

@@ -18,6 +18,8 @@
 #include "tools/tester/Text.h"
 #include "tools/tester/data_service/Control.h"
 
+#include "tests/support/Patience.h"
+
 namespace tester {
 namespace {
 
@@ -25,7 +27,7 @@ using testing::HasSubstr;
 using namespace eb::com::runtime;
 using namespace std::chrono_literals;
 
-constexpr std::chrono::seconds PATIENCE{45};
+using test::PATIENCE;
 constexpr char INTERFACE[] = "zvg::services::diagnosticdatadistribution::DiagnosticDataDistribution";
 constexpr unsigned short GET = 0;
 constexpr unsigned short SINGLE = 1;
