@@ -96,12 +96,13 @@ void Listener::getInitialAdaptionValues() {
 eValStatus Listener::handleGetDiagnosticDataValues(tDiagmgrGetAdaptationsetReqds request, bool sendToJava) {
     tDiagmgrGetAdaptationsetRespds response;
     SetResponse items(response, request.transactionId);
-    try {
-        std::size_t const count = std::min<std::size_t>(request.length, std::size(request.adaptationIds));
-        for (std::size_t i = 0; i < count; ++i) addItem(items, request.adaptationIds[i]);
-    } catch (std::exception const& error) {
-        out(level::ERROR, TRACE_HERE, error.what());
-        return eValException;
+    std::size_t const count = std::min<std::size_t>(request.length, std::size(request.adaptationIds));
+    for (std::size_t i = 0; i < count; ++i) {
+        try {
+            addItem(items, request.adaptationIds[i]);
+        } catch (std::exception const& error) {  // the item stays a bare id, as of a read without an answer
+            out(level::ERROR, TRACE_HERE, error.what());
+        }
     }
     if (!sendToJava) {
         out(level::ERROR, TRACE_HERE, "Message not sent to Java");

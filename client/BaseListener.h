@@ -76,7 +76,7 @@ protected:
             }
             out(level::INFO, TRACE_HERE, "Service lost");
             unbind();
-            tellAvailability(false);
+            tellAvailability(__func__, false);
             return;
         }
         if (bound) {
@@ -85,7 +85,7 @@ protected:
         }
         out(level::INFO, TRACE_HERE, "Registering service handler");
         bind(handles.front());
-        tellAvailability(true);
+        tellAvailability(__func__, true);
         run();
     }
 
@@ -148,7 +148,10 @@ private:
         field->setReceiveHandler([this, field, printer, callback] {
             if (stop()) return;
             field->update([this, printer, callback](Data const& sample) {
-                out(level::DETAIL, TRACE_HERE, "data sample: ", printer(sample).c_str());
+                std::string const text = printer(sample);
+                for (char const* const function : {"setCallback", "operator()"}) {  // a line under each name
+                    out(level::DETAIL, __LINE__, "::", function, "() ", "data sample: ", text.c_str());
+                }
                 (static_cast<Derived*>(this)->*callback)(sample);
                 return true;
             });
@@ -173,9 +176,10 @@ private:
         static_cast<Derived*>(this)->endSubscriptions(*lost);
     }
 
-    void tellAvailability(bool available) {
+    void tellAvailability(char const* function, bool available) {
         if (m_serviceUnset) {
-            out(level::ERROR, TRACE_HERE, "Error Service not set can not call serviceAvailable.");
+            out(level::ERROR, __LINE__, "::", function, "() ",
+                "Error Service not set can not call serviceAvailable.");
             return;
         }
         DiagAraService::getInstance()->setServiceAvailability(m_serviceId, available);

@@ -170,6 +170,7 @@ TEST_F(BaseListenerTest, WithoutAServiceNumberAvailabilityIsNotTold) {
     EXPECT_EQ(availabilityChanges(), 0U);
     EXPECT_THAT(log.errors(), ElementsAre("Error Service not set can not call serviceAvailable.",
                                           "Error Service not set can not call serviceAvailable."));
+    for (auto const& one : log.lines()) EXPECT_EQ(one.function, "serviceAvailabilityCallback") << one.text;
 }
 
 TEST_F(BaseListenerTest, InstanceThatNoProxyCanBeMadeForIsNotAvailable) {

@@ -33,13 +33,12 @@ eValStatus Listener::handleDataValuesHash(Hash const& value) {
 void Listener::sendChangedAdaptToJava() {
     out(level::INFO, TRACE_HERE, "");
     std::vector<tDiagMgrAdaptationID> changed;
-    try {
-        for (tDiagMgrAdaptationID const adaptationId : Diag_Adaptation_Mapping::getAllAdaptationIds()) {
+    for (tDiagMgrAdaptationID const adaptationId : Diag_Adaptation_Mapping::getAllAdaptationIds()) {
+        try {
             if (hasChanged(adaptationId)) changed.push_back(adaptationId);
+        } catch (std::exception const& error) {  // the others have their hash already: Java must hear of them
+            out(level::ERROR, TRACE_HERE, error.what());
         }
-    } catch (std::exception const& error) {
-        out(level::ERROR, TRACE_HERE, error.what());
-        return;
     }
     for (tDiagMgrAdaptationID const adaptationId : changed) {
         tDiagmgrAdaptationIndds indication{};

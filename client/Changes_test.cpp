@@ -8,6 +8,7 @@ namespace {
 using binding_testing::Gate;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::Not;
 using testing::UnorderedElementsAre;
 using namespace zvg::val;
 
@@ -25,6 +26,17 @@ protected:
         service.notify(hashes({0}));
         ASSERT_TRUE(awaitLine("DONE", before + 1));
     }
+
+    /// What Java was told since the last call.
+    std::vector<Bytes> newIndications() {
+        auto const all = messages(ADAPTATION_IND);
+        std::vector<Bytes> fresh(all.begin() + static_cast<long>(m_taken), all.end());
+        m_taken = all.size();
+        return fresh;
+    }
+
+private:
+    std::size_t m_taken = 0;
 };
 
 TEST_F(Changes, AreToldToJavaById) {
@@ -106,25 +118,35 @@ TEST_F(Changes, OfRecordsThatTheServiceRefusesOrIsSilentAboutAreNotTold) {
     EXPECT_EQ(line("m_proxy->getDiagnosticDataValues() timed out!").level, 2);
 }
 
-TEST_F(Changes, AreNotToldIfAReadEndsWithAnErrorOrGarbage) {
+TEST_F(Changes, AreToldAlsoIfTheReadOfAnotherRecordEndsWithAnErrorOrGarbage) {
     bringUp();
-    service.setValue(R149, {1});
-    for (unsigned char const code : Bytes{1, 0}) {  // an error, and an answer without bytes
-        service.behave([this, code](std::uint32_t record, DataService::Reply const& reply) {
-            if (record == R316) return DataService::send(reply, code, {});
-            service.answer(record, reply);
-        });
-        log.clear();
-        service.forgetRequests();
-        service.notify(hashes({0}));
-        ASSERT_TRUE(service.awaitRequests(4));
-        // The thread has ended in order: the next scan runs, and finds that the hash was remembered.
-        service.behave({});
-        scan();
-        EXPECT_EQ(count("DONE"), 1U);
-        EXPECT_THAT(log.errors(), testing::Not(IsEmpty())) << "what() of the exception";
+    unsigned char next = 0;
+    for (std::uint32_t const broken : {R149, R255, R312, R316}) {
+        for (unsigned char const code : Bytes{1, 0}) {  // an error, and an answer without bytes
+            SCOPED_TRACE(std::to_string(broken) + " code " + std::to_string(code));
+            service.setValue(R149, {++next});
+            service.setValue(R316, {next});
+            service.behave([this, broken, code](std::uint32_t record, DataService::Reply const& reply) {
+                if (record == broken) return DataService::send(reply, code, {});
+                service.answer(record, reply);
+            });
+            log.clear();
+            scan();
+            std::vector<Bytes> told;
+            if (broken != R149) told.push_back(indication(A149));
+            if (broken != R316) told.push_back(indication(A316));
+            EXPECT_EQ(newIndications(), told);
+            ASSERT_THAT(log.errors(), ElementsAre(Not(IsEmpty()))) << "what() of the exception";
+            EXPECT_EQ(line(log.errors().front()).function, "sendChangedAdaptToJava");
+            // What could not be read is still news.
+            service.behave({});
+            scan();
+            std::vector<Bytes> late;
+            if (broken == R149) late.push_back(indication(A149));
+            if (broken == R316) late.push_back(indication(A316));
+            EXPECT_EQ(newIndications(), late);
+        }
     }
-    EXPECT_THAT(messages(ADAPTATION_IND), IsEmpty());
 }
 
 TEST_F(Changes, OfAnEmptyNotificationAreNone) {
@@ -184,12 +206,18 @@ TEST_F(Changes, AreNotLookedForOnceTheComponentIsToEnd) {
     EXPECT_EQ(count("DONE"), 0U);
 }
 
-TEST_F(Changes, NotificationIsLoggedAsTheFieldsHandler) {
+TEST_F(Changes, NotificationIsLoggedUnderBothNamesOfTheFieldsHandler) {
     bringUp();
     service.notify(hashes({7}));
-    std::string const text = "data sample: DT_dataValuesHash_vector=[{name_space=7,hashValue=17}]";
-    ASSERT_TRUE(awaitLine(text));
-    EXPECT_THAT(line(text).prefix, testing::StartsWith("diagnosticdatadistribution::field::Listener<"));
+    ASSERT_TRUE(awaitLine("name_space is not an adaptation."));
+    std::vector<std::string> functions;
+    for (test::Line const& one : log.lines()) {
+        if (one.text != "data sample: DT_dataValuesHash_vector=[{name_space=7,hashValue=17}]") continue;
+        functions.push_back(one.function);
+        EXPECT_EQ(one.level, 4) << "detail goes out as information";
+        EXPECT_THAT(one.prefix, testing::StartsWith("diagnosticdatadistribution::field::Listener<"));
+    }
+    EXPECT_THAT(functions, ElementsAre("setCallback", "operator()"));
 }
 
 TEST_F(Changes, NotificationThatIsNoFieldValueIsDropped) {
