@@ -2,16 +2,11 @@
 
 namespace zvg::val::diag_ara::services {
 
-std::map<tDiagMgrAdaptationID, unsigned int> const Diag_Adaptation_Mapping::m_adapRecordId{
-    {tDiagMgrAdaptationID{149}, 2640},
-    {tDiagMgrAdaptationID{255}, 3167},
-    {tDiagMgrAdaptationID{312}, 421},
-    {tDiagMgrAdaptationID{316}, 1484},
-};
-
 unsigned int Diag_Adaptation_Mapping::getRecordId(tDiagMgrAdaptationID adaptationId) {
-    auto const row = m_adapRecordId.find(adaptationId);
-    return row == m_adapRecordId.end() ? MAPPING_NOT_EXIST : row->second;
+    for (auto const& [adaptation, record] : m_adapRecordId) {
+        if (adaptation == adaptationId) return record;
+    }
+    return MAPPING_NOT_EXIST;
 }
 
 tDiagMgrAdaptationID Diag_Adaptation_Mapping::getAdaptationId(unsigned int recordId) {

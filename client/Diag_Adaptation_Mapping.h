@@ -1,14 +1,15 @@
 #pragma once
 
-#include <map>
+#include <array>
+#include <utility>
 #include <vector>
 
 #include "codec/diagmgr.h"
 
 namespace zvg::val::diag_ara::services {
 
-/// Which record of the remote service holds which adaptation. The table is built at library load and never
-/// changed; any thread.
+/// Which record of the remote service holds which adaptation. Any thread, also while the process ends: the
+/// table is a constant, and nothing of it is destroyed.
 class Diag_Adaptation_Mapping {
 public:
     /// Stands for "no record" and for "no adaptation".
@@ -24,7 +25,12 @@ public:
     static std::vector<tDiagMgrAdaptationID> getAllAdaptationIds();
 
 private:
-    static std::map<tDiagMgrAdaptationID, unsigned int> const m_adapRecordId;
+    static constexpr std::array<std::pair<tDiagMgrAdaptationID, unsigned int>, 4> m_adapRecordId{{
+        {tDiagMgrAdaptationID{149}, 2640},
+        {tDiagMgrAdaptationID{255}, 3167},
+        {tDiagMgrAdaptationID{312}, 421},
+        {tDiagMgrAdaptationID{316}, 1484},
+    }};  // in ascending order of the adaptation
 };
 
 }  // namespace zvg::val::diag_ara::services
