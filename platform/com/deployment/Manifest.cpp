@@ -291,21 +291,75 @@ void refuseContradictions(std::vector<Node> const& nodes, std::vector<Service_de
     }
 }
 
-/// A key that stands twice in one object: JSON would take the last without a word.
+/// Where in the text a parser stands, as the way from the root: `services[3].endpoint.port`.
+class Way {
+public:
+    void enter(bool list) { m_levels.push_back({list, 0, {}, {}}); }
+    void leave() {
+        m_levels.pop_back();
+        passValue();
+    }
+    void passValue() {
+        if (!m_levels.empty()) ++m_levels.back().index;
+    }
+    /// Returns false if the object has that key already.
+    bool passKey(std::string const& key) {
+        m_levels.back().key = key;
+        return m_levels.back().keys.insert(key).second;
+    }
+
+    std::string text() const {
+        std::string way;
+        for (Level const& level : m_levels) {
+            if (level.list)
+                way += "[" + std::to_string(level.index) + "]";
+            else
+                way += (way.empty() ? "" : ".") + level.key;
+        }
+        return way;
+    }
+
+private:
+    struct Level {
+        bool list;
+        std::size_t index;
+        std::string key;
+        std::set<std::string> keys;
+    };
+    std::vector<Level> m_levels;
+};
+
+/// Refuses what JSON would take without a word, such as a key that stands twice in one object.
 Json parseJson(std::string const& text, std::string const& origin) {
-    std::vector<std::set<std::string>> keys;
+    Way way;
     auto const watch = [&](int, Json::parse_event_t event, Json& value) {
-        if (event == Json::parse_event_t::object_start) keys.emplace_back();
-        if (event == Json::parse_event_t::object_end) keys.pop_back();
-        if (event == Json::parse_event_t::key && !keys.back().insert(value.get<std::string>()).second)
-            throw ac::com::Invalid_argument_exception(origin + ": " + value.get<std::string>() +
-                                                      ": stands twice in one object");
+        switch (event) {
+            case Json::parse_event_t::object_start:
+            case Json::parse_event_t::array_start:
+                way.enter(event == Json::parse_event_t::array_start);
+                break;
+            case Json::parse_event_t::object_end:
+            case Json::parse_event_t::array_end:
+                way.leave();
+                break;
+            case Json::parse_event_t::value:
+                way.passValue();
+                break;
+            case Json::parse_event_t::key:
+                if (!way.passKey(value.get<std::string>()))
+                    throw ac::com::Invalid_argument_exception(origin + ": " + way.text() +
+                                                              ": stands twice in one object");
+        }
         return true;
     };
     try {
         return Json::parse(text, watch);
     } catch (Json::parse_error const& error) {
         throw ac::com::Invalid_argument_exception(origin + ": is no JSON: " + error.what());
+    } catch (Json::out_of_range const& error) {  // a number beyond what any type holds
+        std::string const what = error.what();
+        throw ac::com::Invalid_argument_exception(origin + ": " + way.text() + ": " +
+                                                  what.substr(what.find("] ") + 2));
     }
 }
 

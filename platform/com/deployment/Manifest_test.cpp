@@ -252,7 +252,12 @@ INSTANTIATE_TEST_SUITE_P(
             "services[0].instanze = \"1\": no such key"},
         Bad{"UnknownKeyOfAnEndpoint", with("\"port\"", "\"prot\""),
             "services[0].endpoint.prot = 30510: no such key"},
-        Bad{"KeyTwice", with("\"instance\"", "\"interface\""), "interface: stands twice in one object"},
+        Bad{"KeyTwice", with("\"instance\"", "\"interface\""),
+            "services[0].interface: stands twice in one object"},
+        Bad{"NumberBeyondEveryType", with("30510", "1e999"),
+            "services[0].endpoint.port: number overflow parsing '1e999'"},
+        Bad{"NumberInASecondElement", with("\"0x0001\"", "-1e999"),
+            "services[0].methods[1].id: number overflow parsing '-1e999'"},
         Bad{"InterfaceMissing", with("\"interface\": \"a::B\",", ""), "services[0].interface: is missing"},
         Bad{"InterfaceEmpty", with("\"a::B\"", "\"\""), "services[0].interface = \"\": has to be a text"},
         Bad{"InterfaceANumber", with("\"a::B\"", "5"), "services[0].interface = 5: has to be a text"},
@@ -303,6 +308,30 @@ INSTANTIATE_TEST_SUITE_P(
         Bad{"LimitsContradict", with("{\"services\"", R"({"limits": {"send_queue_bytes": 5}, "services")"),
             "limits = {\"send_queue_bytes\":5}: send_queue_bytes can't be smaller than message_bytes"}),
     [](auto const& row) { return row.param.name; });
+
+TEST(Manifest_test, NoValueOfAnyKindEscapesTheComplaintThatNamesItsKey) {
+    struct {
+        char const* value;
+        char const* key;
+    } const places[] = {
+        {"\"a::B\"", "services[0].interface"},
+        {"\"0x1001\"", "services[0].service_id"},
+        {"{\"major\": 2, \"minor\": 0}", "services[0].version"},
+        {"2, \"minor\"", "services[0].version.major"},
+        {"\"Read\"", "services[0].methods[0].name"},
+        {"\"0x0001\"", "services[0].methods[1].id"},
+        {"\"udp\"", "services[0].endpoint.transport"},
+        {"30510", "services[0].endpoint.port"},
+    };
+    for (auto const& place : places) {
+        for (std::string bad : {"1e999", "-1e999", "1e308", "-1", "1.5", "null", "true", "[]", "\"\""}) {
+            if (std::string(place.value).ends_with("\"minor\"")) bad += ", \"minor\"";
+            std::string const complaint = complaintAbout(with(place.value, bad));
+            EXPECT_EQ(complaint.rfind(std::string("car.json: ") + place.key, 0), 0U)
+                << bad << ": " << complaint;
+        }
+    }
+}
 
 /// Sets a variable as long as it lives.
 class Setting {
