@@ -67,6 +67,7 @@ struct Record {
     std::string_view family;  ///< the schema file's name without its ending
     std::string_view comment;
     bool assumed;           ///< its layout was chosen, not agreed
+    bool assumedNames;      ///< its bytes are agreed, the names of its fields were chosen
     std::size_t bytes;      ///< of the struct
     std::size_t alignment;  ///< of the struct
     std::uint64_t smallestPayload;

@@ -160,7 +160,7 @@ extern const Record record_VALSampleScalars_t;
 constinit const Record record_VALSampleScalars_t{
     "VALSampleScalars_t", "sample",
     "Every kind of single value.",
-    false, sizeof(VALSampleScalars_t), alignof(VALSampleScalars_t), 59, 59, fields_VALSampleScalars_t,
+    false, false, sizeof(VALSampleScalars_t), alignof(VALSampleScalars_t), 59, 59, fields_VALSampleScalars_t,
     CODEC_RECORD_FUNCTIONS(VALSampleScalars_t), CODEC_TEXT_FUNCTION(VALSampleScalars_t)};
 
 constexpr Field fields_VALSamplePair_t[] = {
@@ -173,7 +173,7 @@ extern const Record record_VALSamplePair_t;
 constinit const Record record_VALSamplePair_t{
     "VALSamplePair_t", "sample",
     "",
-    false, sizeof(VALSamplePair_t), alignof(VALSamplePair_t), 5, 5, fields_VALSamplePair_t,
+    false, false, sizeof(VALSamplePair_t), alignof(VALSamplePair_t), 5, 5, fields_VALSamplePair_t,
     CODEC_RECORD_FUNCTIONS(VALSamplePair_t), CODEC_TEXT_FUNCTION(VALSamplePair_t)};
 
 constexpr Field fields_VALSampleName_t[] = {
@@ -186,7 +186,7 @@ extern const Record record_VALSampleName_t;
 constinit const Record record_VALSampleName_t{
     "VALSampleName_t", "sample",
     "",
-    false, sizeof(VALSampleName_t), alignof(VALSampleName_t), 1, 255, fields_VALSampleName_t,
+    false, false, sizeof(VALSampleName_t), alignof(VALSampleName_t), 1, 255, fields_VALSampleName_t,
     CODEC_RECORD_FUNCTIONS(VALSampleName_t), CODEC_TEXT_FUNCTION(VALSampleName_t)};
 
 constexpr Field fields_VALSampleArrays_t[] = {
@@ -237,7 +237,7 @@ extern const Record record_VALSampleArrays_t;
 constinit const Record record_VALSampleArrays_t{
     "VALSampleArrays_t", "sample",
     "The counts stand in front and in another order than the arrays.",
-    true, sizeof(VALSampleArrays_t), alignof(VALSampleArrays_t), 15, 2469, fields_VALSampleArrays_t,
+    true, false, sizeof(VALSampleArrays_t), alignof(VALSampleArrays_t), 15, 2469, fields_VALSampleArrays_t,
     CODEC_RECORD_FUNCTIONS(VALSampleArrays_t), CODEC_TEXT_FUNCTION(VALSampleArrays_t)};
 
 constexpr Field fields_tSampleGuessds[] = {
@@ -250,7 +250,7 @@ extern const Record record_tSampleGuessds;
 constinit const Record record_tSampleGuessds{
     "tSampleGuessds", "sample",
     "Holds an assumption, so it is one.",
-    true, sizeof(tSampleGuessds), alignof(tSampleGuessds), 16, 2470, fields_tSampleGuessds,
+    true, false, sizeof(tSampleGuessds), alignof(tSampleGuessds), 16, 2470, fields_tSampleGuessds,
     CODEC_RECORD_FUNCTIONS(tSampleGuessds), nullptr};
 
 constexpr Field fields_tSampleHolderds[] = {
@@ -265,8 +265,19 @@ extern const Record record_tSampleHolderds;
 constinit const Record record_tSampleHolderds{
     "tSampleHolderds", "sample",
     "",
-    false, sizeof(tSampleHolderds), alignof(tSampleHolderds), 62, 316, fields_tSampleHolderds,
+    false, false, sizeof(tSampleHolderds), alignof(tSampleHolderds), 62, 316, fields_tSampleHolderds,
     CODEC_RECORD_FUNCTIONS(tSampleHolderds), nullptr};
+
+constexpr Field fields_tSampleTokends[] = {
+    {"token", Field::Kind::UNSIGNED, 8, CODEC_MEMBER(tSampleTokends, token), true, 4,
+     Field::NO_COUNT, nullptr, nullptr, ""},
+};
+extern const Record record_tSampleTokends;
+constinit const Record record_tSampleTokends{
+    "tSampleTokends", "sample",
+    "Agreed to the byte, under a name of ours.",
+    false, true, sizeof(tSampleTokends), alignof(tSampleTokends), 4, 4, fields_tSampleTokends,
+    CODEC_RECORD_FUNCTIONS(tSampleTokends), nullptr};
 
 constexpr Message messages_sample[] = {
     {60001, "SampleHolder", "tSampleHolderds", &record_tSampleHolderds,
@@ -280,6 +291,9 @@ constexpr Message messages_sample[] = {
      ""},
     {60004, "SampleGuess", "tSampleGuessds", &record_tSampleGuessds,
      CODEC_MESSAGE_FUNCTIONS(SampleGuess, tSampleGuessds), nullptr,
+     ""},
+    {60005, "SampleToken", "tSampleTokends", &record_tSampleTokends,
+     CODEC_MESSAGE_FUNCTIONS(SampleToken, tSampleTokends), nullptr,
      ""},
 };
 
@@ -304,6 +318,7 @@ constexpr const Record* records_sample[] = {
     &record_VALSampleArrays_t,
     &record_tSampleGuessds,
     &record_tSampleHolderds,
+    &record_tSampleTokends,
 };
 
 constinit const Family family_sample{

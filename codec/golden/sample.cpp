@@ -627,6 +627,29 @@ std::uint64_t PackedSizeOftSampleHolderds(const void* context, const tSampleHold
     return size;
 }
 
+tPackErrorCode PacktSampleTokends(const sQlet1Mod4MessageHdr* header, unsigned char* buffer,
+    unsigned int* cursor, const tSampleTokends* record) {
+    if (header == nullptr) return ePackNoHeader;
+    if (buffer == nullptr) return ePackNoBuffer;
+    if (cursor == nullptr) return ePackNoCursor;
+    if (record == nullptr) return ePackNoRecord;
+    if (const auto failure = PackUint8Array(header->length, buffer, cursor, record->token, 4)) return failure;
+    return ePackOk;
+}
+
+tUnpackErrorCode UnpacktSampleTokends(const sQlet1Mod4MessageHdr* header, const unsigned char* buffer,
+    unsigned int* cursor, tSampleTokends* record) {
+    if (header == nullptr) return eUnpackNoHeader;
+    if (buffer == nullptr) return eUnpackNoBuffer;
+    if (cursor == nullptr) return eUnpackNoCursor;
+    if (record == nullptr) return eUnpackNoRecord;
+    if (const auto failure = UnpackUint8Array(header->length, buffer, cursor, record->token, 4))
+        return failure;
+    return eUnpackOk;
+}
+
+std::uint64_t PackedSizeOftSampleTokends(const void*, const tSampleTokends*) { return 4; }
+
 tPackErrorCode PacktValSampleArraysIndds(const sQlet1Mod4MessageHdr* header, unsigned char* buffer,
     unsigned int* cursor, const tValSampleArraysIndds* record) {
     if (header == nullptr) return ePackNoHeader;
@@ -763,6 +786,28 @@ tUnpackErrorCode UnpackSampleGuess(const sQlet1Mod4MessageHdr* header, const uns
     if (header->messageId != SampleGuessId) return eUnpackWrongMessageId;
     unsigned int cursor = 0;
     const tUnpackErrorCode code = UnpacktSampleGuessds(header, buffer, &cursor, record);
+    if (code != eUnpackOk) return code;
+    return header->length > cursor ? eUnpackTrailingBytes : eUnpackOk;
+}
+
+tPackErrorCode PackSampleToken(sQlet1Mod4MessageHdr* header, unsigned char* buffer, unsigned int size,
+    const tSampleTokends* record) {
+    if (header == nullptr) return ePackNoHeader;
+    if (buffer == nullptr) return ePackNoBuffer;
+    header->length = size;
+    header->messageId = SampleTokenId;
+    unsigned int cursor = 0;
+    const tPackErrorCode code = PacktSampleTokends(header, buffer, &cursor, record);
+    header->length = code == ePackOk ? cursor : 0;
+    return code;
+}
+
+tUnpackErrorCode UnpackSampleToken(const sQlet1Mod4MessageHdr* header, const unsigned char* buffer,
+    tSampleTokends* record) {
+    if (header == nullptr) return eUnpackNoHeader;
+    if (header->messageId != SampleTokenId) return eUnpackWrongMessageId;
+    unsigned int cursor = 0;
+    const tUnpackErrorCode code = UnpacktSampleTokends(header, buffer, &cursor, record);
     if (code != eUnpackOk) return code;
     return header->length > cursor ? eUnpackTrailingBytes : eUnpackOk;
 }

@@ -229,6 +229,22 @@ tUnpackErrorCode UnpacktSampleHolderds(const sQlet1Mod4MessageHdr* header, const
     unsigned int* cursor, tSampleHolderds* record);
 std::uint64_t PackedSizeOftSampleHolderds(const void* context, const tSampleHolderds* record);
 
+/**
+ * Agreed to the byte, under a name of ours.
+ * 4 bytes on the wire. Agreed to the byte; the names of the fields are ours.
+ */
+struct tSampleTokends {
+    std::uint8_t token[4];
+};
+static_assert(sizeof(tSampleTokends) < 65536);
+
+tPackErrorCode PacktSampleTokends(const sQlet1Mod4MessageHdr* header, unsigned char* buffer,
+    unsigned int* cursor, const tSampleTokends* record);
+tUnpackErrorCode UnpacktSampleTokends(const sQlet1Mod4MessageHdr* header, const unsigned char* buffer,
+    unsigned int* cursor, tSampleTokends* record);
+std::uint64_t PackedSizeOftSampleTokends(const void* context = nullptr,
+    const tSampleTokends* record = nullptr);
+
 #ifdef DIAG_ARA_ACCEPT_ASSUMED_LAYOUTS
 /** Sent when a count changes. */
 using tValSampleArraysIndds = VALSampleArrays_t;
@@ -283,3 +299,9 @@ tPackErrorCode PackSampleGuess(sQlet1Mod4MessageHdr* header, unsigned char* buff
 CODEC_ASSUMED(tSampleGuessds)
 tUnpackErrorCode UnpackSampleGuess(const sQlet1Mod4MessageHdr* header, const unsigned char* buffer,
     tSampleGuessds* record);
+
+inline constexpr std::uint16_t SampleTokenId = 60005;
+tPackErrorCode PackSampleToken(sQlet1Mod4MessageHdr* header, unsigned char* buffer, unsigned int size,
+    const tSampleTokends* record);
+tUnpackErrorCode UnpackSampleToken(const sQlet1Mod4MessageHdr* header, const unsigned char* buffer,
+    tSampleTokends* record);

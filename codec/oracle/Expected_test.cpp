@@ -96,6 +96,9 @@ TEST(DescriptionOfTheGoldenFamily, CarriesCommentsSizesAndAssumptions) {
     EXPECT_EQ(arrays.alignment, 8u);
     const Record& scalars = recordNamed("VALSampleScalars_t");
     EXPECT_FALSE(scalars.assumed);
+    EXPECT_FALSE(scalars.assumedNames);
+    EXPECT_FALSE(recordNamed("tSampleTokends").assumed);
+    EXPECT_TRUE(recordNamed("tSampleTokends").assumedNames);
     EXPECT_EQ(scalars.smallestPayload, scalars.largestPayload);
     EXPECT_EQ(fieldNamed(scalars, "open").comment, "the door, not the window");
     const Enumeration& reason = *fieldNamed(scalars, "reason").enumeration;

@@ -103,15 +103,22 @@ const Record& holder() {
     return table;
 }
 
+const Record& token() {
+    using R = tSampleTokends;
+    static const Record table{"tSampleTokends", sizeof(R), {fixedBytes(MEMBER(R, token))}};
+    return table;
+}
+
 }  // namespace
 
 const Family& sample() {
-    static const Family family = {{&scalars(), &pair(), &name(), &arrays(), &guess(), &holder()},
+    static const Family family = {{&scalars(), &pair(), &name(), &arrays(), &guess(), &holder(), &token()},
                                   {
                                       {60001, "SampleHolder", "tSampleHolderds", &holder()},
                                       {60002, "ValSampleArraysInd", "tValSampleArraysIndds", &arrays()},
                                       {60003, "ValSampleScalarsInd", "tValSampleScalarsIndds", &scalars()},
                                       {60004, "SampleGuess", "tSampleGuessds", &guess()},
+                                      {60005, "SampleToken", "tSampleTokends", &token()},
                                   }};
     return family;
 }

@@ -136,7 +136,8 @@ int list(Options const& options, Streams& streams) {
                            {"record", record.name},
                            {"least", record.smallestPayload},
                            {"most", record.largestPayload},
-                           {"assumed", record.assumed}});
+                           {"assumed", record.assumed},
+                           {"assumed_names", record.assumedNames}});
             continue;
         }
         std::string size = std::to_string(record.smallestPayload);
@@ -144,7 +145,10 @@ int list(Options const& options, Streams& streams) {
             size += ".." + std::to_string(record.largestPayload);
         streams.out << std::setw(5) << each.id << "  " << std::left << std::setw(static_cast<int>(widest))
                     << each.name << std::right << "  " << std::setw(10) << size << "  " << record.name
-                    << (record.assumed ? " (assumed)" : "") << '\n';
+                    << (record.assumed        ? " (assumed)"
+                        : record.assumedNames ? " (names ours)"
+                                              : "")
+                    << '\n';
     }
     if (options.isJson) streams.out << all.dump(2) << '\n';
     return ALL_GOOD;

@@ -72,6 +72,7 @@ Json toJson(Message const& message, Bytes bytes, Payload const& payload) {
               {"message", message.name},
               {"record", message.record->name},
               {"assumed", message.record->assumed},
+              {"assumed_names", message.record->assumedNames},
               {"payload", plainHex(bytes)},
               {"text", payload.text.empty() ? Json() : Json(payload.text)}};
     Json fields = Json::object();

@@ -98,7 +98,10 @@ private:
 void printTable(std::ostream& out, Message const& message, Bytes bytes, Payload const& payload, bool all) {
     if (!payload.text.empty()) out << payload.text << '\n';
     out << message.id << ' ' << message.name << ", " << message.record->name << ", " << bytes.size()
-        << (bytes.size() == 1 ? " byte" : " bytes") << (message.record->assumed ? ", assumed layout" : "")
+        << (bytes.size() == 1 ? " byte" : " bytes")
+        << (message.record->assumed        ? ", assumed layout"
+            : message.record->assumedNames ? ", names of fields are ours"
+                                           : "")
         << '\n';
     Rows maker(bytes, all);
     maker.add(payload.fields, 0);

@@ -51,7 +51,7 @@ extern const Record record_{name};
 constinit const Record record_{name}{{
     "{name}", "{family}",
     {comment},
-    {assumed}, sizeof({name}), alignof({name}), {smallest}, {largest}, fields_{name},
+    {assumed}, {assumed_names}, sizeof({name}), alignof({name}), {smallest}, {largest}, fields_{name},
     CODEC_RECORD_FUNCTIONS({name}), {to_string}}};
 
 """
@@ -133,6 +133,7 @@ def _enum(enum):
 def _record(record):
     return RECORD.format(
         name=record.name, family=record.family, comment=_text(record.comment), assumed=_bool(record.assumed),
+        assumed_names=_bool(record.assumed_names),
         smallest=record.fixed_size, largest=record.largest_size,
         fields="".join(_field(record, each) for each in record.fields),
         to_string=_to_string(record.name, record))

@@ -77,6 +77,7 @@ class Record:
     name: str
     text: bool
     assumed: bool
+    assumed_names: bool  # its bytes are agreed, the names of its fields are ours
     family: str
     place: object
     comment: str
@@ -233,7 +234,8 @@ class _Checker:
         elif isinstance(statement, RecordStatement):
             self._statements[statement.name] = statement
             self._types[statement.name] = Record(
-                statement.name, statement.text, statement.assumed, family.name, statement.place, statement.comment)
+                statement.name, statement.text, statement.assumed, statement.assumed_names, family.name, statement.place,
+                statement.comment)
 
     def _fill_enum(self, enum, statement):
         place = statement.place

@@ -63,6 +63,7 @@ class RecordStatement:
     name: str
     text: bool
     assumed: bool
+    assumed_names: bool
     fields: list = field(default_factory=list)
     comment: str = ""
 
@@ -101,7 +102,7 @@ ENUM = re.compile(
 )
 RANGE = re.compile(rf"({VALUE})(?:\.\.({VALUE}))?$")
 ENUMERATOR = re.compile(rf"({NAME}) = ({VALUE})$")
-RECORD = re.compile(rf"record (?P<name>{NAME})(?P<text> text)?(?P<assumed> assumed)?$")
+RECORD = re.compile(rf"record (?P<name>{NAME})(?P<text> text)?(?: (?P<assumed>assumed|assumed names))?$")
 FIELD = re.compile(
     rf"(?P<name>{NAME}) (?P<type>[ui](?:8|16|32|64)|bool|enum (?P<enum>{NAME})|record (?P<record>{NAME}))"
     rf"(?:\[(?P<size>{NAME}|\d+)\])?(?: stored (?P<stored>[ui](?:8|16|32|64)))?(?: max (?P<max>\d+))?$"
@@ -196,8 +197,9 @@ def _enum(place, words):
 def _record(place, words):
     match = RECORD.match(words)
     if not match:
-        place.refuse("a record reads: record NAME [text] [assumed]")
-    return RecordStatement(place, match["name"], bool(match["text"]), bool(match["assumed"]))
+        place.refuse("a record reads: record NAME [text] [assumed [names]]")
+    return RecordStatement(place, match["name"], bool(match["text"]), match["assumed"] == "assumed",
+                           match["assumed"] == "assumed names")
 
 
 def _forward(place, words):

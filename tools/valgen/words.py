@@ -4,6 +4,7 @@ import textwrap
 
 MOST_COLUMNS = 110
 ASSUMED = "Assumed: not every name or width here is agreed with the other side."
+ASSUMED_NAMES = "Agreed to the byte; the names of the fields are ours."
 
 
 def enum(enum):
@@ -11,7 +12,8 @@ def enum(enum):
 
 
 def record(record):
-    return f"{size(record)} on the wire. {ASSUMED if record.assumed else ''}"
+    mark = ASSUMED if record.assumed else ASSUMED_NAMES if record.assumed_names else ""
+    return f"{size(record)} on the wire. {mark}"
 
 
 def values(enum):

@@ -15,6 +15,8 @@ public final class MessageIds {
     public static final int ValSampleScalarsInd = 60003;
     /** Carries {@link tSampleGuessds} */
     public static final int SampleGuess = 60004;
+    /** Carries {@link tSampleTokends} */
+    public static final int SampleToken = 60005;
 
     private MessageIds() {
     }

@@ -13,6 +13,7 @@ public final class Messages {
         new Message(60002, "ValSampleArraysInd", "tValSampleArraysIndds"),
         new Message(60003, "ValSampleScalarsInd", "tValSampleScalarsIndds"),
         new Message(60004, "SampleGuess", "tSampleGuessds"),
+        new Message(60005, "SampleToken", "tSampleTokends"),
     };
 
     private Messages() {
@@ -38,6 +39,7 @@ public final class Messages {
             case 60002 -> new VALSampleArrays_t();
             case 60003 -> new VALSampleScalars_t();
             case 60004 -> new tSampleGuessds();
+            case 60005 -> new tSampleTokends();
             default -> throw new IllegalArgumentException("no message has the id " + id);
         };
     }

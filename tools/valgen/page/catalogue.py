@@ -39,7 +39,7 @@ def data(model):
 
 def _record(record):
     return {
-        "family": record.family, "comment": record.comment, "assumed": record.assumed, "text": record.text,
+        "family": record.family, "comment": record.comment, "assumed": record.assumed, "assumedNames": record.assumed_names, "text": record.text,
         "least": record.fixed_size, "most": record.largest_size,
         "fields": [_field(field, offset) for field, offset in offsets(record)],
     }

@@ -33,6 +33,7 @@ const totals = {
   records: Object.keys(catalogue.records).length + Object.keys(catalogue.wrappers).length,
   enums: Object.keys(catalogue.enums).length,
   assumedLayouts: Object.values(catalogue.records).filter(record => record.assumed).length,
+  assumedNames: Object.values(catalogue.records).filter(record => record.assumedNames).length,
   assumedMessages: catalogue.messages.filter(message => catalogue.records[message.record].assumed).length,
 };
 
@@ -60,8 +61,15 @@ function link(target, text = target) {
   return element("a", {href: "#" + target}, text);
 }
 
-function chip(assumed) {
-  return element("span", {class: assumed ? "chip assumed" : "chip contract",
-    title: assumed ? "Names or widths that nobody has confirmed" : "Agreed with the other side"},
-  assumed ? "assumed" : "contract");
+// How far a layout is agreed with the other side.
+const AGREED = {name: "contract", style: "contract", title: "Agreed with the other side"};
+const NAMES_ASSUMED = {name: "names ours", style: "contract", title: "Agreed to the byte; the names of its fields are ours"};
+const ASSUMED = {name: "assumed", style: "assumed", title: "Names or widths that nobody has confirmed"};
+
+function stateOf(record) {
+  return record.assumed ? ASSUMED : record.assumedNames ? NAMES_ASSUMED : AGREED;
+}
+
+function chip(state) {
+  return element("span", {class: "chip " + state.style, title: state.title}, state.name);
 }

@@ -24,7 +24,7 @@ function showMessage(message) {
   const others = carriers.get(message.record).filter(each => each !== message);
   return [
     heading([element("span", {class: "id"}, String(message.id)), message.name],
-            chip(record.assumed), note(sizeText(record.least, record.most)), note(familyLink(message.family))),
+            chip(stateOf(record)), note(sizeText(record.least, record.most)), note(familyLink(message.family))),
     ...comment(message.comment), ...(wrapper ? comment(wrapper.comment) : []),
     element("p", {}, "Carries ", link(message.type), wrapper ? [", another name of ", link(message.record)] : [],
             others.length ? `, and shares it with ${others.length} other message${others.length === 1 ? "" : "s"}` : "", "."),
@@ -40,7 +40,7 @@ function showRecord(name) {
   const record = catalogue.records[target];
   const held = wrapper ? [] : holders.get(name) || [];
   return [
-    heading(name, chip(record.assumed), note(sizeText(record.least, record.most)),
+    heading(name, chip(stateOf(record)), note(sizeText(record.least, record.most)),
             note(familyLink((wrapper || record).family)), record.text ? note("text form") : ""),
     ...(wrapper ? [element("p", {}, "Another name of ", link(target), ", for one message.")] : []),
     ...comment(wrapper ? wrapper.comment : record.comment),
@@ -198,6 +198,7 @@ function showFamily(name) {
 
 function showOverview() {
   const share = totals.assumedLayouts / totals.layouts;
+  const agreedLayouts = totals.layouts - totals.assumedLayouts;
   const families = new Map();
   for (const message of catalogue.messages) addTo(families, message.family, message);
   const tile = (number, text) => element("div", {class: "tile"}, element("b", {}, String(number)), text);
@@ -208,9 +209,10 @@ function showOverview() {
     element("h2", {}, "Contract and assumption"),
     element("div", {class: "share", role: "img", "aria-label": `${totals.assumedLayouts} of ${totals.layouts} layouts are assumed`},
       element("i", {class: "contract", style: `flex-grow:${1 - share}`}), element("i", {class: "assumed", style: `flex-grow:${share}`})),
-    element("p", {}, chip(false), ` ${totals.layouts - totals.assumedLayouts} layouts are agreed with the other side; they are under ` +
+    element("p", {}, chip(AGREED), ` ${agreedLayouts} layouts are agreed with the other side; they are under ` +
       `${totals.messages - totals.assumedMessages} messages.`),
-    element("p", {}, chip(true), ` ${totals.assumedLayouts} layouts are assumed: their names and widths were chosen and nobody has ` +
+    element("p", {}, chip(NAMES_ASSUMED), ` ${totals.assumedNames} of these are agreed to the byte, and the names of their fields are ours.`),
+    element("p", {}, chip(ASSUMED), ` ${totals.assumedLayouts} layouts are assumed: their names and widths were chosen and nobody has ` +
       `confirmed them; they are under ${totals.assumedMessages} messages. Code that uses one doesn't compile unless it says ` +
       "that it accepts that."),
     element("p", {class: "comment"}, "A record is a layout or one of the ", String(totals.records - totals.layouts),

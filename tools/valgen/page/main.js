@@ -7,7 +7,7 @@ const details = document.getElementById("details");
 document.getElementById("counts").textContent =
   `${totals.messages} messages · ${totals.records} records · ${totals.enums} enumerations`;
 document.getElementById("contract").append(
-  chip(false), ` ${totals.layouts - totals.assumedLayouts} `, chip(true), ` ${totals.assumedLayouts} of ${totals.layouts} layouts`);
+  chip(AGREED), ` ${totals.layouts - totals.assumedLayouts} `, chip(ASSUMED), ` ${totals.assumedLayouts} of ${totals.layouts} layouts`);
 
 // What stands behind the # of the address; as it is if it is no address of ours ("%").
 function addressed() {

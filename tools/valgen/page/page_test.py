@@ -43,10 +43,13 @@ record VALGuess_t text assumed
     guess enum tFlags
     tides u8
     tide enum tTide
+record VALUnnamed_t assumed names
+    first u8
 forward tValPointIndds to VALPoint_t
 message 10 ValPointInd carries tValPointIndds
 message 101 Other carries VALPoint_t
 message 102 Guess carries VALGuess_t
+message 103 Unnamed carries VALUnnamed_t
 """
 
 # What stands in the list, in order: its group, its title, what it leads to.
@@ -119,6 +122,7 @@ class Catalogue(Page):
         self.assertEqual(len(self.browser.run(RESULTS)), len(messages))
         under = sum(each.payload.assumed for each in messages)
         self.assertIn(f"they are under {under} messages", self.text())
+        self.assertIn(f"{sum(each.assumed_names for each in layouts.values())} of these are agreed to the byte", self.text())
         for family in self.model.families:
             if family.messages:
                 self.assertIn(f"{family.name}\t{len(family.messages)}\t", self.text(".families"))
@@ -268,6 +272,9 @@ class MadeUp(Page):
         self.assertIn("assumed", self.text("h1"))
         self.open("10")
         self.assertIn("contract", self.text("h1"))
+        self.open("103")
+        self.assertIn("names ours", self.text("h1"))
+        self.assertEqual(self.browser.run(marks), ["Guess"])
 
     def test_addresses_lead_to_what_they_name(self):
         for target, title in (("10", "10\nValPointInd"), ("ValPointInd", "10\nValPointInd"), ("VALPart_t", "VALPart_t"),

@@ -42,6 +42,8 @@ record VALList_t text
     check u8 stored u32
 record VALGuess_t text assumed
     guess u8
+record VALUnnamed_t assumed names
+    first u8
 record tHolderds
     open bool
     point record VALPoint_t
@@ -57,6 +59,7 @@ message 11 Holder carries tHolderds
 message 12 ValListInd carries VALList_t
 message 13 ValGuessInd carries tValGuessIndds
 message 14 Twin carries VALTwin_t
+message 16 Unnamed carries VALUnnamed_t
 """
 
 # What is replaced by what (every occurrence); the effect, the kind and the place of what is told, one for each change,
@@ -80,6 +83,10 @@ EDITS = [
     ("tValGuessIndds", "tValGuess2Indds", ["source wrapper-renamed tValGuessIndds"]),
     ("VALTwin_t text", "VALTwin_t text assumed", ["source assumed-added VALTwin_t"]),
     ("VALGuess_t text assumed", "VALGuess_t text", ["safe assumed-removed VALGuess_t"]),
+    ("VALGuess_t text assumed", "VALGuess_t text assumed names",
+     ["safe assumed-removed VALGuess_t", "safe assumed-names-added VALGuess_t"]),
+    ("VALUnnamed_t assumed names", "VALUnnamed_t", ["safe assumed-names-removed VALUnnamed_t"]),
+    ("    first u8\n", "    second u8\n", ["source field-renamed VALUnnamed_t first 0"]),
     ("record VALTwin_t text", "record VALTwin_t", ["source text-removed VALTwin_t"]),
     ("record tLonelyds", "record tLonelyds text", ["safe text-added tLonelyds"]),
     # Fields
@@ -210,6 +217,7 @@ class PlantedEdits(unittest.TestCase):
     def test_an_assumed_layout_is_marked(self):
         self.assertTrue(changes(("    guess u8\n", "    guess u16\n"))[0].assumed)
         self.assertFalse(changes(("    y u16\n", "    y u32\n"))[0].assumed)
+        self.assertFalse(changes(("    first u8\n", "    first u16\n"))[0].assumed, "its bytes are agreed")
 
 
 class AnotherFamily(unittest.TestCase):
@@ -296,6 +304,7 @@ wire-breaking  record VALPoint_t, y, offset 2: u16 is now u32
         first, _, text = (self.released / "1.0.0.val").read_text().partition("\n")
         self.assertEqual(first.rsplit(" ", 1)[1], hashlib.sha256(text.encode()).hexdigest())
         self.assertNotIn("#", text)
+        self.assertIn("record VALUnnamed_t assumed names\n", text)
         code, out, _ = self.valgen("breaking", self.released, self.old)
         self.assertEqual((code, out), (0, f"version 1.0.0 to {self.old}: 0 wire-breaking, 0 source-breaking, 0 safe\n"))
 
@@ -335,7 +344,7 @@ wire-breaking  record VALPoint_t, y, offset 2: u16 is now u32
 
     def test_the_gate_fails_for_contracts_alone_and_says_what_to_do(self):
         self.freeze("1.0.0")
-        for edit, code in (("    guess u8\n", 0), ("    mark u8\n", 1)):
+        for edit, code in (("    guess u8\n", 0), ("    first u8\n", 1), ("    mark u8\n", 1)):
             folder = self.schemas(edit.strip(), BASE.replace(edit, edit.replace("u8", "u32")))
             found, out, err = self.valgen("breaking", "--gate", self.released, folder)
             self.assertEqual((found, "valgen freeze VERSION" in err, "wire-breaking  record" in out),

@@ -183,6 +183,9 @@ class _Comparison:
         if old.assumed and not new.assumed:
             self._tell(SAFE, "assumed-removed", "record", old.name, "is agreed now",
                        "code no longer has to accept an assumed layout for it")
+        if new.assumed_names != old.assumed_names:
+            self._tell(SAFE, "assumed-names-added" if new.assumed_names else "assumed-names-removed", "record", old.name,
+                       f"names of fields are {'ours' if new.assumed_names else 'agreed'} now", "its bytes are the same")
 
     def _enum(self, old, new):
         name, reached = old.name, self._reached(old.name)

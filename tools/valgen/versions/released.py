@@ -99,5 +99,6 @@ def _enum(enum):
 
 
 def _record(record):
-    head = f"record {record.name}{' text' if record.text else ''}{' assumed' if record.assumed else ''}\n"
+    mark = " assumed" if record.assumed else " assumed names" if record.assumed_names else ""
+    head = f"record {record.name}{' text' if record.text else ''}{mark}\n"
     return head + "".join(f"    {each.name} {type_text(each)}\n" for each in record.fields)
