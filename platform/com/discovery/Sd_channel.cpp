@@ -168,7 +168,7 @@ void Sd_channel::hear(std::uint8_t const* bytes, std::size_t size, Address const
         std::size_t const hash =
             std::hash<std::string_view>{}({reinterpret_cast<char const*>(payload.data()), payload.size()});
         auto const heard = m_peers.hear(peer, byMulticast, *message, hash, m_clock.now());
-        if (heard != Sd_peers::Heard::outdated) m_user.heard(peer, heard, *message, byMulticast);
+        if (heard != Sd_peers::Heard::copy) m_user.heard(peer, heard, *message, byMulticast);
     }
     if (found != someip::Frame_reader::Found::nothing || reader.pending() != 0 || size == 0)
         drop(from, "no whole message");

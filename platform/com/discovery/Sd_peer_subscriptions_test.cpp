@@ -131,6 +131,37 @@ TEST_F(Sd_peer_subscriptions_test, SubscriberIsAnsweredAndForgottenWhenItReboots
     EXPECT_EQ(sut.events(), (Texts{"initial to tcp 127.0.0.1:30600", "without tcp 127.0.0.1:30600"}));
 }
 
+TEST_F(Sd_peer_subscriptions_test, SubscriberThatStartsAgainEveryTwoSecondsGetsTheFieldsEachTime) {
+    sut.offer(0);
+    meet();
+    for (int life = 0; life < 5; ++life) {
+        SCOPED_TRACE(life);
+        say({entry(Type::find)}, 1);
+        say({entry(Type::subscribe)});
+        EXPECT_EQ(heard().back(), answer(5));
+        auto const events = sut.events();
+        ASSERT_FALSE(events.empty());
+        EXPECT_EQ(events.back(), "initial to tcp 127.0.0.1:30600");
+        EXPECT_EQ(events.size(), life == 0 ? 1U : 2U) << "the one of the life before has gone";
+        pass(milliseconds(2'000));
+    }
+}
+
+TEST_F(Sd_peer_subscriptions_test, CopyOfASubscriptionIsNeitherAnsweredNorCountedAsARenewal) {
+    sut.offer(0);
+    meet();
+    Sd_message message;
+    message.session = 1;
+    message.reboot = true;
+    message.entries = {entry(Type::subscribe)};
+    sayBytes(encode(message));
+    EXPECT_EQ(repliesHeard(), 1U);
+    sayBytes(encode(message));
+    EXPECT_EQ(repliesHeard(), 0U);
+    EXPECT_EQ(sut.events(), Texts{"initial to tcp 127.0.0.1:30600"});
+    EXPECT_EQ(sut.report().peers[0].reboots, 0U);
+}
+
 TEST_F(Sd_peer_subscriptions_test, SubscriberThatStopsAndAsksInOneMessageGetsTheFieldsAgain) {
     sut.offer(0);
     meet();

@@ -4,17 +4,18 @@
 
 namespace eb::com::runtime {
 
-Sd_peers::Heard Sd_peers::Sessions::hear(Sd_message const& message, std::size_t hash) {
-    Message& place = recent[message.session % WINDOW];
-    if (last != 0 && message.reboot && !reboot) return Heard::rebooted;
-    if (last != 0 && message.reboot && message.session <= last) {
-        if (last - message.session >= WINDOW) return Heard::rebooted;
-        if (place.session != message.session) return Heard::outdated;
-        return place.hash == hash ? Heard::known : Heard::rebooted;
-    }
+Sd_peers::Heard Sd_peers::Sessions::hear(Sd_message const& message, std::size_t messageHash, Time now) {
+    bool const first = last == 0;
+    if (!first && message.session == last && messageHash == hash && now - at <= REORDERING)
+        return Heard::copy;
+    bool const beginsAnew = !first && message.reboot && (!reboot || message.session <= last);
     reboot = message.reboot;
     last = message.session;
-    place = {message.session, hash};
+    hash = messageHash;
+    at = now;
+    if (!elsewhere) return beginsAnew ? Heard::rebooted : Heard::known;
+    // What goes on as before may still be from before the reboot, which the other socket read first.
+    if (beginsAnew || now - *elsewhere > REORDERING) elsewhere.reset();
     return Heard::known;
 }
 
@@ -28,21 +29,13 @@ Sd_peers::Heard Sd_peers::hear(Address const& peer, bool multicast, Sd_message c
         known->second.sent = m_others;
     }
     Peer& state = known->second;
-    auto& sessions = multicast ? state.multicast : state.unicast;
-    auto heard = sessions.hear(message, hash);
-    if (heard == Heard::outdated) return heard;
+    auto const heard = (multicast ? state.multicast : state.unicast).hear(message, hash, now);
+    if (heard == Heard::copy) return heard;
     state.heard = now;
     state.turn = ++m_turns;
     if (heard == Heard::rebooted) {
-        // What came before this message since the reboot was taken for copies, and goes on to be known. The
-        // other session ids begin anew as well, which is no second reboot.
-        auto recent = sessions.recent;
-        for (auto& place : recent)
-            if (place.session >= message.session) place = {};
-        state.unicast = {};
-        state.multicast = {};
-        sessions.recent = recent;
-        sessions.hear(message, hash);
+        auto& other = multicast ? state.unicast : state.multicast;
+        if (other.last != 0) other.elsewhere = now;
         ++state.reboots;
     }
     return first ? Heard::first : heard;

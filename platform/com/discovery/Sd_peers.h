@@ -1,10 +1,10 @@
 #pragma once
 
-#include <array>
 #include <chrono>
 #include <cstddef>
 #include <functional>
 #include <map>
+#include <optional>
 #include <set>
 #include <utility>
 #include <vector>
@@ -19,13 +19,17 @@ namespace eb::com::runtime {
 ///
 /// Session ids count from 1 for each receiver and, at the sender, for the multicast group apart; after 0xFFFF
 /// comes 1 again, and the reboot flag is no longer set. Once a receiver had to be forgotten, new ones begin
-/// where it stood: it may come back, and shall not take us for rebooted. A peer has rebooted when
+/// where it stood: it may come back, and shall not take us for rebooted. A peer has rebooted when, between
+/// two messages that came the same way,
 ///
 /// - its flag was not set and is set now, or
 /// - it was and is set, and the session id isn't greater than the one before.
 ///
-/// Datagrams may be doubled and may overtake each other without a reboot: an id of the last eight whose
-/// message is the same as before is a copy, and one that didn't come yet is out of date.
+/// Only a copy of the last message is neither: the same bytes again, within REORDERING. What overtook another
+/// message on its way can't be told from a reboot, and is taken for one.
+///
+/// A reboot shows in both counts, and is one: once it was noticed in the messages that come to this process
+/// alone, those of the group may begin anew without another one, and the other way round.
 ///
 /// Bounded: in a full table somebody new takes the place of the stranger who was silent for the longest time,
 /// so that a flood of strangers shuts nobody out. A peer is no stranger while something that it offered or
@@ -47,7 +51,11 @@ public:
     /// The session ids of that target are never forgotten.
     void keep(Address const& target) { m_kept.try_emplace(target); }
 
-    enum class Heard : std::uint8_t { known, first, rebooted, outdated };
+    /// By how much the copies of a datagram may come apart: as long as a switch needs at 100 Mbit/s to empty
+    /// a port's buffer of 256 KiB. No process ends, starts again and speaks within that time.
+    static constexpr Time REORDERING{20};
+
+    enum class Heard : std::uint8_t { known, first, rebooted, copy };
     Heard hear(Address const& peer, bool multicast, Sd_message const& message, std::size_t hash, Time now);
 
     struct Stamp {
@@ -68,17 +76,16 @@ public:
     std::vector<Known> known() const;
 
 private:
-    static constexpr std::uint16_t WINDOW = 8;
+    /// What came one way, by unicast or by multicast.
     struct Sessions {
         bool reboot = false;
         std::uint16_t last = 0;  // 0: none
-        struct Message {
-            std::uint16_t session = 0;
-            std::size_t hash = 0;
-        };
-        std::array<Message, WINDOW> recent;
+        std::size_t hash = 0;    // of the last message
+        Time at{0};              // of the last message
+        /// When the other way showed a reboot that this one doesn't show yet.
+        std::optional<Time> elsewhere;
 
-        Heard hear(Sd_message const& message, std::size_t hash);
+        Heard hear(Sd_message const& message, std::size_t messageHash, Time now);
     };
     struct Peer {
         Time heard{0};

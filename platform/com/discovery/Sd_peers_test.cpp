@@ -107,48 +107,122 @@ TEST_F(Sd_peers_test, RebootShowsInFlagAndSessionId) {
         std::uint16_t session;
         Heard heard;
     } const rows[] = {
-        {true, 100, true, 101, Heard::known},   {true, 100, true, 150, Heard::known},
-        {true, 100, true, 1, Heard::rebooted},  {true, 100, true, 92, Heard::rebooted},
-        {true, 0xFFFF, false, 1, Heard::known}, {false, 100, false, 101, Heard::known},
-        {false, 100, false, 1, Heard::known},   {false, 100, true, 101, Heard::rebooted},
-        {false, 100, true, 1, Heard::rebooted}, {true, 100, true, 93, Heard::outdated},
-        {true, 100, true, 99, Heard::outdated}, {true, 100, true, 100, Heard::known},
+        {true, 100, true, 101, Heard::known},      {true, 100, true, 150, Heard::known},
+        {true, 100, true, 1, Heard::rebooted},     {true, 100, true, 92, Heard::rebooted},
+        {true, 100, true, 99, Heard::rebooted},    {true, 100, true, 100, Heard::rebooted},
+        {true, 2, true, 1, Heard::rebooted},       {true, 1, true, 1, Heard::rebooted},
+        {true, 0xFFFF, true, 1, Heard::rebooted},  {true, 0xFFFF, false, 1, Heard::known},
+        {false, 0xFFFF, false, 1, Heard::known},   {false, 100, false, 101, Heard::known},
+        {false, 100, false, 100, Heard::known},    {false, 100, false, 1, Heard::known},
+        {false, 100, true, 101, Heard::rebooted},  {false, 100, true, 1, Heard::rebooted},
+        {false, 0xFFFF, true, 1, Heard::rebooted},
     };
-    for (auto const& row : rows) {
-        SCOPED_TRACE(std::to_string(row.before) + " " + std::to_string(row.session));
-        ++m_peer.port;
-        EXPECT_EQ(hear(row.before, row.flagBefore), Heard::first);
-        EXPECT_EQ(hear(row.session, row.flag), row.heard);
-    }
+    for (auto const& row : rows)
+        for (bool const multicast : {false, true}) {
+            SCOPED_TRACE(std::to_string(row.before) + " " + std::to_string(row.session));
+            ++m_peer.port;
+            EXPECT_EQ(hear(row.before, row.flagBefore, 1, multicast), Heard::first);
+            EXPECT_EQ(hear(row.session, row.flag, 2, multicast), row.heard);
+        }
 }
 
-TEST_F(Sd_peers_test, CopyOfAMessageIsNoReboot) {
+TEST_F(Sd_peers_test, CopyOfTheLastMessageWithinTheReorderingTimeIsNoReboot) {
     hear(1, true, 11);
     hear(2, true, 22);
-    EXPECT_EQ(hear(2, true, 22), Heard::known);
-    EXPECT_EQ(hear(1, true, 11), Heard::known);
-    EXPECT_EQ(hear(1, true, 12), Heard::rebooted) << "the same session id with another message";
+    m_now = Sd_peers::REORDERING;
+    EXPECT_EQ(hear(2, true, 22), Heard::copy);
+    EXPECT_EQ(hear(2, true, 22), Heard::copy) << "and another one";
+    EXPECT_EQ(sut.known().at(0).reboots, 0U);
+    EXPECT_EQ(sut.known().at(0).heard, milliseconds(0)) << "a copy is no sign of life";
+    EXPECT_EQ(hear(3, true, 33), Heard::known);
 }
 
-TEST_F(Sd_peers_test, ShortLivesBehindOneAnotherAreAllHeard) {
+TEST_F(Sd_peers_test, SameMessageAfterTheReorderingTimeIsAReboot) {
+    hear(1, true, 11);
+    m_now = Sd_peers::REORDERING + milliseconds(1);
+    EXPECT_EQ(hear(1, true, 11), Heard::rebooted) << "each life begins with the same words";
+    m_now += Sd_peers::REORDERING;
+    EXPECT_EQ(hear(1, true, 11), Heard::copy) << "of the new life's";
+}
+
+TEST_F(Sd_peers_test, OnlyTheLastMessageHasCopies) {
+    hear(1, true, 11);
+    hear(2, true, 22);
+    EXPECT_EQ(hear(1, true, 11), Heard::rebooted);
+    EXPECT_EQ(hear(2, true, 22), Heard::known);
+    EXPECT_EQ(hear(2, true, 23), Heard::rebooted) << "the same session id with another message";
+}
+
+TEST_F(Sd_peers_test, CopyIsOfTheSameWay) {
+    hear(1, true, 11, false);
+    EXPECT_EQ(hear(1, true, 11, true), Heard::known) << "to the group as well";
+    EXPECT_EQ(hear(1, true, 11, true), Heard::copy);
+    EXPECT_EQ(hear(1, true, 11, false), Heard::copy);
+}
+
+TEST_F(Sd_peers_test, MessageThatWasOvertakenIsTakenForAReboot) {
+    hear(4);
+    EXPECT_EQ(hear(6), Heard::known);
+    EXPECT_EQ(hear(5), Heard::rebooted);
+    EXPECT_EQ(hear(7), Heard::known);
+    EXPECT_EQ(sut.known().at(0).reboots, 1U);
+}
+
+TEST_F(Sd_peers_test, ShortLivesBehindOneAnotherAreAllHeardWithAllTheirMessages) {
     // Each process that starts at this address begins with the same search, and goes on with its own
-    // messages.
-    for (std::size_t life = 0; life < 20; ++life) {
+    // messages. Of one whose first messages were lost the others are heard as well.
+    for (std::uint16_t life = 0; life < 20; ++life) {
         SCOPED_TRACE(life);
-        EXPECT_EQ(hear(1, true, 11), life == 0 ? Heard::first : Heard::known);
-        EXPECT_EQ(hear(2, true, 100 + life), life == 0 ? Heard::known : Heard::rebooted);
-        EXPECT_EQ(hear(3, true, 33), Heard::known);
+        m_now += milliseconds(100);
+        std::uint16_t const first = 1 + life % 4;
+        EXPECT_EQ(hear(first, true, first), life == 0 ? Heard::first : Heard::rebooted);
+        EXPECT_EQ(hear(first + 1, true, 100 + life), Heard::known);
+        EXPECT_EQ(hear(first + 2, true, 33), Heard::known);
+        if (first == 4) hear(99);
     }
-    EXPECT_EQ(sut.known().at(0).reboots, 19U);
 }
 
 TEST_F(Sd_peers_test, RebootIsNoticedOnce) {
-    hear(50, true, 0, false);
+    for (bool const multicast : {true, false}) {
+        SCOPED_TRACE(multicast);
+        ++m_peer.port;
+        hear(50, true, 0, !multicast);
+        hear(70, true, 0, multicast);
+        EXPECT_EQ(hear(1, true, 0, multicast), Heard::rebooted);
+        m_now += seconds(60);
+        EXPECT_EQ(hear(1, true, 1, !multicast), Heard::known) << "the other count begins anew late";
+        EXPECT_EQ(hear(2, true, 0, multicast), Heard::known);
+        EXPECT_EQ(hear(2, true, 0, !multicast), Heard::known);
+        EXPECT_EQ(sut.known().back().reboots, 1U);
+    }
+}
+
+TEST_F(Sd_peers_test, RebootIsNoticedOnceAlsoWhenTheOtherSocketIsReadLater) {
     hear(70, true, 0, true);
+    hear(50, true, 0, false);
+    EXPECT_EQ(hear(1, true, 0, false), Heard::rebooted);
+    m_now += Sd_peers::REORDERING;
+    EXPECT_EQ(hear(71, true, 0, true), Heard::known) << "from before";
+    EXPECT_EQ(hear(1, true, 0, true), Heard::known);
+    EXPECT_EQ(hear(1, true, 1, true), Heard::rebooted) << "another one";
+}
+
+TEST_F(Sd_peers_test, EachOfTwoRebootsIsNoticed) {
+    hear(50, true, 0, false);
+    hear(3, true, 0, true);
+    EXPECT_EQ(hear(1, true, 0, false), Heard::rebooted);
+    m_now = Sd_peers::REORDERING + milliseconds(1);
+    EXPECT_EQ(hear(4, true, 0, true), Heard::known) << "its first three messages to the group were lost";
     EXPECT_EQ(hear(1, true, 0, true), Heard::rebooted);
-    EXPECT_EQ(hear(1, true, 0, false), Heard::known);
-    EXPECT_EQ(hear(2, true, 0, true), Heard::known);
-    EXPECT_EQ(sut.known().at(0).reboots, 1U);
+    EXPECT_EQ(hear(1, true, 1, false), Heard::known);
+    EXPECT_EQ(hear(1, true, 2, false), Heard::rebooted);
+}
+
+TEST_F(Sd_peers_test, RebootIsNoticedInTheOtherCountIfThatWasNeverHeardBefore) {
+    hear(50, true, 0, false);
+    EXPECT_EQ(hear(1, true, 0, false), Heard::rebooted);
+    EXPECT_EQ(hear(1, true, 0, true), Heard::known);
+    EXPECT_EQ(hear(1, true, 1, true), Heard::rebooted);
 }
 
 TEST_F(Sd_peers_test, UnicastAndMulticastCountApart) {
