@@ -10,6 +10,7 @@
 #include "platform/log/Console_target.h"
 #include "platform/log/Dlt_target.h"
 #include "platform/log/File_target.h"
+#include "platform/log/Folding_target.h"
 #include "platform/log/Memory_target.h"
 
 namespace ara::log {
@@ -32,7 +33,7 @@ std::string_view behind(std::string_view prefix, std::string_view text) {
     return text.substr(0, prefix.size()) == prefix ? text.substr(prefix.size()) : std::string_view();
 }
 
-Choice choose(std::string const& target, std::string const& level) {
+Choice choose(std::string const& target, std::string const& level, std::string const& fold) {
     std::string const file(behind("file:", target));
     std::string const application(behind("dlt:", target));
     Choice choice{nullptr, LogLevel::kWarn, {}};
@@ -66,7 +67,18 @@ Choice choose(std::string const& target, std::string const& level) {
                                     "' is none of console, dlt, dlt:APPLICATION (1 to 4 characters), "
                                     "file:PATH, memory, none; taking console");
     }
-    if (choice.target == nullptr) choice.target = &Console_target::standardError();
+    bool folds = false;
+    if (choice.target == nullptr) {
+        Console_target& console = Console_target::standardError();
+        choice.target = &console;
+        folds = !console.isFile();
+    }
+    if (fold == "on" || fold == "off")
+        folds = fold == "on";
+    else if (!fold.empty())
+        choice.complaints.push_back("ARA_LOG_FOLD: '" + fold + "' is neither on nor off; taking " +
+                                    (folds ? "on" : "off"));
+    if (folds) choice.target = new Folding_target(*choice.target);
     return choice;
 }
 
@@ -89,7 +101,8 @@ Log_core& Log_core::instance() {
 }
 
 Log_core::Log_core() {
-    Choice const choice = choose(environment("ARA_LOG_TARGET"), environment("ARA_LOG_LEVEL"));
+    Choice const choice =
+        choose(environment("ARA_LOG_TARGET"), environment("ARA_LOG_LEVEL"), environment("ARA_LOG_FOLD"));
     m_target = choice.target;
     m_threshold = choice.threshold;
     for (auto const& complaint : choice.complaints) choice.target->write(LogLevel::kError, "LOG", complaint);

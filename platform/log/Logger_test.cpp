@@ -1,5 +1,6 @@
 #include <ara/log/Logger.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <array>
 #include <cstdlib>
@@ -101,8 +102,13 @@ protected:
             ::unsetenv("ARA_LOG_LEVEL");
     }
     ~Logger_environment_test() override {
+        ::unsetenv("ARA_LOG_FOLD");
         ::unsetenv("ARA_LOG_TARGET");
         ::unsetenv("ARA_LOG_LEVEL");
+    }
+    [[noreturn]] static void repeatAndExit() {
+        for (int i = 0; i < 14; ++i) LogStream(LogLevel::kError, *CreateLogger("DIAG", "")) << "same";
+        std::exit(0);
     }
     [[noreturn]] static void logAndExit() {
         for (std::uint8_t number = 1; number <= 6; ++number)
@@ -125,6 +131,48 @@ TEST_F(Logger_environment_test, LevelIsTaken) {
 TEST_F(Logger_environment_test, NoneWritesNothing) {
     logUnder("none", "verbose");
     EXPECT_EXIT(logAndExit(), ::testing::ExitedWithCode(0), "^$");
+}
+
+TEST_F(Logger_environment_test, RepeatsAreFoldedWhereThatIsAskedFor) {
+    logUnder(nullptr, nullptr);
+    ::setenv("ARA_LOG_FOLD", "on", 1);
+    EXPECT_EXIT(repeatAndExit(), ::testing::ExitedWithCode(0),
+                "^[^\n]*error same\n[^\n]*error 13 more like it\n$");
+}
+
+TEST_F(Logger_environment_test, RepeatsAreNotFoldedWhereTheConsoleIsAFile) {
+    logUnder(nullptr, nullptr);
+    EXPECT_EXIT(repeatAndExit(), ::testing::ExitedWithCode(0), "^([^\n]*error same\n)+$");
+}
+
+/// Repeats a line on a pipe as standard error, and copies what came out to the standard error of before.
+[[noreturn]] void repeatOnAPipeAndExit() {
+    int const before = ::dup(STDERR_FILENO);
+    std::array<int, 2> ends{};
+    if (::pipe(ends.data()) != 0 || ::dup2(ends[1], STDERR_FILENO) < 0) std::_Exit(1);
+    for (int i = 0; i < 14; ++i) LogStream(LogLevel::kError, *CreateLogger("DIAG", "")) << "same";
+    LogStream(LogLevel::kError, *CreateLogger("DIAG", "")) << "end";
+    std::string text;
+    for (std::array<char, 4096> piece{}; text.find("end\n") == std::string::npos;) {
+        ssize_t const got = ::read(ends[0], piece.data(), piece.size());
+        if (got <= 0) std::_Exit(2);
+        text.append(piece.data(), static_cast<std::size_t>(got));
+    }
+    ssize_t const written = ::write(before, text.data(), text.size());
+    std::_Exit(written == static_cast<ssize_t>(text.size()) ? 0 : 3);
+}
+
+TEST_F(Logger_environment_test, RepeatsAreFoldedOnAPipe) {
+    logUnder(nullptr, nullptr);
+    EXPECT_EXIT(repeatOnAPipeAndExit(), ::testing::ExitedWithCode(0),
+                "[0-9]+ more like it\n[^\n]*error end\n$");
+}
+
+TEST_F(Logger_environment_test, UnknownFoldingIsTold) {
+    logUnder(nullptr, nullptr);
+    ::setenv("ARA_LOG_FOLD", "maybe", 1);
+    EXPECT_EXIT(logAndExit(), ::testing::ExitedWithCode(0),
+                "ARA_LOG_FOLD: 'maybe' is neither on nor off; taking off");
 }
 
 TEST_F(Logger_environment_test, UnknownTargetIsToldAndTheConsoleTaken) {
