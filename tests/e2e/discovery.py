@@ -3,6 +3,7 @@
 A discovery message is a notification of service 0xFFFF, method 0x8100. Its payload: flags and three zeros, the length
 of the entries and the entries of 16 bytes, the length of the options and the options.
 """
+import collections
 import socket
 import struct
 import time
@@ -38,7 +39,7 @@ class Discovery:
     def __init__(self, address):
         self.address = address
         self.socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
-        self.session = 0
+        self.sessions = collections.Counter()  # by the peer that they count for
         for port in reversed(PORTS):
             try:
                 self.socket.bind((address, port))
@@ -55,10 +56,10 @@ class Discovery:
         self.socket.close()
 
     def _send(self, peer, entry, option=b""):
-        self.session += 1
+        self.sessions[peer] += 1
         payload = (bytes([REBOOT_AND_UNICAST, 0, 0, 0]) + struct.pack(">I", len(entry)) + entry
                    + struct.pack(">I", len(option)) + option)
-        message = wire.Message(SERVICE, METHOD, self.session, wire.NOTIFICATION, 0, payload, client=0, interface=1)
+        message = wire.Message(SERVICE, METHOD, self.sessions[peer], wire.NOTIFICATION, 0, payload, client=0, interface=1)
         self.socket.sendto(message.pack(), peer)
 
     def _entries(self, seconds):
@@ -95,13 +96,6 @@ class Discovery:
                 if kind == OFFER and found == service and instance in (0xFFFF, number) and ttl:
                     return Offer(peer, found, number, major_ttl >> 24, minor, ttl, dict(options))
         raise AssertionError(f"nobody offers service 0x{service:04X} instance {instance} at {self.address}")
-
-    def hears_life(self, service, messages):
-        """Waits until the process that offers the service has said so much; others have heard about as much."""
-        for (_, session), entry, _ in self._entries(PATIENCE):
-            if entry[0] == OFFER and struct.unpack_from(">H", entry, 4) == (service,) and session >= messages:
-                return
-        raise AssertionError(f"no message {messages} of who offers service 0x{service:04X}")
 
     def _ask(self, offer, eventgroup, local, protocol, ttl):
         entry = struct.pack(">BBBBHHIHH", SUBSCRIBE, 0, 0, 0x10, offer.service, offer.instance,

@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Processes that are killed and started again, hundreds of times: the other side finds them each time, and nothing
 stays behind."""
+import json
 import os
 import pathlib
 import queue
@@ -8,25 +9,27 @@ import socket
 import statistics
 import struct
 import subprocess
+import sys
 import tempfile
 import threading
 import time
 import unittest
 
-from vehicle import PATIENCE, Vehicle, fresh_address, wait_until
+from vehicle import DEFAULT_MANIFEST, PATIENCE, Vehicle, fresh_address, wait_until
 
 PEER = os.environ["RESTART_PEER"]
+DISTRIBUTION = 0x0DDD
 ROUNDS = int(os.environ.get("RESTART_ROUNDS", "100"))
 SAMPLED = 5  # in so many rounds the field is waited for; a service that is killed earlier is gone before it is missed
 
 
 class Peer:
-    """A process of restart_peer with its lines; killed at the end of its `with`."""
+    """A process with its lines, by default of restart_peer; killed at the end of its `with`."""
 
-    def __init__(self, address, folder, *arguments):
-        environment = dict(os.environ, ARA_COM_ADDRESS=address, ARA_LOG_TARGET="none")
+    def __init__(self, address, folder, *arguments, program=(PEER,), **environment):
+        environment = dict(os.environ, ARA_COM_ADDRESS=address, ARA_LOG_TARGET="none", **environment)
         self.started = time.monotonic()
-        self.process = subprocess.Popen([PEER, *arguments], env=environment, cwd=folder, stdin=subprocess.PIPE,
+        self.process = subprocess.Popen([*program, *arguments], env=environment, cwd=folder, stdin=subprocess.PIPE,
                                         stdout=subprocess.PIPE, text=True)
         self.lines = queue.Queue()
         self.samples = set()
@@ -98,8 +101,8 @@ class Restart(unittest.TestCase):
         self.addCleanup(self.folder.cleanup)
         self.address = fresh_address()
 
-    def peer(self, *arguments):
-        return Peer(self.address, self.folder.name, *arguments)
+    def peer(self, *arguments, **how):
+        return Peer(self.address, self.folder.name, *arguments, **how)
 
     def tearDown(self):
         wait_until(lambda: open_ports(self.address) == [], PATIENCE, f"ports are free: {open_ports(self.address)}")
@@ -143,6 +146,21 @@ class Restart(unittest.TestCase):
                     wait_until(lambda: service.held()[1] == before[1], PATIENCE, "connections are closed")
                     held, resident = service.held(), service.resident_kb()
             self.judge("client killed", times, service, held, resident)
+
+    def test_a_stranger_that_is_killed_gets_the_fields_value_in_each_of_its_lives(self):
+        manifest = json.loads(DEFAULT_MANIFEST.read_text())
+        manifest["defaults"]["endpoint"]["transport"] = "udp"
+        with tempfile.NamedTemporaryFile("w", suffix=".json") as file:
+            json.dump(manifest, file)
+            file.flush()
+            with self.peer("serve", "7", ARA_COM_MANIFEST=file.name) as service:
+                self.assertEqual(service.lines.get(timeout=PATIENCE), "offered")
+                for life in range(5):
+                    # The same words from the same ports each time, as a control unit says them that is switched on again.
+                    with self.subTest(life=life), self.peer(
+                            self.address, "30600", str(DISTRIBUTION), "1",
+                            program=(sys.executable, pathlib.Path(__file__).with_name("stranger.py"))) as stranger:
+                        stranger.wait_for_sample("7")
 
     def test_a_java_service_that_is_killed_is_read_again(self):
         times = []
