@@ -1,48 +1,11 @@
 #!/usr/bin/env python3
 """The four adaptations: Java asks, the data service changes, goes and comes back."""
-import subprocess
 import unittest
 
-from vehicle import PATIENCE, TESTER, Vehicle, wait_until
+from data_service import VALUES, DataService
+from vehicle import PATIENCE, Vehicle, wait_until
 
-RECORDS = {149: 2640, 255: 3167, 312: 421, 316: 1484}
-VALUES = {149: "00 00 00 2A", 255: "64 65 2D 44 45", 312: "01", 316: "0A 0B 0C 0D 0E 0F"}
 FOUND = "data service found (service 1)"
-
-
-class DataService:
-    """`tester data-service` in the background, for a vehicle; ended with its `with`."""
-
-    def __init__(self, vehicle):
-        self.vehicle = vehicle
-        self.file = vehicle.path / "records.txt"
-        self.file.write_text("".join(f"{RECORDS[i]} = {value}\n" for i, value in VALUES.items()))
-        self.start()
-
-    def start(self):
-        self.output = open(self.vehicle.path / "data.log", "w", encoding="utf-8")
-        self.process = subprocess.Popen([TESTER, "data-service", "--values", self.file], cwd=self.vehicle.path,
-                                        env=dict(self.vehicle.environment, ARA_LOG_TARGET="none"), stdout=self.output,
-                                        stderr=subprocess.STDOUT)
-        wait_until(lambda: "offer" in self.log(), PATIENCE, lambda: f"the data service offers itself: {self.log()}")
-
-    def log(self):
-        return (self.vehicle.path / "data.log").read_text(encoding="utf-8")
-
-    def tell(self, *words):
-        run = self.vehicle.tester("data-service", *words)
-        assert run.returncode == 0, run.stdout + run.stderr
-
-    def kill(self):
-        self.process.kill()
-        self.process.wait()
-        self.output.close()
-
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *_):
-        self.kill()
 
 
 def size(value):
