@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "binding/adapter/Platform_adapter.h"
 #include "binding/payload/Deserializer.h"
 #include "binding/proxy/Event_samples.h"
 #include "binding/proxy/Method_impl.h"
@@ -18,7 +19,7 @@ public:
     Event(unsigned short event_id, eb::com::runtime::Service_handle const& info,
           std::shared_ptr<eb::com::runtime::Client_port> const& port)
         : Event_samples(event_id, info, port) {}
-    ~Event() override { close(); }
+    ~Event() override { adapter::close(*this); }
 
 private:
     Sample read(std::vector<unsigned char> const& bytes) const override {

@@ -37,9 +37,7 @@ private:
 };
 
 Event_impl_base::Event_impl_base(std::shared_ptr<Event_samples> event)
-    : m_record{event->info().service, event->info().instance},
-      m_event(std::move(event)),
-      m_strand(shared_pool()) {}
+    : m_record(event->record()), m_event(std::move(event)), m_strand(shared_pool()) {}
 
 void Event_impl_base::subscribe(std::size_t cache_size, Event_cache_update_policy policy) {
     std::vector<Sample> cache(cache_size);

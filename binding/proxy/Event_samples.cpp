@@ -4,6 +4,7 @@
 #include <exception>
 #include <utility>
 
+#include "binding/adapter/Platform_adapter.h"
 #include "binding/incident/Dlt.h"
 #include "binding/incident/incidents.h"
 #include "binding/proxy/Callout.h"
@@ -14,7 +15,9 @@ namespace incidents = log::incidents;
 
 Event_samples::Event_samples(unsigned short event_id, eb::com::runtime::Service_handle const& info,
                              std::shared_ptr<eb::com::runtime::Client_port> const& port)
-    : Event_base(event_id, info, port), m_record{info.service, info.instance}, m_present(port) {}
+    : Event_base(event_id, {info.service, info.instance}, port),
+      m_record{info.service, info.instance},
+      m_present(port) {}
 
 std::uint64_t Event_samples::position_for_latecomer() const {
     std::lock_guard const lock(m_mutex);
@@ -63,7 +66,7 @@ void Event_samples::rely(std::shared_ptr<eb::com::runtime::Client_port> const& p
         std::lock_guard const lock(m_mutex);
         m_samples.swap(released);
     }
-    rebind(port);
+    adapter::rebind(*this, port);
 }
 
 void Event_samples::event_updated(eb::com::runtime::Serialized_payload payload) {

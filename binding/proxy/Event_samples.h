@@ -21,6 +21,8 @@ namespace ac::com::cpp_binding::proxy {
 /// Shared by all proxies of the instance. Samples arrive on a runtime thread; any thread may take them.
 class Event_samples : public Event_base {
 public:
+    log::Instance_record const& record() const noexcept { return m_record; }
+
     /// How many samples have come so far.
     std::uint64_t count() const noexcept { return m_count.load(std::memory_order_acquire); }
 

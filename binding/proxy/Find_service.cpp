@@ -7,6 +7,7 @@
 #include <ac/com/Deadline_guard.h>
 #include <ac/com/runtime/Component_singleton.h>
 
+#include "binding/adapter/Platform_adapter.h"
 #include "binding/incident/incidents.h"
 #include "binding/proxy/Callout.h"
 #include "binding/task/Shared_pool.h"
@@ -67,7 +68,8 @@ private:
 }  // namespace
 
 Find_service_handle make_find_service_handle(
-    std::shared_ptr<eb::com::runtime::Subscription_handle>&& subscription, std::shared_ptr<Strand>&& strand) {
+    std::shared_ptr<eb::com::runtime::Service_finder::Subscription_handle>&& subscription,
+    std::shared_ptr<Strand>&& strand) {
     static std::atomic<unsigned> last{0};
     return {++last, std::move(subscription), std::move(strand)};
 }
@@ -79,10 +81,11 @@ Find_service_handle start_find_service(eb::com::runtime::Service_id service,
     auto const search =
         std::make_shared<Search const>(log::Instance_record{service, instance}, std::move(handler), log);
     // Each task shares the strand: its last owner is then never a thread that would have to wait for a task.
-    auto subscription = runtime::Component_singleton::get_service_finder().subscribe(
-        service, instance, [strand, search](std::vector<eb::com::runtime::Service_handle> const& found) {
-            strand->post([strand, search, found] { search->deliver(found); });
-        });
+    auto subscription =
+        adapter::subscribe(runtime::Component_singleton::get_service_finder(), service, instance,
+                           [strand, search](std::vector<eb::com::runtime::Service_handle> const& found) {
+                               strand->post([strand, search, found] { search->deliver(found); });
+                           });
     return make_find_service_handle(std::move(subscription), std::move(strand));
 }
 

@@ -16,7 +16,8 @@ namespace ac::com::cpp_binding {
 /// the handler uses calls `stop` first.
 class Find_service_handle {
 public:
-    Find_service_handle(unsigned number, std::shared_ptr<eb::com::runtime::Subscription_handle> subscription,
+    Find_service_handle(unsigned number,
+                        std::shared_ptr<eb::com::runtime::Service_finder::Subscription_handle> subscription,
                         std::shared_ptr<Strand> strand) noexcept
         : m_number(number), m_subscription(std::move(subscription)), m_strand(std::move(strand)) {}
 
@@ -35,7 +36,7 @@ public:
 
 private:
     unsigned m_number;
-    std::shared_ptr<eb::com::runtime::Subscription_handle> m_subscription;
+    std::shared_ptr<eb::com::runtime::Service_finder::Subscription_handle> m_subscription;
     std::shared_ptr<Strand> m_strand;
 };
 

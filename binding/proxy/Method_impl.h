@@ -71,9 +71,9 @@ private:
     };
 
     static void settle(log::Method_record const& method, std::shared_ptr<void> const& promise,
-                       eb::com::runtime::Call_result const& result) {
+                       adapter::Call_result const& result) {
         auto& target = *static_cast<eb::com::Promise<Output>*>(promise.get());
-        if (result.outcome != eb::com::runtime::Call_outcome::answered || result.return_code != 0) {
+        if (result.outcome != adapter::Call_outcome::answered || result.return_code != 0) {
             if (auto failure = detail::handle_error(method, result, &M::GetApplicationErrorExceptionPtr)) {
                 target.set_exception(std::move(failure));
             }

@@ -12,8 +12,8 @@
 
 namespace ac::com::cpp_binding::proxy {
 
-using eb::com::runtime::Call_outcome;
-using eb::com::runtime::Call_result;
+using adapter::Call_outcome;
+using adapter::Call_result;
 
 namespace detail {
 namespace {
@@ -85,13 +85,13 @@ void Method_impl_base::send(std::shared_ptr<void> promise,
                             std::shared_ptr<std::vector<unsigned char>> request, Settle settle) {
     Open_calls::Id const id = add_cleanup(std::move(promise));
     try {
-        m_calls->under_way(id, m_port->call(static_cast<unsigned short>(method().method_id),
-                                            eb::com::runtime::Serialized_payload(std::move(request)),
-                                            [calls = m_calls, id, settle](Call_result const& result) {
-                                                if (auto const own = calls->take(id)) {
-                                                    settle(calls->method(), own, result);
-                                                }
-                                            }));
+        m_calls->under_way(id, adapter::call(*m_port, static_cast<unsigned short>(method().method_id),
+                                             eb::com::runtime::Serialized_payload(std::move(request)),
+                                             [calls = m_calls, id, settle](Call_result const& result) {
+                                                 if (auto const own = calls->take(id)) {
+                                                     settle(calls->method(), own, result);
+                                                 }
+                                             }));
     } catch (...) {
         if (m_calls->take(id)) {
             throw;

@@ -7,6 +7,7 @@
 #include <eb/com/runtime/Client_port.h>
 #include <eb/com/runtime/Serialized_payload.h>
 
+#include "binding/adapter/Platform_adapter.h"
 #include "binding/incident/Records.h"
 #include "binding/proxy/Open_calls.h"
 
@@ -27,7 +28,7 @@ using Application_error = std::exception_ptr (*)(unsigned char, std::vector<unsi
 ///   transport                        Transport_exception
 ///   a return code of the interface   its application error
 ///   any other return code            Infrastructure_exception, naming method and code
-std::exception_ptr handle_error(log::Method_record const& method, eb::com::runtime::Call_result const& result,
+std::exception_ptr handle_error(log::Method_record const& method, adapter::Call_result const& result,
                                 Application_error error);
 
 /// The exception of an answer that can't be read, logged. Inside a catch block.
@@ -48,7 +49,7 @@ protected:
     /// Completes a promise, of the type that its method knows, by what its call ended with. Called on a
     /// runtime thread, once at most, without any lock; the method object may be gone by then.
     using Settle = void (*)(log::Method_record const&, std::shared_ptr<void> const& promise,
-                            eb::com::runtime::Call_result const&);
+                            adapter::Call_result const&);
 
     Method_impl_base(Proxy_base& proxy, unsigned short method_id);
     /// Ends the open calls: their promises break.

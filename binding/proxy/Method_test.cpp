@@ -199,7 +199,7 @@ TEST_F(Method_test, AnswersMayComeInAnyOrder) {
 }
 
 TEST_F(Method_test, AnswerThatComesWhileTheCallIsSentCounts) {
-    port->onCall = [](Fake_port::Call const& inside) { inside.reply(0, VALUE); };
+    port->onCall = [](Fake_port::Call& inside) { inside.reply(0, VALUE); };
     auto future = call();
     EXPECT_EQ(future.get().diagnosticData.size(), 2U);
     EXPECT_EQ(sut->getDiagnosticDataValues.openCalls(), 0U);
@@ -215,7 +215,7 @@ TEST_F(Method_test, PortThatCanNotSendFailsThroughTheFuture) {
 }
 
 TEST_F(Method_test, PortThatThrowsAfterItsAnswerHasAnswered) {
-    port->onCall = [](Fake_port::Call const& inside) {
+    port->onCall = [](Fake_port::Call& inside) {
         inside.reply(0, VALUE);
         throw ac::com::Infrastructure_exception("the runtime has ended");
     };

@@ -13,22 +13,22 @@ Open_calls::Id Open_calls::add(std::shared_ptr<void> promise) {
     if (m_aborted) {
         return 0;
     }
-    m_calls.emplace(++m_last, Call{std::move(promise), nullptr});
+    m_calls.emplace(++m_last, Call{std::move(promise), {}});
     return m_last;
 }
 
-void Open_calls::under_way(Id id, std::shared_ptr<eb::com::runtime::Method_call> call) {
+void Open_calls::under_way(Id id, adapter::Sent_call call) {
     {
         std::lock_guard const lock(m_mutex);
         if (auto const found = m_calls.find(id); found != m_calls.end()) {
-            found->second.runtime_call = std::move(call);
+            found->second.sent = std::move(call);
             return;
         }
         if (!m_aborted) {
             return;
         }
     }
-    call->cancel();
+    adapter::cancel(std::move(call));
 }
 
 std::shared_ptr<void> Open_calls::take(Id id) {
@@ -50,10 +50,8 @@ void Open_calls::abort() noexcept {
     }
     for (auto& [id, call] : ended) {
         call.promise.reset();
-        if (call.runtime_call) {
-            call.runtime_call->cancel();
-        }
         try {
+            adapter::cancel(std::move(call.sent));
             log::binding_log().trace(log::incidents::Method_call_request_cancelled{{m_method}},
                                      log::Failure_text{"the proxy gave the call up"});
         } catch (std::exception const&) {  // the call has ended all the same

@@ -5,8 +5,7 @@
 #include <memory>
 #include <mutex>
 
-#include <eb/com/runtime/Client_port.h>
-
+#include "binding/adapter/Platform_adapter.h"
 #include "binding/incident/Records.h"
 
 namespace ac::com::cpp_binding::proxy {
@@ -32,7 +31,7 @@ public:
 
     /// Joins the runtime's call to it, to be cancelled by `abort`; at once if the method has been aborted. A
     /// call that has ended needs none.
-    void under_way(Id id, std::shared_ptr<eb::com::runtime::Method_call> call);
+    void under_way(Id id, adapter::Sent_call call);
 
     /// The promise of a call that ends; null if it has ended before.
     std::shared_ptr<void> take(Id id);
@@ -45,7 +44,7 @@ public:
 private:
     struct Call {
         std::shared_ptr<void> promise;
-        std::shared_ptr<eb::com::runtime::Method_call> runtime_call;  // null until it was sent
+        adapter::Sent_call sent;  // not valid until it was sent
     };
 
     log::Method_record const m_method;

@@ -2,8 +2,7 @@
 
 #include <utility>
 
-#include <ac/com/cpp_binding/proxy/Rport.h>
-
+#include "binding/adapter/Platform_adapter.h"
 #include "binding/incident/Dlt.h"
 #include "binding/incident/incidents.h"
 
@@ -11,14 +10,19 @@ namespace ac::com::cpp_binding::proxy {
 
 Proxy_base::Proxy_base(eb::com::runtime::Service_handle handle,
                        eb::com::runtime::Service_interface_description description)
-    : Proxy_base(handle, description, Rport(handle, description).client_port()) {}
+    : Proxy_base(handle, description, std::make_shared<Rport>(handle, description)) {}
+
+Proxy_base::Proxy_base(eb::com::runtime::Service_handle const& handle,
+                       eb::com::runtime::Service_interface_description description,
+                       std::shared_ptr<Rport> rport)
+    : Proxy_base(handle, description, rport, adapter::client_port(*rport)) {}
 
 Proxy_base::Proxy_base(eb::com::runtime::Service_handle handle,
                        eb::com::runtime::Service_interface_description description,
-                       std::shared_ptr<eb::com::runtime::Client_port> port)
-    : m_handle(std::move(handle)), m_port(std::move(port)) {
+                       std::shared_ptr<Rport> rport, std::shared_ptr<eb::com::runtime::Client_port> port)
+    : m_handle(std::move(handle)), m_rport(std::move(rport)), m_port(std::move(port)) {
     log::binding_log().trace(
-        log::incidents::Service_proxy_constructed{{record(), description, m_port->endpoint()}});
+        log::incidents::Service_proxy_constructed{{record(), description, adapter::endpoint(*m_port)}});
 }
 
 void Proxy_base::abort() noexcept {

@@ -3,8 +3,10 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include <ac/com/cpp_binding/proxy/Rport.h>
 #include <eb/com/runtime/Client_port.h>
 #include <eb/com/runtime/Ids.h>
 #include <eb/com/runtime/Service_finder.h>
@@ -26,7 +28,8 @@ public:
     /// Over a port that is there already.
     Proxy_base(eb::com::runtime::Service_handle handle,
                eb::com::runtime::Service_interface_description description,
-               std::shared_ptr<eb::com::runtime::Client_port> port);
+               std::shared_ptr<eb::com::runtime::Client_port> port)
+        : Proxy_base(std::move(handle), description, nullptr, std::move(port)) {}
     Proxy_base(Proxy_base const&) = delete;
     Proxy_base& operator=(Proxy_base const&) = delete;
 
@@ -42,7 +45,14 @@ public:
     std::shared_ptr<eb::com::runtime::Client_port> const& port() const noexcept { return m_port; }
 
 private:
+    Proxy_base(eb::com::runtime::Service_handle handle,
+               eb::com::runtime::Service_interface_description description, std::shared_ptr<Rport> rport,
+               std::shared_ptr<eb::com::runtime::Client_port> port);
+    Proxy_base(eb::com::runtime::Service_handle const& handle,
+               eb::com::runtime::Service_interface_description description, std::shared_ptr<Rport> rport);
+
     eb::com::runtime::Service_handle const m_handle;
+    std::shared_ptr<Rport> const m_rport;  // null over a port that was there already
     std::shared_ptr<eb::com::runtime::Client_port> const m_port;
     std::vector<std::function<void()>> m_on_abort;  // not changed once the proxy stands
 };

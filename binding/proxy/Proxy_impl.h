@@ -44,7 +44,7 @@ public:
 
     /// A search as its handle.
     static Find_service_handle make_find_service_handle(
-        std::shared_ptr<eb::com::runtime::Subscription_handle>&& subscription,
+        std::shared_ptr<eb::com::runtime::Service_finder::Subscription_handle>&& subscription,
         std::shared_ptr<Strand>&& strand) {
         return detail::make_find_service_handle(std::move(subscription), std::move(strand));
     }

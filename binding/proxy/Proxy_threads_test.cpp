@@ -126,7 +126,7 @@ TEST_F(Proxy_threads_test, ProxiesComeAndGoWhileSamplesArrive) {
 }
 
 TEST_F(Proxy_threads_test, EveryCallEndsOnceThoughAnswersAndAbortsRace) {
-    port->onCall = [](Fake_port::Call const& call) {
+    port->onCall = [](Fake_port::Call& call) {
         if (call.request.at(3) == 0) {
             call.reply(0, VALUE);
         }

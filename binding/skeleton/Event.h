@@ -5,6 +5,7 @@
 #include <ac/com/cpp_binding/get_shared_payload.h>
 #include <ac/com/cpp_binding/skeleton/Pport.h>
 
+#include "binding/adapter/Platform_adapter.h"
 #include "binding/incident/Dlt.h"
 #include "binding/incident/incidents.h"
 #include "binding/payload/Serializer.h"
@@ -30,11 +31,12 @@ public:
             auto const payload =
                 binding::get_shared_payload(ac::com::someip::serialization::size_estimate<Value>());
             ac::com::someip::serialization::Serializer(*payload).serialize(value);
-            m_port.send_event(m_event_id, eb::com::runtime::Serialized_payload(payload));
+            binding::adapter::send_event(m_port, m_event_id, eb::com::runtime::Serialized_payload(payload));
         } catch (std::exception const& failure) {
             binding::log::binding_log().trace(
                 binding::log::incidents::Event_request_update_err{
-                    {{m_port.service_id(), m_port.instance_id()}, m_event_id}},
+                    {{binding::adapter::service_id(m_port), binding::adapter::instance_id(m_port)},
+                     m_event_id}},
                 binding::log::Failure_text{failure.what()});
             return;
         }

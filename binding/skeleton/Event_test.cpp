@@ -6,6 +6,7 @@
 
 #include <ac/com/cpp_binding/proxy/Rport.h>
 
+#include "binding/adapter/Platform_adapter.h"
 #include "binding/generated/DiagnosticMonitor.h"
 #include "binding/testing/Await.h"
 #include "binding/testing/Runtime.h"
@@ -115,8 +116,9 @@ TEST_F(Event_test, MethodTakesItsReasonAsOneByte) {
     auto const call = [&](std::vector<unsigned char> bytes) {
         binding_testing::Gate answered;
         unsigned code = 0xFFFF;
-        port.client_port()->call(
-            0, Serialized_payload(std::make_shared<std::vector<unsigned char>>(std::move(bytes))),
+        ac::com::cpp_binding::adapter::call(
+            *port.client_port(), 0,
+            Serialized_payload(std::make_shared<std::vector<unsigned char>>(std::move(bytes))),
             [&](eb::com::runtime::Call_result const& result) {
                 code = result.return_code;
                 answered.open();

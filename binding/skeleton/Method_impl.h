@@ -4,6 +4,7 @@
 
 #include <ac/com/cpp_binding/skeleton/Method_impl_base.h>
 
+#include "binding/adapter/Platform_adapter.h"
 #include "binding/skeleton/Call_handler.h"
 
 namespace ac::com::cpp_binding::skeleton {
@@ -24,11 +25,12 @@ public:
     using Implementation = typename Handler::Implementation;
 
     Method_impl(unsigned short method_id, Implementation implementation, Method_dispatcher& dispatcher)
-        : Method_impl_base(
-              method_id,
-              Handler({{dispatcher.port().service_id(), dispatcher.port().instance_id()}, method_id},
-                      std::move(implementation)),
-              dispatcher) {}
+        : Method_impl_base(method_id,
+                           Handler({{adapter::service_id(adapter::port_of(dispatcher)),
+                                     adapter::instance_id(adapter::port_of(dispatcher))},
+                                    method_id},
+                                   std::move(implementation)),
+                           dispatcher) {}
 };
 
 }  // namespace ac::com::cpp_binding::skeleton

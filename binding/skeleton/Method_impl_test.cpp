@@ -12,10 +12,15 @@
 #include "binding/skeleton/Method_processors.h"
 #include "binding/testing/Replies.h"
 #include "binding/testing/Runtime.h"
-#include "platform/com/runtime/Provided_service.h"
+#include "platform/com/runtime/Pport_core.h"
 #include "platform/log/Memory_target.h"
 
 namespace ac::com::cpp_binding::skeleton {
+
+struct Pport_access {
+    static Pport::Core& core(Pport const& port) { return *port.m_core; }
+};
+
 namespace {
 
 namespace d_b047 = zvg::services::diag::d_b047;
@@ -57,7 +62,7 @@ protected:
     }
 
     void call(Reply_function const& reply, Payload payload = EMPTY_MAP) {
-        m_port.provided().deliver(
+        Pport_access::core(m_port).deliver(
             1, reply,
             eb::com::runtime::Serialized_payload(std::make_shared<Payload const>(std::move(payload))),
             nullptr);

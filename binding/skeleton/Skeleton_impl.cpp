@@ -1,5 +1,6 @@
 #include "binding/skeleton/Skeleton_impl.h"
 
+#include "binding/adapter/Platform_adapter.h"
 #include "binding/incident/Dlt.h"
 #include "binding/incident/incidents.h"
 #include "binding/skeleton/Method_processors.h"
@@ -10,7 +11,7 @@ namespace ac::com::cpp_binding::skeleton::detail {
 namespace {
 
 log::Instance_record record(Pport const& port) {
-    return {port.service_id(), port.instance_id()};
+    return {adapter::service_id(port), adapter::instance_id(port)};
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <ac/com/Exceptions.h>
 #include <ac/com/cpp_binding/proxy/Rport.h>
 
+#include "binding/adapter/Platform_adapter.h"
 #include "binding/generated/all.h"
 #include "binding/payload/Deserializer.h"
 #include "binding/payload/Serializer.h"
@@ -82,8 +83,9 @@ public:
     Call_result call(unsigned short method, Meta const& meta) {
         auto answer = std::make_shared<std::promise<Call_result>>();
         auto result = answer->get_future();
-        m_port.client_port()->call(
-            method, Serialized_payload(std::make_shared<std::vector<unsigned char>>(to_bytes(meta))),
+        ac::com::cpp_binding::adapter::call(
+            *m_port.client_port(), method,
+            Serialized_payload(std::make_shared<std::vector<unsigned char>>(to_bytes(meta))),
             [answer](Call_result const& ended) { answer->set_value(ended); });
         EXPECT_EQ(result.wait_for(binding_testing::PATIENCE), std::future_status::ready);
         return result.get();

@@ -13,6 +13,8 @@
 #include <ac/com/Exceptions.h>
 #include <eb/com/runtime/Client_port.h>
 
+#include "binding/testing/Fake_call.h"
+
 namespace binding_testing {
 
 using Bytes = std::vector<unsigned char>;
@@ -24,36 +26,34 @@ inline eb::com::runtime::Serialized_payload payloadOf(Bytes bytes) {
 /// A port that does what the test says: answers come when, as often and from which thread it wants.
 class Fake_port : public eb::com::runtime::Client_port {
 public:
-    struct Call : eb::com::runtime::Method_call {
+    struct Call : Fake_call {
+        using Fake_call::Fake_call;
         void cancel() override { cancelled = true; }
 
-        void reply(unsigned char code, Bytes bytes = {}) const {
-            answer({eb::com::runtime::Call_outcome::answered, code, payloadOf(std::move(bytes)), {}});
+        void reply(unsigned char code, Bytes bytes = {}) {
+            end({eb::com::runtime::Call_outcome::answered, code, payloadOf(std::move(bytes)), {}});
         }
-        void fail(eb::com::runtime::Call_outcome outcome) const { answer({outcome, 0, {}, "said the test"}); }
+        void fail(eb::com::runtime::Call_outcome outcome) { end({outcome, 0, {}, "said the test"}); }
 
         unsigned short method = 0;
         Bytes request;
-        Answer answer;
         std::atomic<bool> cancelled{false};
     };
 
-    std::shared_ptr<eb::com::runtime::Method_call> call(unsigned short method,
-                                                        eb::com::runtime::Serialized_payload request,
-                                                        Answer answer) override {
-        auto const call = std::make_shared<Call>();
+    Fake_call::Sent call(unsigned short method, eb::com::runtime::Serialized_payload request,
+                         Reply reply) override {
+        auto const call = std::make_shared<Call>(std::move(reply));
         call->method = method;
         call->request = request.bytes();
-        call->answer = std::move(answer);
         if (onCall) {
             onCall(*call);
         }
         std::lock_guard const lock(m_mutex);
         m_calls.push_back(call);
-        return call;
+        return Fake_call::sent(call);
     }
 
-    std::shared_ptr<eb::com::runtime::Subscription_handle> subscribe(
+    std::shared_ptr<eb::com::runtime::Service_finder::Subscription_handle> subscribe(
         unsigned short event, std::weak_ptr<eb::com::runtime::Event_sink> sink) override {
         if (refuseSubscriptions) {
             throw ac::com::Infrastructure_exception("said the test");
@@ -97,11 +97,11 @@ public:
     /// A sink that outlives its subscription, for a sample that comes late.
     std::shared_ptr<eb::com::runtime::Event_sink> sink() const { return sinks().at(0); }
 
-    std::function<void(Call const&)> onCall;  ///< runs inside `call`; set before the first call
+    std::function<void(Call&)> onCall;  ///< runs inside `call`; set before the first call
     std::atomic<bool> refuseSubscriptions{false};
 
 private:
-    struct Subscription : eb::com::runtime::Subscription_handle {};
+    struct Subscription : eb::com::runtime::Service_finder::Subscription_handle {};
 
     std::vector<std::shared_ptr<eb::com::runtime::Event_sink>> sinks() const {
         std::vector<std::shared_ptr<eb::com::runtime::Event_sink>> present;

@@ -4,6 +4,7 @@
 #include <cctype>
 #include <chrono>
 
+#include "binding/adapter/Platform_adapter.h"
 #include "registry/Diag_Ara_Components_Services.h"
 #include "tests/support/Patience.h"
 
@@ -107,11 +108,12 @@ std::shared_ptr<Call> Vehicle::call(std::string const& interface, unsigned short
         }
         port = end->client_port();
     }
-    port->call(method, Serialized_payload(std::make_shared<Bytes const>(std::move(request))),
-               [call, onAnswer = std::move(onAnswer)](Call_result const& result) {
-                   call->answer(result);
-                   if (onAnswer) onAnswer();
-               });
+    ac::com::cpp_binding::adapter::call(*port, method,
+                                        Serialized_payload(std::make_shared<Bytes const>(std::move(request))),
+                                        [call, onAnswer = std::move(onAnswer)](Call_result const& result) {
+                                            call->answer(result);
+                                            if (onAnswer) onAnswer();
+                                        });
     return call;
 }
 

@@ -22,6 +22,8 @@
 #include <ac/com/cpp_binding/skeleton/Method_dispatcher.h>
 #include <ac/com/runtime/Component_singleton.h>
 
+#include "binding/adapter/Platform_adapter.h"
+
 namespace {
 
 using eb::com::runtime::Call_outcome;
@@ -90,10 +92,11 @@ int call(char const* interface, unsigned short method, bool subscribes) {
     auto const subscription = subscribes ? port->subscribe(HASH, sink) : nullptr;
     for (std::string line; std::getline(std::cin, line);) {
         auto const emptyMap = std::make_shared<std::vector<unsigned char>>(4);
-        port->call(method, Serialized_payload(emptyMap), [](Call_result const& result) {
-            bool const good = result.outcome == Call_outcome::answered && result.return_code == 0;
-            say(good ? "answered" : "not answered: " + result.detail);
-        });
+        ac::com::cpp_binding::adapter::call(
+            *port, method, Serialized_payload(emptyMap), [](Call_result const& result) {
+                bool const good = result.outcome == Call_outcome::answered && result.return_code == 0;
+                say(good ? "answered" : "not answered: " + result.detail);
+            });
     }
     return 0;
 }

@@ -13,6 +13,7 @@
 #include <string>
 #include <thread>
 
+#include "binding/adapter/Platform_adapter.h"
 #include "registry/DiagAraService.h"
 #include "tests/integration/Embedded_jvm.h"
 
@@ -41,8 +42,9 @@ public:
     std::future<Call_result> call(unsigned short method) {
         auto promise = std::make_shared<std::promise<Call_result>>();
         auto emptyMap = std::make_shared<std::vector<unsigned char>>(4);
-        m_port.client_port()->call(method, Serialized_payload(emptyMap),
-                                   [promise](Call_result const& result) { promise->set_value(result); });
+        ac::com::cpp_binding::adapter::call(
+            *m_port.client_port(), method, Serialized_payload(emptyMap),
+            [promise](Call_result const& result) { promise->set_value(result); });
         return promise->get_future();
     }
 

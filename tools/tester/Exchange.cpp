@@ -5,7 +5,9 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <utility>
 
+#include "binding/adapter/Platform_adapter.h"
 #include "tools/tester/Text.h"
 
 namespace tester {
@@ -74,12 +76,12 @@ void attempt(Exchange& exchange, Client_port& port, unsigned short method,
              std::stop_token const& stop, std::function<void(milliseconds)> const& tick) {
     auto const mailbox = std::make_shared<Mailbox>();
     auto const start = Clock::now();
-    auto const call =
-        port.call(method, request, [mailbox](Call_result const& result) { mailbox->put(result); });
+    auto sent = ac::com::cpp_binding::adapter::call(
+        port, method, request, [mailbox](Call_result const& result) { mailbox->put(result); });
     auto const result = mailbox->wait(timeout, stop, tick);
     exchange.elapsedMs = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
     if (!result) {
-        if (call) call->cancel();
+        ac::com::cpp_binding::adapter::cancel(std::move(sent));
         exchange.outcome = stop.stop_requested() ? Outcome::interrupted : Outcome::timeOut;
         exchange.failures.push_back(stop.stop_requested()
                                         ? "interrupted"

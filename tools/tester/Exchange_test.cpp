@@ -136,22 +136,22 @@ TEST_F(ExchangeTest, LateAnswerAfterTheTimeOutMeetsNobody) {
     // Given a port whose answer function outlives the call
     class LatePort final : public eb::com::runtime::Client_port {
     public:
-        std::shared_ptr<eb::com::runtime::Method_call> call(unsigned short,
-                                                            eb::com::runtime::Serialized_payload,
-                                                            Answer answer) override {
-            kept.push_back(std::move(answer));
-            return nullptr;
+        binding_testing::Fake_call::Sent call(unsigned short, eb::com::runtime::Serialized_payload,
+                                              Reply reply) override {
+            kept.push_back(reply);
+            return binding_testing::Fake_call::sent(
+                std::make_shared<binding_testing::Fake_call>(std::move(reply)));
         }
-        std::shared_ptr<eb::com::runtime::Subscription_handle> subscribe(
+        std::shared_ptr<eb::com::runtime::Service_finder::Subscription_handle> subscribe(
             unsigned short /*event*/, std::weak_ptr<eb::com::runtime::Event_sink> /*sink*/) override {
             return nullptr;
         }
         std::string endpoint() const override { return "late"; }
-        std::vector<Answer> kept;
+        std::vector<Reply> kept;
     } late;
     // When both attempts have timed out and the answers come
     Exchange const exchange = callMethod(late, 1, patience, stop.get_token());
-    for (auto const& answer : late.kept) answer(FakePort::answered(0, {1}));
+    for (auto const& reply : late.kept) reply(0, FakePort::bytes({1}));
     // Then nothing changes any more
     EXPECT_EQ(exchange.outcome, Outcome::timeOut);
     EXPECT_EQ(late.kept.size(), 2U);

@@ -7,6 +7,7 @@
 #include <thread>
 #include <vector>
 
+#include "binding/testing/Fake_call.h"
 #include "tools/tester/Services.h"
 
 namespace tester {
@@ -29,9 +30,8 @@ public:
             std::make_shared<std::vector<unsigned char> const>(std::move(content)));
     }
 
-    std::shared_ptr<eb::com::runtime::Method_call> call(unsigned short method,
-                                                        eb::com::runtime::Serialized_payload request,
-                                                        Answer answer) override {
+    binding_testing::Fake_call::Sent call(unsigned short method, eb::com::runtime::Serialized_payload request,
+                                          Reply reply) override {
         methods.push_back(method);
         requests.push_back(request.bytes());
         std::optional<Result> next;
@@ -40,14 +40,15 @@ public:
             script.pop_front();
         }
         if (onCall) onCall();
-        if (next) std::thread([&] { answer(*next); }).join();
-        return std::make_shared<Open>(*this, next ? Answer{} : answer);
+        auto const open = std::make_shared<Open>(*this, std::move(reply), !next);
+        if (next) std::thread([&] { open->end(*next); }).join();
+        return binding_testing::Fake_call::sent(open);
     }
 
-    std::shared_ptr<eb::com::runtime::Subscription_handle> subscribe(
+    std::shared_ptr<eb::com::runtime::Service_finder::Subscription_handle> subscribe(
         unsigned short /*event*/, std::weak_ptr<eb::com::runtime::Event_sink> sink) override {
         if (onSubscribe) onSubscribe(sink.lock());
-        return std::make_shared<eb::com::runtime::Subscription_handle>();
+        return std::make_shared<eb::com::runtime::Service_finder::Subscription_handle>();
     }
 
     std::string endpoint() const override { return endpointText; }
@@ -61,17 +62,18 @@ public:
     unsigned cancelled = 0;
 
 private:
-    class Open final : public eb::com::runtime::Method_call {
+    class Open final : public binding_testing::Fake_call {
     public:
-        Open(FakePort& port, Answer answer) : m_port(port), m_answer(std::move(answer)) {}
+        Open(FakePort& port, Reply reply, bool unanswered)
+            : Fake_call(std::move(reply)), m_port(port), m_unanswered(unanswered) {}
         void cancel() override {
             ++m_port.cancelled;
-            if (m_answer) m_answer(failed(eb::com::runtime::Call_outcome::cancelled, "cancelled"));
+            if (m_unanswered) end(failed(eb::com::runtime::Call_outcome::cancelled, "cancelled"));
         }
 
     private:
         FakePort& m_port;
-        Answer m_answer;
+        bool const m_unanswered;
     };
 };
 

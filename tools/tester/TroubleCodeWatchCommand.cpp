@@ -45,7 +45,7 @@ public:
     ExitCode run(Session& session) override {
         auto const sightings = std::make_shared<Sightings>();
         std::vector<std::shared_ptr<TroubleCodeEar>> ears;
-        std::vector<std::shared_ptr<eb::com::runtime::Subscription_handle>> subscriptions;
+        std::vector<std::shared_ptr<eb::com::runtime::Service_finder::Subscription_handle>> subscriptions;
         for (auto const& code : troubleCodes()) {
             if (!isWanted(code)) continue;
             Reached const reached = session.services().port({code.service, code.version, code.instance});

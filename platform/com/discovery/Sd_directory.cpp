@@ -95,10 +95,11 @@ std::shared_ptr<void> Sd_directory::want(Service_deployment const& service) {
     });
 }
 
-std::shared_ptr<Subscription_handle> Sd_directory::subscribe(Service_id const& service,
-                                                             Instance_id const& instance, Found found) {
-    struct Search : Subscription_handle {
-        std::shared_ptr<Subscription_handle> told;
+std::shared_ptr<Service_finder::Subscription_handle> Sd_directory::subscribe(Service_id const& service,
+                                                                             Instance_id const& instance,
+                                                                             Found found) {
+    struct Search : Service_finder::Subscription_handle {
+        std::shared_ptr<Service_finder::Subscription_handle> told;
         std::vector<std::shared_ptr<void>> wanted;
     };
     auto search = std::make_shared<Search>();

@@ -47,8 +47,9 @@ public:
     void unsubscribe(Service_deployment const& service, std::uint16_t eventgroup) override;
     void subscriberGone(Service_deployment const& service, std::uint16_t eventgroup,
                         Endpoint const& subscriber) override;
-    std::shared_ptr<Subscription_handle> subscribe(Service_id const& service, Instance_id const& instance,
-                                                   Found found) override;
+    std::shared_ptr<Service_finder::Subscription_handle> subscribe(Service_id const& service,
+                                                                   Instance_id const& instance,
+                                                                   Found found) override;
 
     void connected(Endpoint const& at, Address const& peer) override;
 

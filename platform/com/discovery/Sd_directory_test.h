@@ -135,7 +135,7 @@ private:
     std::vector<std::string> m_events;  // io thread
     std::mutex m_mutex;
     std::vector<Runtime_notice> m_told;  // guarded by m_mutex
-    std::shared_ptr<Subscription_handle> m_watch;
+    std::shared_ptr<Service_finder::Subscription_handle> m_watch;
 };
 
 class Sd_directory_test : public ::testing::Test {

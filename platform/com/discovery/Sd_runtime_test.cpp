@@ -13,6 +13,7 @@
 #include <ac/com/runtime/Component_singleton.h>
 #include <eb/com/runtime/Runtime_report.h>
 
+#include "binding/adapter/Platform_adapter.h"
 #include "platform/com/deployment/Manifest.h"
 #include "platform/com/runtime/Process_runtime.h"
 #include "platform/com/testing/Await.h"
@@ -67,7 +68,8 @@ protected:
             });
         EXPECT_TRUE(found.take());
         auto const port = runtime->connect(row);
-        port->call(0, {}, [&](Call_result const& result) { answered.put(result); });
+        ac::com::cpp_binding::adapter::call(*port, 0, {},
+                                            [&](Call_result const& result) { answered.put(result); });
         EXPECT_EQ(answered.take().value_or(Call_result{Call_outcome::cancelled, 0, {}, ""}).outcome,
                   Call_outcome::answered);
         return std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() -

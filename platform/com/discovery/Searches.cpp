@@ -15,7 +15,7 @@ bool matches(Service_deployment const& row, Service_id const& service, Instance_
     return row.interface == service && (instance.value == "*" || row.instance == instance);
 }
 
-class Searches::Search : public Subscription_handle {
+class Searches::Search : public Service_finder::Subscription_handle {
 public:
     using Handles = std::vector<Service_handle>;
 
@@ -48,9 +48,9 @@ private:
     std::deque<Handles> m_waiting;  // guarded by m_mutex
 };
 
-std::shared_ptr<Subscription_handle> Searches::subscribe(Service_id const& service,
-                                                         Instance_id const& instance,
-                                                         Service_finder::Found found) {
+std::shared_ptr<Service_finder::Subscription_handle> Searches::subscribe(Service_id const& service,
+                                                                         Instance_id const& instance,
+                                                                         Service_finder::Found found) {
     auto search = std::make_shared<Search>(service, instance, std::move(found));
     std::lock_guard lock(m_mutex);
     std::erase_if(m_searches, [](auto const& known) { return known.expired(); });

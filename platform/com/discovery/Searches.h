@@ -22,8 +22,9 @@ public:
         : m_deployment(deployment), m_answers(std::move(answers)) {}
 
     /// As Service_finder::subscribe. Of lists that a slow user hasn't taken the newest are kept.
-    std::shared_ptr<Subscription_handle> subscribe(Service_id const& service, Instance_id const& instance,
-                                                   Service_finder::Found found);
+    std::shared_ptr<Service_finder::Subscription_handle> subscribe(Service_id const& service,
+                                                                   Instance_id const& instance,
+                                                                   Service_finder::Found found);
     /// Tells all searches that look for the instance, if it is a change.
     void set(Service_deployment const& service, bool available);
     bool isAvailable(Service_deployment const& service) const;

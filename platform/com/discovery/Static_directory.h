@@ -16,8 +16,9 @@ class Static_directory : public Directory {
 public:
     Static_directory(Deployment const& deployment, std::shared_ptr<Answers> answers, Notices& notices);
 
-    std::shared_ptr<Subscription_handle> subscribe(Service_id const& service, Instance_id const& instance,
-                                                   Found found) override {
+    std::shared_ptr<Service_finder::Subscription_handle> subscribe(Service_id const& service,
+                                                                   Instance_id const& instance,
+                                                                   Found found) override {
         return m_searches.subscribe(service, instance, std::move(found));
     }
     std::optional<Endpoint> locate(Service_deployment const& service) const override {

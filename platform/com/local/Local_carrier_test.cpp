@@ -4,6 +4,7 @@
 
 #include <ac/com/cpp_binding/proxy/Rport.h>
 
+#include "binding/adapter/Platform_adapter.h"
 #include "platform/com/runtime/Counters.h"
 #include "platform/com/testing/Await.h"
 #include "platform/com/testing/Echo_service.h"
@@ -23,8 +24,10 @@ protected:
     }
 
     std::shared_ptr<Method_call> begin(Method method, Bytes const& bytes = {}) {
-        return m_client.client_port()->call(method, Serialized_payload(std::make_shared<Bytes>(bytes)),
-                                            [box = m_box](Call_result const& result) { box->put(result); });
+        return ac::com::cpp_binding::adapter::call(
+                   *m_client.client_port(), method, Serialized_payload(std::make_shared<Bytes>(bytes)),
+                   [box = m_box](Call_result const& result) { box->put(result); })
+            .get();
     }
     Call_result call(Method method, Bytes const& bytes = {}) {
         begin(method, bytes);
@@ -77,8 +80,8 @@ TEST_F(Local_carrier_test, MessagesBeyondTheBoundAreRefused) {
 
 TEST_F(Local_carrier_test, AnswerRunsOnAThreadOfTheRuntime) {
     Mailbox<std::thread::id> thread;
-    m_client.client_port()->call(ECHO, {},
-                                 [&](Call_result const&) { thread.put(std::this_thread::get_id()); });
+    ac::com::cpp_binding::adapter::call(*m_client.client_port(), ECHO, {},
+                                        [&](Call_result const&) { thread.put(std::this_thread::get_id()); });
     EXPECT_NE(thread.take().value(), std::this_thread::get_id());
 }
 

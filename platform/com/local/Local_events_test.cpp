@@ -43,7 +43,7 @@ protected:
                                                                Service_interface_description{0x20000});
     std::unique_ptr<Rport> m_client =
         std::make_unique<Rport>(Service_handle{{"test::Tcp"}, {"1"}}, Service_interface_description{0x20000});
-    std::vector<std::shared_ptr<Subscription_handle>> m_subscriptions;
+    std::vector<std::shared_ptr<Service_finder::Subscription_handle>> m_subscriptions;
 };
 
 TEST_F(Local_events_test, EventReachesItsSubscribersWithoutASocket) {
@@ -171,7 +171,7 @@ TEST_F(Local_events_test, SinkMayUnsubscribeAndSendFromInsideANotice) {
         }
         void event_state_changed(Event_state) override {}
         void service_state_changed(Client::Service_state) override {}
-        std::shared_ptr<Subscription_handle> handle;
+        std::shared_ptr<Service_finder::Subscription_handle> handle;
         Pport* service = nullptr;
     };
     m_service->start_offer();

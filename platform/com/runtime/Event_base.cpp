@@ -69,7 +69,7 @@ struct Event_base::Core : std::enable_shared_from_this<Core> {
     };
 
     Core(Event_base* newOwner, std::shared_ptr<eb::com::runtime::Client_port> newPort,
-         unsigned short newEventId, eb::com::runtime::Service_handle newInfo)
+         unsigned short newEventId, eb::com::runtime::Service_info newInfo)
         : eventId(newEventId), info(std::move(newInfo)), owner(newOwner), port(std::move(newPort)) {}
 
     void add(Event_subscriber* user, bool tellState);
@@ -81,19 +81,20 @@ struct Event_base::Core : std::enable_shared_from_this<Core> {
     void tellAll(Notice const& notice);
 
     unsigned short const eventId;
-    eb::com::runtime::Service_handle const info;
+    eb::com::runtime::Service_info const info;
     std::atomic<Subscription_state> state{Subscription_state::kNotSubscribed};  // written under mutex
 
     std::mutex connection;  // taken before mutex; held while the port is told, which calls nobody back
     std::mutex mutex;
-    std::condition_variable turned;                                       // a turn has ended
-    Event_base* const owner;                                              // not used once closed
-    Turn ownersTurn;                                                      // guarded by mutex
-    bool closed = false;                                                  // guarded by mutex
-    std::vector<std::shared_ptr<Subscriber>> subscribers;                 // guarded by mutex
-    std::shared_ptr<Feed> feed;                                           // guarded by mutex
-    std::shared_ptr<eb::com::runtime::Client_port> port;                  // guarded by connection
-    std::shared_ptr<eb::com::runtime::Subscription_handle> subscription;  // guarded by connection
+    std::condition_variable turned;                        // a turn has ended
+    Event_base* const owner;                               // not used once closed
+    Turn ownersTurn;                                       // guarded by mutex
+    bool closed = false;                                   // guarded by mutex
+    std::vector<std::shared_ptr<Subscriber>> subscribers;  // guarded by mutex
+    std::shared_ptr<Feed> feed;                            // guarded by mutex
+    std::shared_ptr<eb::com::runtime::Client_port> port;   // guarded by connection
+    std::shared_ptr<eb::com::runtime::Service_finder::Subscription_handle>
+        subscription;  // guarded by connection
 
 private:
     void listen();
@@ -266,7 +267,7 @@ void Event_base::Core::tell(Subscriber& subscriber, Notice const& notice) {
     }
 }
 
-Event_base::Event_base(unsigned short event_id, eb::com::runtime::Service_handle info,
+Event_base::Event_base(unsigned short event_id, eb::com::runtime::Service_info info,
                        std::shared_ptr<eb::com::runtime::Client_port> port)
     : m_core(std::make_shared<Core>(this, std::move(port), event_id, std::move(info))) {}
 
@@ -308,14 +309,6 @@ void Event_base::rebind(std::shared_ptr<eb::com::runtime::Client_port> port) {
 
 Subscription_state Event_base::subscription_state() const noexcept {
     return m_core->state;
-}
-
-unsigned short Event_base::event_id() const noexcept {
-    return m_core->eventId;
-}
-
-eb::com::runtime::Service_handle const& Event_base::info() const noexcept {
-    return m_core->info;
 }
 
 void Event_base::close() noexcept {

@@ -9,7 +9,7 @@
 #include <ac/com/Exceptions.h>
 
 #include "platform/com/runtime/Log.h"
-#include "platform/com/runtime/Provided_service.h"
+#include "platform/com/runtime/Pport_core.h"
 #include "platform/com/someip/Frame.h"
 
 namespace ac::com::cpp_binding::skeleton {
@@ -72,12 +72,12 @@ struct Method_dispatcher::Core : eb::com::runtime::Call_taker, std::enable_share
 
 Method_dispatcher::Method_dispatcher(Pport& port, std::unique_ptr<detail::Method_processor> processor)
     : m_port(port), m_core(std::make_shared<Core>(std::move(processor))) {
-    m_port.provided().connect(m_core);
+    m_port.m_core->connect(m_core);
 }
 
 Method_dispatcher::~Method_dispatcher() {
     stop();
-    m_port.provided().connect(nullptr);
+    m_port.m_core->connect(nullptr);
     // A call that is just being refused may be the core's last owner, on a thread of the processor, which
     // must not end there.
     std::unique_ptr<detail::Method_processor> processor;

@@ -11,7 +11,7 @@ constexpr int WAITING_NOTICES = 1024;
 
 }  // namespace
 
-class Notices::Watch : public Subscription_handle {
+class Notices::Watch : public Service_finder::Subscription_handle {
 public:
     explicit Watch(Watcher watcher) : m_watcher(std::move(watcher)) {}
 
@@ -30,7 +30,7 @@ private:
     std::atomic<int> m_waiting{0};
 };
 
-std::shared_ptr<Subscription_handle> Notices::watch(Watcher watcher) {
+std::shared_ptr<Service_finder::Subscription_handle> Notices::watch(Watcher watcher) {
     auto watch = std::make_shared<Watch>(std::move(watcher));
     std::lock_guard lock(m_mutex);
     std::erase_if(m_watches, [](auto const& known) { return known.expired(); });

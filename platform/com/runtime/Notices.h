@@ -19,7 +19,7 @@ public:
     explicit Notices(std::shared_ptr<Answers> answers) : m_answers(std::move(answers)) {}
 
     /// As eb::com::runtime::watch.
-    std::shared_ptr<Subscription_handle> watch(Watcher watcher);
+    std::shared_ptr<Service_finder::Subscription_handle> watch(Watcher watcher);
 
     /// A watcher that is far behind misses the notice.
     void tell(Runtime_notice const& notice);

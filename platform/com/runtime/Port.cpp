@@ -14,7 +14,7 @@ namespace {
 
 }  // namespace
 
-class Process_runtime::Port::Subscription : public Subscription_handle {
+class Process_runtime::Port::Subscription : public Service_finder::Subscription_handle {
 public:
     Subscription(std::shared_ptr<Process_runtime> runtime, Service_deployment const& service,
                  std::shared_ptr<Sink_queue> sink)
@@ -32,19 +32,21 @@ private:
     std::shared_ptr<Sink_queue> const m_sink;
 };
 
-std::shared_ptr<Method_call> Process_runtime::Port::call(unsigned short method, Serialized_payload request,
-                                                         Answer answer) {
-    auto call = m_runtime->m_calls->add(this, std::move(answer));
+Future<std::shared_ptr<Method_call>> Process_runtime::Port::call(unsigned short method,
+                                                                 Serialized_payload request, Reply reply) {
+    auto call = m_runtime->m_calls->add(this, std::move(reply));
     if (!call) refuseEnded();
+    Promise<std::shared_ptr<Method_call>> begun;
+    begun.set_value(call);
     m_runtime->m_loop->post(
         [runtime = m_runtime, &service = m_service, call, method, request = std::move(request)] {
             runtime->send(call, service, method, request);
         });
-    return call;
+    return begun.get_future();
 }
 
-std::shared_ptr<Subscription_handle> Process_runtime::Port::subscribe(unsigned short event,
-                                                                      std::weak_ptr<Event_sink> sink) {
+std::shared_ptr<Service_finder::Subscription_handle> Process_runtime::Port::subscribe(
+    unsigned short event, std::weak_ptr<Event_sink> sink) {
     Deployment const& table = m_runtime->m_deployment;
     if (event >= m_service.events.size())
         throw ac::com::Invalid_argument_exception(table.origin + ": " + m_service.interface.value +

@@ -16,10 +16,10 @@ public:
     Port(Port const&) = delete;
     Port& operator=(Port const&) = delete;
 
-    std::shared_ptr<Method_call> call(unsigned short method, Serialized_payload request,
-                                      Answer answer) override;
-    std::shared_ptr<Subscription_handle> subscribe(unsigned short event,
-                                                   std::weak_ptr<Event_sink> sink) override;
+    Future<std::shared_ptr<Method_call>> call(unsigned short method, Serialized_payload request,
+                                              Reply reply) override;
+    std::shared_ptr<Service_finder::Subscription_handle> subscribe(unsigned short event,
+                                                                   std::weak_ptr<Event_sink> sink) override;
     std::string endpoint() const override;
 
 private:

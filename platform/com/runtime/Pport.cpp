@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "platform/com/runtime/Pport_core.h"
 #include "platform/com/runtime/Process_runtime.h"
 
 namespace ac::com::cpp_binding::skeleton {
@@ -10,8 +11,7 @@ Pport::Pport(eb::com::runtime::Service_id service, eb::com::runtime::Instance_id
              eb::com::runtime::Service_interface_description /*description*/)
     : m_service(std::move(service)), m_instance(std::move(instance)) {
     auto const runtime = eb::com::runtime::currentRuntime();
-    m_provided = std::make_shared<eb::com::runtime::Provided_service>(
-        runtime, runtime->deploymentOf(m_service, m_instance));
+    m_core = std::make_shared<Core>(runtime, runtime->deploymentOf(m_service, m_instance));
 }
 
 Pport::~Pport() {
@@ -19,15 +19,15 @@ Pport::~Pport() {
 }
 
 void Pport::start_offer() {
-    m_provided->runtime().offer(m_provided);
+    m_core->runtime().offer(m_core);
 }
 
 void Pport::stop_offer() {
-    m_provided->runtime().withdraw(m_provided);
+    m_core->runtime().withdraw(m_core);
 }
 
 void Pport::send_event(unsigned short event_id, eb::com::runtime::Serialized_payload const& payload) {
-    m_provided->send(event_id, payload);
+    m_core->send(event_id, payload);
 }
 
 }  // namespace ac::com::cpp_binding::skeleton

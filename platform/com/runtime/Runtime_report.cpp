@@ -53,7 +53,8 @@ Runtime_report report() {
     return currentRuntime()->report();
 }
 
-std::shared_ptr<Subscription_handle> watch(std::function<void(Runtime_notice const&)> notice) {
+std::shared_ptr<Service_finder::Subscription_handle> watch(
+    std::function<void(Runtime_notice const&)> notice) {
     return currentRuntime()->notices().watch(std::move(notice));
 }
 

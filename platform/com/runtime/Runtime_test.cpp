@@ -13,6 +13,7 @@
 #include <ac/com/cpp_binding/skeleton/Method_impl_base.h>
 #include <ara/com/logger.h>
 
+#include "binding/adapter/Platform_adapter.h"
 #include "platform/com/runtime/Answers.h"
 #include "platform/com/runtime/Counters.h"
 #include "platform/com/testing/Await.h"
@@ -92,7 +93,7 @@ TEST(Runtime_test, AnswerFunctionThatNeverReturnsDoesNotHoldUpTheEnd) {
     auto const entered = std::make_shared<Mailbox<bool>>();
     auto const release = std::make_shared<Mailbox<bool>>();
     auto const left = std::make_shared<Mailbox<bool>>();
-    client.client_port()->call(ECHO, {}, [=](Call_result const&) {
+    ac::com::cpp_binding::adapter::call(*client.client_port(), ECHO, {}, [=](Call_result const&) {
         entered->put(true);
         release->take();
         left->put(true);
@@ -113,7 +114,7 @@ TEST(Runtime_test, LastOwnerMayEndInsideAnAnswer) {
     Mailbox<bool> done;
     auto const client = std::make_unique<ac::com::cpp_binding::proxy::Rport>(
         Service_handle{{"test::Tcp"}, {"1"}}, Service_interface_description{0x20000});
-    client->client_port()->call(ECHO, {}, [&](Call_result const&) {
+    ac::com::cpp_binding::adapter::call(*client->client_port(), ECHO, {}, [&](Call_result const&) {
         runtime.reset();
         done.put(true);
     });

@@ -7,6 +7,7 @@
 
 #include <ac/com/Exceptions.h>
 
+#include "binding/adapter/Platform_adapter.h"
 #include "platform/com/deployment/Manifest.h"
 #include "platform/com/runtime/Counters.h"
 #include "platform/com/runtime/Process_runtime.h"
@@ -43,8 +44,10 @@ protected:
     }
     std::shared_ptr<Method_call> begin(std::shared_ptr<Client_port> const& port, Method method,
                                        Bytes const& bytes = {}) {
-        return port->call(method, payload(bytes),
-                          [box = m_box](Call_result const& result) { box->put(result); });
+        return ac::com::cpp_binding::adapter::call(
+                   *port, method, payload(bytes),
+                   [box = m_box](Call_result const& result) { box->put(result); })
+            .get();
     }
     Call_result call(std::shared_ptr<Client_port> const& port, Method method, Bytes const& bytes = {}) {
         begin(port, method, bytes);
@@ -176,12 +179,13 @@ TEST_F(Client_and_server_test, NobodyAtADatagramEndpointIsNotAvailable) {
 }
 
 TEST_F(Client_and_server_test, AnswerFunctionThatThrowsHarmsNobody) {
-    m_tcp->call(ECHO, payload({}), [](Call_result const&) { throw 1; });
+    ac::com::cpp_binding::adapter::call(*m_tcp, ECHO, payload({}), [](Call_result const&) { throw 1; });
     EXPECT_EQ(call(m_tcp, ECHO).outcome, Call_outcome::answered);
 }
 
 TEST_F(Client_and_server_test, AnswerMayCallAgain) {
-    m_tcp->call(ECHO, payload({}), [this](Call_result const&) { begin(m_tcp, ECHO, {5}); });
+    ac::com::cpp_binding::adapter::call(*m_tcp, ECHO, payload({}),
+                                        [this](Call_result const&) { begin(m_tcp, ECHO, {5}); });
     EXPECT_EQ(m_box->take().value().payload.bytes(), Bytes{5});
 }
 
@@ -192,10 +196,11 @@ TEST_F(Client_and_server_test, ManyCallsAtOnceEachGetTheirOwnAnswer) {
     for (std::size_t number = 0; number < CALLS; ++number) {
         Bytes const bytes = {static_cast<std::uint8_t>(number >> 8U),
                              static_cast<std::uint8_t>(number & 0xFFU)};
-        m_tcp->call(ECHO, payload(bytes), [&, bytes](Call_result const& result) {
-            if (result.payload.bytes() == bytes) ++right;
-            ++done;
-        });
+        ac::com::cpp_binding::adapter::call(*m_tcp, ECHO, payload(bytes),
+                                            [&, bytes](Call_result const& result) {
+                                                if (result.payload.bytes() == bytes) ++right;
+                                                ++done;
+                                            });
     }
     EXPECT_TRUE(eventually([&] { return done == CALLS; }));
     EXPECT_EQ(right, CALLS);

@@ -35,7 +35,7 @@ protected:
     Raw_listener m_listener{m_address};
     std::shared_ptr<Process_runtime> const m_runtime =
         std::make_shared<Process_runtime>(parseManifest(eventManifest(m_address), "test"));
-    std::vector<std::shared_ptr<Subscription_handle>> m_subscriptions;
+    std::vector<std::shared_ptr<Service_finder::Subscription_handle>> m_subscriptions;
 };
 
 TEST_F(Notification_client_test, NotificationReachesTheSinksOfItsEvent) {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "binding/adapter/Platform_adapter.h"
 #include "platform/com/deployment/Manifest.h"
 #include "platform/com/runtime/Process_runtime.h"
 #include "platform/com/someip/Tp_assembler.h"
@@ -33,7 +34,8 @@ protected:
         for (int attempt = 0; attempt < 5 && (!result || result->outcome == Call_outcome::cancelled);
              ++attempt) {
             auto const box = std::make_shared<Mailbox<Call_result>>();
-            m_port->call(method, payloadOf(bytes), [box](Call_result const& answer) { box->put(answer); });
+            ac::com::cpp_binding::adapter::call(*m_port, method, payloadOf(bytes),
+                                                [box](Call_result const& answer) { box->put(answer); });
             result = box->take();
         }
         return result.value();

@@ -3,6 +3,7 @@
 #include <condition_variable>
 #include <utility>
 
+#include "binding/adapter/Platform_adapter.h"
 #include "platform/com/testing/Await.h"
 
 namespace eb::com::runtime::testing {
@@ -174,11 +175,12 @@ Fake_client::~Fake_client() = default;
 
 int Fake_client::call(Fake_method method, Bytes bytes) {
     int const number = m_calls++;
-    m_port->call(method, payload(std::move(bytes)), [heard = m_heard, number](Call_result const& result) {
-        std::lock_guard lock(heard->mutex);
-        heard->results[number].push_back(result);
-        heard->answered.notify_all();
-    });
+    ac::com::cpp_binding::adapter::call(*m_port, method, payload(std::move(bytes)),
+                                        [heard = m_heard, number](Call_result const& result) {
+                                            std::lock_guard lock(heard->mutex);
+                                            heard->results[number].push_back(result);
+                                            heard->answered.notify_all();
+                                        });
     return number;
 }
 
@@ -236,7 +238,8 @@ void Fake_client::forgetSamples(Fake_event event) {
 
 void Fake_client::catchUp() {
     auto const reached = std::make_shared<Mailbox<bool>>();
-    m_port->call(NO_METHOD, {}, [reached](Call_result const&) { reached->put(true); });
+    ac::com::cpp_binding::adapter::call(*m_port, NO_METHOD, {},
+                                        [reached](Call_result const&) { reached->put(true); });
     reached->take();
 }
 

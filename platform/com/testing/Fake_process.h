@@ -116,9 +116,10 @@ private:
     Service_deployment const& m_row;
     std::shared_ptr<Heard> m_heard;
     std::shared_ptr<Client_port> m_port;
-    std::map<Fake_event, std::pair<std::shared_ptr<Sink>, std::shared_ptr<Subscription_handle>>>
+    std::map<Fake_event,
+             std::pair<std::shared_ptr<Sink>, std::shared_ptr<Service_finder::Subscription_handle>>>
         m_subscriptions;
-    std::shared_ptr<Subscription_handle> m_search;
+    std::shared_ptr<Service_finder::Subscription_handle> m_search;
     int m_calls = 0;
 };
 

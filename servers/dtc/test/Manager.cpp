@@ -4,6 +4,7 @@
 #include <future>
 #include <stdexcept>
 
+#include "binding/adapter/Platform_adapter.h"
 #include "binding/generated/DiagnosticMonitor.h"
 #include "tests/support/Patience.h"
 
@@ -86,8 +87,9 @@ std::vector<Bytes> Manager::samples() const {
 Call_result Manager::initMonitor(Bytes const& payload) {
     auto const answer = std::make_shared<std::promise<Call_result>>();
     auto result = answer->get_future();
-    m_port.client_port()->call(INIT_MONITOR, Serialized_payload(std::make_shared<Bytes const>(payload)),
-                               [answer](Call_result const& ended) { answer->set_value(ended); });
+    ac::com::cpp_binding::adapter::call(*m_port.client_port(), INIT_MONITOR,
+                                        Serialized_payload(std::make_shared<Bytes const>(payload)),
+                                        [answer](Call_result const& ended) { answer->set_value(ended); });
     if (result.wait_for(PATIENCE) != std::future_status::ready) throw std::runtime_error("no answer");
     return result.get();
 }

@@ -33,7 +33,7 @@ private:
 
     std::shared_ptr<Ear> m_ear;
     ac::com::cpp_binding::proxy::Rport m_port;
-    std::shared_ptr<eb::com::runtime::Subscription_handle> m_subscription;
+    std::shared_ptr<eb::com::runtime::Service_finder::Subscription_handle> m_subscription;
 };
 
 }  // namespace dtc_test

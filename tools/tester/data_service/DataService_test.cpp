@@ -13,6 +13,7 @@
 #include <ac/com/cpp_binding/proxy/Rport.h>
 #include <ac/com/runtime/Component_singleton.h>
 
+#include "binding/adapter/Platform_adapter.h"
 #include "tools/tester/CommandLine.h"
 #include "tools/tester/Payloads.h"
 #include "tools/tester/Text.h"
@@ -88,8 +89,10 @@ protected:
 
     std::shared_ptr<Method_call> call(unsigned short method, Payload const& request,
                                       std::shared_ptr<std::promise<Call_result>> const& answer) {
-        return port.client_port()->call(method, Serialized_payload(std::make_shared<Payload const>(request)),
-                                        [answer](Call_result const& result) { answer->set_value(result); });
+        return ac::com::cpp_binding::adapter::call(
+                   *port.client_port(), method, Serialized_payload(std::make_shared<Payload const>(request)),
+                   [answer](Call_result const& result) { answer->set_value(result); })
+            .get();
     }
 
     /// Return code and payload, "0:00000000...".

@@ -31,9 +31,9 @@ private:
     class Sink;
     struct Subscription {
         std::shared_ptr<Sink> sink;
-        std::shared_ptr<eb::com::runtime::Subscription_handle> handle;
+        std::shared_ptr<eb::com::runtime::Service_finder::Subscription_handle> handle;
     };
-    std::vector<std::shared_ptr<eb::com::runtime::Subscription_handle>> m_searches;
+    std::vector<std::shared_ptr<eb::com::runtime::Service_finder::Subscription_handle>> m_searches;
     std::vector<std::unique_ptr<ac::com::cpp_binding::proxy::Rport>> m_ports;
     std::vector<Subscription> m_subscriptions;  // end before the ports
 };

@@ -4,6 +4,8 @@
 
 #include <ac/com/Exceptions.h>
 
+#include "binding/adapter/Platform_adapter.h"
+
 namespace tester::doip {
 
 namespace {
@@ -55,9 +57,9 @@ void Vehicle::hear(Sighting const& sighting) {
     if (sighting.kind == Sighting::Kind::subscription && sighting.word == "subscribed") {
         try {
             auto const reason = std::make_shared<std::vector<unsigned char> const>(1, RESTART);
-            m_ports.at(sighting.code)
-                .port->call(METHOD_INIT_MONITOR, eb::com::runtime::Serialized_payload(reason),
-                            [](auto const&) {});  // the state comes as an event
+            ac::com::cpp_binding::adapter::call(*m_ports.at(sighting.code).port, METHOD_INIT_MONITOR,
+                                                eb::com::runtime::Serialized_payload(reason),
+                                                [](auto const&) {});  // the state comes as an event
         } catch (ac::com::Infrastructure_exception const&) {
             // The runtime has ended, and with it all events.
         }

@@ -58,7 +58,8 @@ private:
     std::chrono::steady_clock::time_point m_lastRead;        // of the thread that reads
     TroubleCodes m_codes;
     std::vector<std::shared_ptr<TroubleCodeEar>> m_ears;
-    std::vector<std::shared_ptr<eb::com::runtime::Subscription_handle>> m_subscriptions;  // end first
+    std::vector<std::shared_ptr<eb::com::runtime::Service_finder::Subscription_handle>>
+        m_subscriptions;  // end first
 };
 
 }  // namespace tester::doip

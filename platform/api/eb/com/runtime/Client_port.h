@@ -6,6 +6,7 @@
 #include <string>
 
 #include <ara/log/Logger.h>
+#include <eb/com/Future.h>
 #include <eb/com/runtime/Ids.h>
 #include <eb/com/runtime/Serialized_payload.h>
 #include <eb/com/runtime/Service_finder.h>
@@ -28,11 +29,16 @@ struct Call_result {
     std::string detail;
 };
 
-/// A call under way. Dropping it does not end the call.
+/// A call under way. Dropping it does not end the call. Any thread.
 class ARA_API Method_call {
 public:
     virtual ~Method_call() = default;
-    /// Ends the call with outcome `cancelled` if it is still open; a late answer is dropped. Any thread.
+
+    /// Has `failed` run once if the call ends without an answer, also if it has ended so already. It runs as
+    /// the reply function does; on this thread if the runtime has ended meanwhile.
+    virtual void on_failure(std::function<void(Call_result const&)> failed) = 0;
+
+    /// Ends the call with outcome `cancelled` if it is still open; a late answer is dropped.
     virtual void cancel() = 0;
 };
 
@@ -63,24 +69,26 @@ public:
 /// The client's side of one service instance, over whichever carrier reaches it.
 class ARA_API Client_port {
 public:
-    using Answer = std::function<void(Call_result const&)>;
+    using Reply = std::function<void(unsigned char, Serialized_payload)>;
 
     virtual ~Client_port() = default;
 
-    /// Sends a request. `answer` runs exactly once, on a runtime thread, never on the caller's, and never
-    /// while a lock of the runtime is held. Does not block. `method_id` counts the interface's methods from 0
-    /// in alphabetical order, as on the skeleton's side. Throws Infrastructure_exception, without an answer,
-    /// once the runtime has ended. Any thread.
-    virtual std::shared_ptr<Method_call> call(unsigned short method_id, Serialized_payload request,
-                                              Answer answer) = 0;
+    /// Sends a request. `reply` runs at most once, with the return code and the payload of the answer, on a
+    /// runtime thread, never on the caller's, and never while a lock of the runtime is held. The future gives
+    /// the call as soon as it is under way; a call that ends without an answer reports that through
+    /// Method_call::on_failure. Does not block. `method_id` counts the interface's methods from 0 in
+    /// alphabetical order, as on the skeleton's side. Throws Infrastructure_exception once the runtime has
+    /// ended. Any thread.
+    virtual Future<std::shared_ptr<Method_call>> call(unsigned short method_id, Serialized_payload request,
+                                                      Reply reply) = 0;
 
     /// Subscribes to an event of the instance, now or as soon as it is to be had, and again whenever it was
     /// lost and came back, until the subscription's last owner lets go of it. After that no further call of
     /// the sink starts. A field's present value comes as the first sample. `event_id` counts the interface's
     /// events from 0 in alphabetical order. Does not block. Throws Infrastructure_exception once the runtime
     /// has ended, Invalid_argument_exception if the deployment has no such event. Any thread.
-    virtual std::shared_ptr<Subscription_handle> subscribe(unsigned short event_id,
-                                                           std::weak_ptr<Event_sink> sink) = 0;
+    virtual std::shared_ptr<Service_finder::Subscription_handle> subscribe(
+        unsigned short event_id, std::weak_ptr<Event_sink> sink) = 0;
 
     /// Where the service is reached, for people: "tcp 127.0.0.1:30509" or "local".
     virtual std::string endpoint() const = 0;

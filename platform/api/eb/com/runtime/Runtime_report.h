@@ -78,6 +78,7 @@ ARA_API Runtime_report report();
 
 /// Calls `notice` for everything that happens from now on, one call at a time on a runtime thread, until the
 /// handle's last owner lets go of it. Any thread.
-ARA_API std::shared_ptr<Subscription_handle> watch(std::function<void(Runtime_notice const&)> notice);
+ARA_API std::shared_ptr<Service_finder::Subscription_handle> watch(
+    std::function<void(Runtime_notice const&)> notice);
 
 }  // namespace eb::com::runtime

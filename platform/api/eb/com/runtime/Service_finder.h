@@ -16,15 +16,23 @@ struct Service_handle {
     auto operator<=>(Service_handle const&) const = default;
 };
 
-/// A running search; ends with its last owner. After its destructor no further call starts.
-class ARA_API Subscription_handle {
-public:
-    virtual ~Subscription_handle() = default;
+/// The instance that an event belongs to.
+struct Service_info {
+    Service_id service;
+    Instance_id instance;
+    auto operator<=>(Service_info const&) const = default;
 };
 
-/// Tells which instances of a service are to be had.
+/// Reports which instances of a service are offered.
 class ARA_API Service_finder {
 public:
+    /// A running search or subscription; ends with its last owner. After its destructor no further call
+    /// starts.
+    class ARA_API Subscription_handle {
+    public:
+        virtual ~Subscription_handle() = default;
+    };
+
     using Found = std::function<void(std::vector<Service_handle> const&)>;
 
     virtual ~Service_finder() = default;

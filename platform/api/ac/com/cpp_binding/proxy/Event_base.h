@@ -29,7 +29,7 @@ public:
 class ARA_API Event_base {
 public:
     /// `event_id` counts the interface's events from 0 in alphabetical order.
-    Event_base(unsigned short event_id, eb::com::runtime::Service_handle info,
+    Event_base(unsigned short event_id, eb::com::runtime::Service_info info,
                std::shared_ptr<eb::com::runtime::Client_port> port);
     virtual ~Event_base();
     Event_base(Event_base const&) = delete;
@@ -56,15 +56,13 @@ public:
     void rebind(std::shared_ptr<eb::com::runtime::Client_port> port);
 
     Subscription_state subscription_state() const noexcept;
-    unsigned short event_id() const noexcept;
-    eb::com::runtime::Service_handle const& info() const noexcept;
+
+    /// Ends the subscription. No event_updated runs or starts afterwards, unless called from inside it.
+    void close() noexcept;
 
 protected:
     /// A sample came, before any subscriber hears of it; has to call notify_all_subscribers to tell them.
     virtual void event_updated(eb::com::runtime::Serialized_payload payload) = 0;
-
-    /// Ends the subscription. No event_updated runs or starts afterwards, unless called from inside it.
-    void close() noexcept;
 
 private:
     struct Core;

@@ -15,7 +15,7 @@ public:
     /// Infrastructure_exception if no runtime exists. Does not block: whether somebody answers shows in the
     /// first call.
     Rport(eb::com::runtime::Service_handle const& handle,
-          eb::com::runtime::Service_interface_description description);
+          eb::com::runtime::Service_interface_description const& description);
 
     std::shared_ptr<eb::com::runtime::Client_port> const& client_port() const noexcept { return m_port; }
 

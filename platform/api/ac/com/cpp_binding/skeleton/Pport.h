@@ -6,10 +6,6 @@
 #include <eb/com/runtime/Ids.h>
 #include <eb/com/runtime/Serialized_payload.h>
 
-namespace eb::com::runtime {
-class Provided_service;  // the runtime's side of a provided port
-}
-
 namespace ac::com::cpp_binding::skeleton {
 
 /// The provided port: one instance of a service that this process offers.
@@ -40,12 +36,15 @@ public:
 
     eb::com::runtime::Service_id const& service_id() const noexcept { return m_service; }
     eb::com::runtime::Instance_id const& instance_id() const noexcept { return m_instance; }
-    eb::com::runtime::Provided_service& provided() const noexcept { return *m_provided; }
 
 private:
+    friend class Method_dispatcher;
+    friend struct Pport_access;  // opens the port to tests
+    struct Core;
+
     eb::com::runtime::Service_id m_service;
     eb::com::runtime::Instance_id m_instance;
-    std::shared_ptr<eb::com::runtime::Provided_service> m_provided;
+    std::shared_ptr<Core> m_core;
 };
 
 }  // namespace ac::com::cpp_binding::skeleton
