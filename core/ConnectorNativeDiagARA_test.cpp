@@ -5,11 +5,11 @@
 #include <stdexcept>
 #include <thread>
 
-#include "tests/support/BridgeTest.h"
-#include "tests/support/Connector.h"
+#include "tests/support/ConnectorTest.h"
 
 namespace {
 
+using test::ConnectorTest;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -20,34 +20,6 @@ using zvg::val::eValRefused;
 using zvg::val::eValStatus;
 using zvg::val::Trace;
 using zvg::val::diag_ara::DiagAraService;
-using zvg::val::diag_ara::services::Diag_Ara_Components;
-
-class ConnectorTest : public testing::Test {
-protected:
-    ConnectorTest() {
-        components.reset();
-        Trace::g_loggerCtx = nullptr;
-        Trace::mLogLevel = 0;
-    }
-
-    void TearDown() override {
-        java.unregister();
-        EXPECT_THAT(jvm.violations(), IsEmpty());
-        EXPECT_EQ(jvm.globalRefs(), 0U);
-    }
-
-    void expectException(std::string const& text) {
-        auto const thrown = jvm.takeException();
-        ASSERT_TRUE(thrown);
-        EXPECT_EQ(thrown->className, "java/lang/Exception");
-        EXPECT_EQ(thrown->text, text);
-    }
-
-    test::DiagLog log;
-    fake::Jvm jvm;
-    fake::Connector java{jvm};
-    test::Components& components = test::Components::instance();
-};
 
 TEST_F(ConnectorTest, RegisterWithANegativeLevelIsRefusedAndLeavesTheBridgeDown) {
     EXPECT_EQ(java.registerListener(-1), -6);
@@ -158,29 +130,6 @@ TEST_F(ConnectorTest, ExceptionOfNoStandardKindIsHeldBackToo) {
     log.clear();
     EXPECT_EQ(java.write(test::Components::ONLY_C, {1}), -1);
     EXPECT_THAT(log.errors(), ElementsAre("write: ended by an exception: not a standard exception"));
-}
-
-TEST_F(ConnectorTest, ExceptionOfAStartingComponentFailsRegisterUntilUnregisterHasClearedUp) {
-    components.behave("B", {.init = [] { throw std::invalid_argument("unknown instance"); }});
-    EXPECT_EQ(java.registerListener(), -1);
-    EXPECT_FALSE(jvm.takeException());
-    EXPECT_THAT(log.errors(), ElementsAre("register: ended by an exception: unknown instance"));
-    EXPECT_EQ(java.unregister(), 0);
-    components.reset();
-    EXPECT_EQ(java.registerListener(), 0);
-    EXPECT_EQ(java.write(test::Components::ONLY_C, {1}), 0);
-}
-
-TEST_F(ConnectorTest, RegisterFailsWithTheReasonWhereTheRuntimeCouldNotBeMade) {
-    auto runtime = std::move(Diag_Ara_Components::m_runtime_object);
-    Diag_Ara_Components::m_runtime_error = "vehicle.json: key 'services' is missing";
-    EXPECT_EQ(java.registerListener(), -1);
-    EXPECT_THAT(log.errors(),
-                ElementsAre("register: ended by an exception: the communication runtime isn't available: "
-                            "vehicle.json: key 'services' is missing"));
-    EXPECT_EQ(java.unregister(), 0);
-    Diag_Ara_Components::m_runtime_object = std::move(runtime);
-    EXPECT_EQ(java.registerListener(), 0);
 }
 
 TEST_F(ConnectorTest, ThousandCyclesLeaveNothingBehind) {

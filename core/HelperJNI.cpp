@@ -9,14 +9,12 @@ namespace zvg::val {
 
 namespace {
 
-/// Throws `text` as an exception of that Java class, or logs `missing` if there is no such class.
-void throwNew(JNIEnv* env, char const* className, char const* text, char const* missing) {
+/// Throws `text` as an exception of that Java class. False if there is no such class.
+bool throwNew(JNIEnv* env, char const* className, char const* text) {
     jclass const cls = env->FindClass(className);
-    if (cls != nullptr) {
-        env->ThrowNew(cls, text);
-    } else {
-        Trace::out(level::ERROR, TRACE_HERE, missing);
-    }
+    if (cls == nullptr) return false;
+    env->ThrowNew(cls, text);
+    return true;
 }
 
 }  // namespace
@@ -44,23 +42,28 @@ bool HelperJNI::checkMethodNotFound(JNIEnv* env, void const* id, char const* cls
 }
 
 void HelperJNI::throwNewException(JNIEnv* env, char const* text) {
-    throwNew(env, "java/lang/Exception", text, "Exception not thrown: class Exception couldn't be found");
+    if (!throwNew(env, "java/lang/Exception", text)) {
+        Trace::out(level::ERROR, TRACE_HERE, "Exception not thrown: class Exception couldn't be found");
+    }
 }
 
 void HelperJNI::throwNewException(JNIEnv* env, std::exception_ptr const& exception) {
-    static constexpr char const* MISSING = "Exception not thrown: related class couldn't be found!";
     if (!exception) {
         Trace::out(level::INFO, TRACE_HERE, "Type of exception type cannot be identified!");
         return;
     }
+    bool thrown = false;
     try {
         std::rethrow_exception(exception);
     } catch (ac::com::Service_not_available_exception const& e) {
-        throwNew(env, "zvif/vehicle/services/val/ServiceNotAvailableException", e.what(), MISSING);
+        thrown = throwNew(env, "zvif/vehicle/services/val/ServiceNotAvailableException", e.what());
     } catch (ac::com::cpp_binding::Application_error_exception const& e) {
-        throwNew(env, "zvif/vehicle/services/val/ApplicationErrorException", e.what(), MISSING);
+        thrown = throwNew(env, "zvif/vehicle/services/val/ApplicationErrorException", e.what());
     } catch (std::exception const& e) {
-        throwNew(env, "java/lang/Exception", e.what(), MISSING);
+        thrown = throwNew(env, "java/lang/Exception", e.what());
+    }
+    if (!thrown) {
+        Trace::out(level::ERROR, TRACE_HERE, "Exception not thrown: related class couldn't be found!");
     }
 }
 

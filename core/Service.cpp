@@ -36,9 +36,7 @@ private:
 static_assert(sizeof(std::atomic<bool>) == 1 && std::atomic<bool>::is_always_lock_free);
 static_assert(!std::is_polymorphic_v<Service>, "m_attachArgs has to be the object's first bytes");
 
-// Made before, and so destroyed after, everything of ordinary priority: a message that is on its way while
-// the process ends is still recorded.
-[[gnu::init_priority(1000)]] Cache Service::m_Cache;
+Cache& Service::m_Cache = *new Cache;
 
 Service::Service(std::unique_ptr<Components> components, std::string name)
     : m_attachArgs{JNI_VERSION_1_8, nullptr, nullptr},
@@ -46,17 +44,17 @@ Service::Service(std::unique_ptr<Components> components, std::string name)
       m_name(std::move(name)) {}
 
 Service::~Service() {
-    m_stopping = true;
-    m_components.reset();  // while the locks and the name, which its threads may use, are still there
+    end();
 }
 
-bool Service::close() noexcept {
-    m_stopping = true;
+bool Service::end() noexcept {
+    m_ended = true;
     for (int attempt = 0; attempt < 1000; ++attempt) {
         if (std::try_lock(m_stateMutex, m_sendMutex) == -1) {
             m_initialised = false;
             m_sendMutex.unlock();
             m_stateMutex.unlock();
+            m_components.reset();  // no call gets as far as to them any more
             return true;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -69,6 +67,10 @@ int Service::init(JNIEnv* env, jobject listener) {
     std::unique_lock send(m_sendMutex, std::defer_lock);
     std::lock(state, send);
     out(level::DETAIL, TRACE_HERE);
+    if (m_ended) {
+        out(level::ERROR, TRACE_HERE, "The process is ending.");
+        return -1;
+    }
     if (env == nullptr) {
         out(level::ERROR, TRACE_HERE, "NO valid JVM reference available.");
         return -1;
@@ -135,7 +137,7 @@ int Service::deinit(JNIEnv* env) {
         out(level::ERROR, TRACE_HERE, "NO valid JVM reference available.");
         return -1;
     }
-    if (m_vm == nullptr) {
+    if (m_ended || m_vm == nullptr) {
         out(level::ERROR, TRACE_HERE, "Native interface wasn't initialized properly.");
         return -1;
     }
@@ -154,7 +156,7 @@ int Service::handleMsg(JNIEnv* env, int msgId, int length, jbyteArray data) {
         out(level::ERROR, TRACE_HERE, "NO valid JVM reference available.");
         return -1;
     }
-    if (!m_initialised) {
+    if (m_ended || !m_initialised) {
         out(level::ERROR, TRACE_HERE, "Required references to JVM aren't valid. See <init()>.");
         return -1;
     }
@@ -198,7 +200,7 @@ eValStatus Service::sendPacked(unsigned long size, void const* record, Packer co
                                bool skipCacheCheck) {
     std::lock_guard const send(m_sendMutex);
     bool const stopping = m_stopping.load(std::memory_order_acquire);  // before m_initialised, see there
-    if (stopping || !m_initialised) {
+    if (m_ended || stopping || !m_initialised) {
         out(level::INFO, TRACE_HERE, "initialisation in progress message is not send");
         return eValNotReady;
     }

@@ -33,8 +33,8 @@ namespace zvg::val {
 /// The Java listener runs under m_sendMutex: it must not call write or unregister itself, but hand over to
 /// another thread and return.
 ///
-/// Destruction lets no further message through, then ends the components. It makes no JNI call: at that time
-/// the JVM may be gone.
+/// `end` closes the bridge for good and ends the components; destruction does the same. Neither makes a JNI
+/// call: at that time the JVM may be gone.
 class Service {
 public:
     Service(std::unique_ptr<Components> components, std::string name);
@@ -72,10 +72,17 @@ public:
         return sendPacked(size, record, packer, skipCacheCheck);
     }
 
-    /// Closes both directions for good, at the end of the process. False if a thread stays inside the bridge
-    /// for longer than a second: in a JVM that has ended such a thread never comes back, and whoever waited
-    /// for it, as the components' destructors do, would hang.
-    bool close() noexcept;
+    /// Closes both directions for good, at the end of the process, then ends the components. From its
+    /// beginning on every call from outside is refused. False, with the components left standing, if a thread
+    /// stays inside the bridge for longer than a second: in a JVM that has ended such a thread never comes
+    /// back, and whoever waited for it, as the components' destructors do, would hang.
+    bool end() noexcept;
+
+    /// Whether `end` has begun. Any thread.
+    bool ended() const noexcept { return m_ended; }
+
+    /// Whether the bridge carries messages. Any thread.
+    bool up() const noexcept { return m_initialised; }
 
     /// Logs a line with this object's name in front.
     template <class... Args>
@@ -83,8 +90,8 @@ public:
         Trace::out(level, m_name.c_str(), args...);
     }
 
-    /// Shared by all bridges, made before and destroyed after every one of them.
-    static Cache m_Cache;
+    /// Shared by all bridges. Never destroyed: a message may still be on its way while the process ends.
+    static Cache& m_Cache;
 
 private:
     /// Packs into a buffer; empty if there is no pack function.
@@ -105,6 +112,8 @@ private:
     // whoever sees that stopping is over sees that the references are gone, too.
     std::atomic<bool> m_initialised{false};
     std::atomic<bool> m_stopping{false};
+
+    std::atomic<bool> m_ended{false};  // set once, never cleared; each call looks again with its lock held
 
     std::unique_ptr<Components> m_components;
     std::string m_name;  // never changed

@@ -37,8 +37,9 @@ TEST_F(BridgeLife, InitResolvesTheReferencesThenStartsTheComponentsOneByOne) {
     EXPECT_EQ(init(), 0);
     EXPECT_THAT(jvm.calls(),
                 ElementsAre("GetJavaVM", "NewGlobalRef", "FindClass", "NewGlobalRef", "GetMethodID"));
-    EXPECT_THAT(components.events(), ElementsAre("A::init(0)", "A::start", "B::init(0)", "B::start",
-                                                 "C::init(0)", "C::start", "D::init(0)", "D::start"));
+    EXPECT_THAT(components.events(),
+                ElementsAre("A::create", "B::create", "C::create", "D::create", "A::init(0)", "A::start",
+                            "B::init(0)", "B::start", "C::init(0)", "C::start", "D::init(0)", "D::start"));
     auto const first = log.lines().at(0);
     EXPECT_EQ(first.level, 4);
     EXPECT_EQ(first.prefix, "Bridge::");

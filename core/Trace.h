@@ -10,7 +10,10 @@
 /// Where a line comes from: the pieces that follow the prefix of every line. A class passes them on as
 /// `out(level::ERROR, TRACE_HERE, "text")`, a free function as `Trace::out(level::ERROR, TRACE_HERE,
 /// "text")`.
-#define TRACE_HERE __LINE__, "::", static_cast<char const*>(__func__), "() "
+#define TRACE_HERE TRACE_IN(__func__)
+
+/// The same under another function's name: inside a lambda the function is the one around it.
+#define TRACE_IN(function) __LINE__, "::", static_cast<char const*>(function), "() "
 
 namespace zvg::val {
 

@@ -1,6 +1,7 @@
 #include "registry/DiagAraService.h"
 
 #include <exception>
+#include <memory>
 #include <string>
 
 #include "registry/Diag_Ara_Components.h"
@@ -11,47 +12,38 @@ namespace zvg::val::diag_ara {
 using services::Diag_Ara_Components;
 using services::Diag_Ara_Components_Services;
 
-// The objects that live as long as the library stand together in this file, as what is made first is
-// destroyed last: the bridge with its components goes before the communication runtime that carries them.
+// None of the library's objects of static life is destroyed: a thread that the process does not wait for may
+// use any of them to the very end. What ends is what they hold.
 
-std::string Diag_Ara_Components::m_runtime_error;
+std::string& Diag_Ara_Components::m_runtime_error = *new std::string;
 
-std::unique_ptr<ac::com::runtime::Component_singleton> Diag_Ara_Components::m_runtime_object = [] {
-    std::unique_ptr<ac::com::runtime::Component_singleton> runtime;
-    try {
-        runtime = std::make_unique<ac::com::runtime::Component_singleton>(false, "");
-    } catch (std::exception const& e) {  // out of a library's load it would end the JVM: `register` tells it
-        m_runtime_error = e.what();
-    } catch (...) {
-        m_runtime_error = "not a standard exception";
-    }
-    return runtime;
-}();
+std::unique_ptr<ac::com::runtime::Component_singleton>& Diag_Ara_Components::m_runtime_object =
+    *new std::unique_ptr<ac::com::runtime::Component_singleton>([] {
+        std::unique_ptr<ac::com::runtime::Component_singleton> runtime;
+        try {
+            runtime = std::make_unique<ac::com::runtime::Component_singleton>(false, "");
+        } catch (
+            std::exception const& e) {  // out of a library's load it would end the JVM: `register` tells it
+            m_runtime_error = e.what();
+        } catch (...) {
+            m_runtime_error = "not a standard exception";
+        }
+        return runtime;
+    }());
 
 std::once_flag DiagAraService::initInstanceFlag;
-std::unique_ptr<DiagAraService> DiagAraService::pInstance;
-std::atomic<DiagAraService*> DiagAraService::current{nullptr};
+std::unique_ptr<DiagAraService>& DiagAraService::pInstance = *new std::unique_ptr<DiagAraService>;
 DiagAraService::Unload DiagAraService::unload;
 
 DiagAraService::Unload::~Unload() {
-    if (!pInstance) return;
-    if (pInstance->close()) {
-        pInstance.reset();
-        current = nullptr;
-    } else {
-        // A thread of the ended JVM sits inside for ever. Leave standing what it and its like stand on.
-        static_cast<void>(pInstance.release());
-        static std::atomic<ac::com::runtime::Component_singleton*> standing;  // held, and so no leak
-        standing = Diag_Ara_Components::m_runtime_object.release();
-    }
+    // Also a bridge that nobody has asked for: the first call may still come.
+    if (getInstance()->end()) Diag_Ara_Components::m_runtime_object.reset();
+    // Otherwise a thread of the ended JVM sits inside forever, and what it stands on stays.
 }
 
 DiagAraService* DiagAraService::getInstance() {
-    std::call_once(initInstanceFlag, [] {
-        pInstance = std::make_unique<DiagAraService>();
-        current = pInstance.get();
-    });
-    return current;
+    std::call_once(initInstanceFlag, [] { pInstance = std::make_unique<DiagAraService>(); });
+    return pInstance.get();
 }
 
 DiagAraService::DiagAraService()

@@ -13,14 +13,14 @@ namespace zvg::val::diag_ara {
 /// The bridge of this library, the one object behind the three JNI functions. Besides carrying messages it
 /// tells Java which platform services can be reached, with VAL_NETWORK_SERVICE_DIAG_ARA_STATUS_IND.
 ///
-/// Made by the first JNI call and kept until the library is unloaded. Any thread. Its destructor runs during
-/// static destruction, perhaps in a JVM that has ended without `unregister`: it lets no further message
-/// through, ends the components, and touches no JVM.
+/// Made by the first JNI call and never destroyed: a thread may come in while the process ends, and after.
+/// Any thread. Static destruction, perhaps in a JVM that has ended without `unregister`, ends the bridge: it
+/// lets no further message through, ends the components, and touches no JVM.
 class DiagAraService : public Service {
 public:
     DiagAraService();
 
-    /// The object; null once it has been destroyed at the end of the process.
+    /// The object.
     static DiagAraService* getInstance();
 
     /// Notes that a platform service came or went, and tells Java the new set. Returns eValNotReady, and
@@ -38,15 +38,14 @@ public:
 private:
     std::atomic<std::uint32_t> m_availability{0};
 
-    /// Ends the bridge at unload, before anything else in its file is destroyed.
+    /// Ends the bridge, then the communication runtime that carries its components, at the end of the
+    /// process.
     struct Unload {
         ~Unload();
     };
 
-    static std::unique_ptr<DiagAraService> pInstance;
+    static std::unique_ptr<DiagAraService>& pInstance;  // written under initInstanceFlag
     static std::once_flag initInstanceFlag;
-    static std::atomic<DiagAraService*>
-        current;  // pInstance for all threads, while the components still end, too
     static Unload unload;
 };
 

@@ -46,9 +46,9 @@ public:
 
     /// The communication runtime, from library load to the very end: it outlives every component. Null if it
     /// couldn't be made (an unusable deployment, say): then m_runtime_error tells why, and `init` fails with
-    /// it.
-    static std::unique_ptr<ac::com::runtime::Component_singleton> m_runtime_object;
-    static std::string m_runtime_error;
+    /// it. The pointer and the text are never destroyed.
+    static std::unique_ptr<ac::com::runtime::Component_singleton>& m_runtime_object;
+    static std::string& m_runtime_error;
 
 private:
     template <class... Args>

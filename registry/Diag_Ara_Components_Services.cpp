@@ -11,7 +11,7 @@ namespace zvg::val::diag_ara::services {
 
 using Ids = Diag_Ara_Components_Services;
 
-ServiceTable Diag_Ara_Components_Services::m_services{
+ServiceTable& Diag_Ara_Components_Services::m_services = *new ServiceTable{
     {Ids::SERVICE_DIAGNOSTIC_MONITOR_SERVER, diagnosticsmonitor::methods::Server::create},
     {Ids::SERVICE_AUTHENTIC_TIME_LAST_VALID_BACKEND_REQUEST_SERVER,
      authentictimelastvalidbackendrequest::methods::Server::create},
@@ -44,7 +44,7 @@ ServiceTable Diag_Ara_Components_Services::m_services{
     {Ids::SERVICE_TRANSFER_PARAMETERS_FROM_ATN_SERVER, transferparametersfromatn::methods::Server::create},
 };
 
-RoutingTable Diag_Ara_Components_Services::m_val_msg_ids{
+RoutingTable& Diag_Ara_Components_Services::m_val_msg_ids = *new RoutingTable{
     {Ids::SERVICE_DIAGNOSTIC_DATA_DIST_CLIENT, 546},  // DIAGMGR_GET_ADAPTATION_REQ
     {Ids::SERVICE_DIAGNOSTIC_DATA_DIST_CLIENT, 547},  // DIAGMGR_GET_ADAPTATION_RESP
     {Ids::SERVICE_DIAGNOSTIC_DATA_DIST_CLIENT, 548},  // DIAGMGR_ADAPTATION_IND

@@ -34,8 +34,9 @@ public:
     static constexpr char const* SERVICE_TRANSFER_PARAMETERS_FROM_ATN_SERVER = "FSTPFATN";
 
 private:
-    static ServiceTable m_services;
-    static RoutingTable m_val_msg_ids;
+    // Never destroyed: the first JNI call, which reads them, may come while the process ends.
+    static ServiceTable& m_services;
+    static RoutingTable& m_val_msg_ids;
 };
 
 }  // namespace zvg::val::diag_ara::services

@@ -31,19 +31,19 @@ namespace zvg::val::diag_ara::services {
 
 // The product's rows of this component, and nobody else's.
 
-ServiceTable Diag_Ara_Components_Services::m_services{
-    {SERVICE_DIAGNOSTIC_DATA_DIST_CLIENT, [] {
-         auto made = client_test::Listener::create();
-         client_test::live = static_cast<client_test::Listener*>(made.get());
-         return made;
-     }}};
+ServiceTable& Diag_Ara_Components_Services::m_services =
+    *new ServiceTable{{SERVICE_DIAGNOSTIC_DATA_DIST_CLIENT, [] {
+                           auto made = client_test::Listener::create();
+                           client_test::live = static_cast<client_test::Listener*>(made.get());
+                           return made;
+                       }}};
 
-RoutingTable Diag_Ara_Components_Services::m_val_msg_ids = [] {
+RoutingTable& Diag_Ara_Components_Services::m_val_msg_ids = *new RoutingTable([] {
     RoutingTable rows;
     for (int const id : {546, 547, 548, 549, 586, 588, 600, 647})
         rows.emplace(SERVICE_DIAGNOSTIC_DATA_DIST_CLIENT, static_cast<unsigned short>(id));
     return rows;
-}();
+}());
 
 ServiceTable& Diag_Ara_Components_Services::getServices() {
     return m_services;

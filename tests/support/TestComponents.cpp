@@ -13,8 +13,11 @@ using zvg::val::diag_ara::services::Runnable;
 
 class Component : public Runnable {
 public:
-    explicit Component(std::string identifier) : m_identifier(std::move(identifier)) {}
+    explicit Component(std::string identifier) : m_identifier(std::move(identifier)) {
+        ++Components::instance().m_alive;
+    }
     ~Component() override {
+        --Components::instance().m_alive;
         auto const behaviour = Components::instance().note("~" + m_identifier, "");
         if (behaviour.destroyed) behaviour.destroyed();
         joinAndRemoveAllthreads();
@@ -67,6 +70,8 @@ void Components::forgetEvents() {
 }
 
 std::unique_ptr<Runnable> Components::make(std::string identifier) {
+    auto const behaviour = instance().note(identifier, "::create");
+    if (behaviour.create) behaviour.create();
     return std::make_unique<Component>(std::move(identifier));
 }
 
@@ -81,14 +86,15 @@ Behaviour Components::note(std::string const& identifier, std::string const& eve
 
 namespace zvg::val::diag_ara::services {
 
-ServiceTable Diag_Ara_Components_Services::m_services{
+ServiceTable& Diag_Ara_Components_Services::m_services = *new ServiceTable{
     {"A", [] { return test::Components::make("A"); }},
     {"B", [] { return test::Components::make("B"); }},
     {"C", [] { return test::Components::make("C"); }},
     {"D", [] { return test::Components::make("D"); }},
 };
 
-RoutingTable Diag_Ara_Components_Services::m_val_msg_ids{{"A", 2350}, {"B", 2350}, {"C", 2937}};
+RoutingTable& Diag_Ara_Components_Services::m_val_msg_ids =
+    *new RoutingTable{{"A", 2350}, {"B", 2350}, {"C", 2937}};
 
 ServiceTable& Diag_Ara_Components_Services::getServices() {
     return m_services;

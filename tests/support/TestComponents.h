@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <map>
 #include <mutex>
@@ -12,6 +13,7 @@ namespace test {
 
 /// What a component of a test does. Empty functions do nothing; a message is answered with eValOk.
 struct Behaviour {
+    std::function<void()> create = {};
     std::function<void()> init = {};
     std::function<void()> start = {};
     std::function<zvg::val::eValStatus(int, unsigned short, unsigned char*)> handleMsg = {};
@@ -36,6 +38,9 @@ public:
     std::vector<std::string> events() const;
     void forgetEvents();
 
+    /// How many components exist.
+    int alive() const { return m_alive; }
+
     /// A component that writes down what happens to it and behaves as told under that identifier.
     static std::unique_ptr<zvg::val::diag_ara::services::Runnable> make(std::string identifier);
 
@@ -44,6 +49,7 @@ private:
 
     Behaviour note(std::string const& identifier, std::string const& event);
 
+    std::atomic<int> m_alive{0};
     mutable std::mutex m_mutex;
     std::map<std::string, Behaviour> m_behaviours;  // guarded by m_mutex
     std::vector<std::string> m_events;              // guarded by m_mutex
