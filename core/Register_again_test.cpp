@@ -1,7 +1,12 @@
 // A register that fails because a component throws, and the next one.
 
+#include <algorithm>
+#include <functional>
+#include <optional>
 #include <stdexcept>
+#include <utility>
 
+#include "tests/support/Allocations.h"
 #include "tests/support/ConnectorTest.h"
 
 namespace {
@@ -138,16 +143,44 @@ TEST_F(RegisterAgain, FailedOneDoesNotCountAsAGeneration) {
     EXPECT_EQ(number(generation()), number(before) + 1);
 }
 
-TEST_F(RegisterAgain, ExceptionWhileTheBridgeIsUpLeavesItUp) {
-    // Given
-    ASSERT_EQ(java.registerListener(), 0);
-    // When a register is refused, and not even that can be thrown
-    jvm.failAlways("FindClass");
-    EXPECT_EQ(java.registerListener(), -1);
-    jvm.failNothing();
-    jvm.takeException();
-    // Then
+/// `java.registerListener()` with one allocation failed; nothing if it takes no more than `failing`.
+std::optional<int> registerWithout(long failing, fake::Connector& java) {
+    test::Allocations::only_one = true;
+    test::Allocations::left = failing;
+    int const result = java.registerListener();
+    return std::exchange(test::Allocations::left, -1) < 0 ? std::optional(result) : std::nullopt;
+}
+
+TEST_F(RegisterAgain, LeavesNothingWhicheverAllocationFails) {
+    jvm.env();
+    long failing = 0;
+    int refused = 0;
+    while (auto const result = registerWithout(failing++, java)) {
+        SCOPED_TRACE(failing);
+        if (*result == 0)
+            java.unregister();  // a stream of a line keeps such an exception to itself
+        else
+            ++refused;
+        expectNothingIsLeft();
+        log.clear();
+        components.forgetEvents();
+    }
+    EXPECT_GT(refused, 20);
     expectUp();
+}
+
+TEST_F(RegisterAgain, LeavesTheRunningBridgeAloneWhicheverAllocationFails) {
+    ASSERT_EQ(java.registerListener(), 0);
+    long failing = 0;
+    while (auto const result = registerWithout(failing++, java)) {
+        SCOPED_TRACE(failing);
+        ASSERT_EQ(*result, -1);
+        jvm.takeException();
+        expectUp();
+        log.clear();
+    }
+    EXPECT_GT(failing, 5);
+    jvm.takeException();
 }
 
 TEST_F(RegisterAgain, ClearsUpBeforeTheNextOneOfAnotherThreadBegins) {

@@ -13,7 +13,10 @@ using test::Allocations;
 [[gnu::noinline]] void* allocate(std::size_t size) {
     std::size_t largest = Allocations::largest;
     while (size > largest && !Allocations::largest.compare_exchange_weak(largest, size)) continue;
-    if (Allocations::left == 0) throw std::bad_alloc();
+    if (Allocations::left == 0) {
+        if (Allocations::only_one) Allocations::left = -1;
+        throw std::bad_alloc();
+    }
     if (Allocations::left > 0) --Allocations::left;
     void* const memory = std::malloc(size == 0 ? 1 : size);
     if (!memory) throw std::bad_alloc();

@@ -25,10 +25,15 @@ public final class ConnectorNativeDiagARA {
     /**
      * Takes the listener and starts all services; returns when every one of them is offered.
      *
+     * <p>-1 without an exception means that a service could not be started, because its port is taken or the
+     * deployment is unusable, for instance. The library's log has the reason, in a line of level error that begins with
+     * "register: ended by an exception"; with {@code logLevel} 0 nothing is logged. Whatever had been started is ended
+     * again before the return, so the same call may be repeated at any time, and {@link #unregister} is not needed first.
+     *
      * @param listener gets every message until {@link #unregister}
      * @param logLevel 0: the library writes no log; any positive number: it does (the platform's logging filters
      *     by level)
-     * @return 0, or -1 when the bridge did not come up, or -6 for a negative log level
+     * @return 0 when all services are offered; -1 when the bridge did not come up, see above; -6 for a negative log level
      * @throws Exception with a text that tells why the bridge did not come up: no listener was given, it is
      *     registered already (and goes on running), or the JVM has no memory for it
      */
@@ -37,7 +42,7 @@ public final class ConnectorNativeDiagARA {
     /**
      * Withdraws all services, ends their threads and lets go of the listener. No message arrives after the return.
      *
-     * @return 0, or -1 when nothing was registered
+     * @return 0, or -1 when nothing was registered, also after a {@link #register} that returned -1
      */
     public native int unregister();
 
