@@ -13,6 +13,7 @@ enum Option_type : std::uint8_t {
     CONFIGURATION = 0x01,
     LOAD_BALANCING = 0x02,
     IPV4_ENDPOINT = 0x04,
+    IPV6_ENDPOINT = 0x06,
     IPV4_MULTICAST = 0x14,
     IPV4_SD_ENDPOINT = 0x24,
 };
@@ -70,12 +71,13 @@ struct Option {
     std::uint8_t type = 0;
     std::uint8_t protocol = 0;
     Address address;
-    char const* fault = nullptr;  ///< why an entry can't use it
+    char const* fault = nullptr;    ///< why an entry can't use it
+    char const* foreign = nullptr;  ///< why an entry goes on without it, if it has another endpoint
     bool operator==(Option const&) const = default;
 };
 
 Option readOption(std::uint8_t type, Reader body) {
-    Option option{type, 0, {}, nullptr};
+    Option option{type, 0, {}};
     bool const discardable = (body.get<std::uint8_t>() & DISCARDABLE) != 0;
     switch (type) {
         case CONFIGURATION:
@@ -85,8 +87,11 @@ Option readOption(std::uint8_t type, Reader body) {
         case IPV4_MULTICAST:
         case IPV4_SD_ENDPOINT:
             break;
+        case IPV6_ENDPOINT:
+            option.foreign = "no endpoint but an IPv6 one";
+            return option;
         default:
-            if (!discardable) option.fault = "an option of an unknown type that must not be discarded";
+            if (!discardable) option.foreign = "an option of an unknown type that must not be discarded";
             return option;
     }
     option.address.ip = body.get<std::uint32_t>();
@@ -111,8 +116,14 @@ struct Runs {
     std::uint8_t count[2];
 };
 
+/// Whether the entry says nothing without an endpoint.
+bool needsEndpoint(Sd_entry const& entry) {
+    return entry.type == Sd_entry::Type::subscribe || (entry.type == Sd_entry::Type::offer && entry.ttl != 0);
+}
+
 /// Why the entry can't be used; null if it can.
 char const* attach(Sd_entry& entry, Runs const& runs, std::vector<Option> const& options) {
+    char const* foreign = nullptr;
     for (int run = 0; run < 2; ++run) {
         if (runs.count[run] == 0) continue;
         if (runs.first[run] + std::size_t{runs.count[run]} > options.size())
@@ -120,6 +131,7 @@ char const* attach(Sd_entry& entry, Runs const& runs, std::vector<Option> const&
         for (unsigned index = 0; index < runs.count[run]; ++index) {
             Option const& option = options[runs.first[run] + index];
             if (option.fault != nullptr) return option.fault;
+            if (option.foreign != nullptr) foreign = option.foreign;
             if (option.type != IPV4_ENDPOINT && option.type != IPV4_MULTICAST) continue;
             auto& place = option.type == IPV4_MULTICAST ? entry.multicast
                           : option.protocol == TCP      ? entry.tcp
@@ -128,7 +140,7 @@ char const* attach(Sd_entry& entry, Runs const& runs, std::vector<Option> const&
             place = option.address;
         }
     }
-    return nullptr;
+    return needsEndpoint(entry) && !entry.tcp && !entry.udp ? foreign : nullptr;
 }
 
 Sd_entry readEntry(Reader& reader, Runs& runs) {
@@ -188,9 +200,9 @@ private:
 /// An entry has two runs and so two options that needn't be neighbours; a third one has to follow the second.
 void writeEntry(std::vector<std::uint8_t>& bytes, Sd_entry const& entry, Options& options) {
     std::vector<std::uint8_t> indices;
-    if (entry.tcp) indices.push_back(options.add({IPV4_ENDPOINT, TCP, *entry.tcp, nullptr}));
-    if (entry.udp) indices.push_back(options.add({IPV4_ENDPOINT, UDP, *entry.udp, nullptr}));
-    if (entry.multicast) indices.push_back(options.add({IPV4_MULTICAST, UDP, *entry.multicast, nullptr}));
+    if (entry.tcp) indices.push_back(options.add({IPV4_ENDPOINT, TCP, *entry.tcp}));
+    if (entry.udp) indices.push_back(options.add({IPV4_ENDPOINT, UDP, *entry.udp}));
+    if (entry.multicast) indices.push_back(options.add({IPV4_MULTICAST, UDP, *entry.multicast}));
     indices.resize(2);
     put(bytes, static_cast<std::uint8_t>(entry.type), 1);
     put(bytes, indices[0], 1);
@@ -215,7 +227,7 @@ std::vector<std::uint8_t> encode(Sd_message const& message) {
     put(bytes, (message.reboot ? REBOOT_FLAG : 0U) | (message.unicast ? UNICAST_FLAG : 0U), 1);
     put(bytes, 0, 3);
     put(bytes, static_cast<std::uint32_t>(message.entries.size() * SD_ENTRY_BYTES), 4);
-    if (message.sender) options.add({IPV4_SD_ENDPOINT, UDP, *message.sender, nullptr});
+    if (message.sender) options.add({IPV4_SD_ENDPOINT, UDP, *message.sender});
     for (Sd_entry const& entry : message.entries) writeEntry(bytes, entry, options);
     options.write(bytes);
     someip::Header header = HEADER;

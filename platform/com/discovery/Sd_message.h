@@ -79,7 +79,8 @@ constexpr std::size_t SD_ENDPOINT_BYTES = 12;
 std::vector<std::uint8_t> encode(Sd_message const& message);
 
 /// Takes a message apart. Nothing if it is none or its lengths contradict each other, and then `reason` tells
-/// why. Needs no more memory than some times the frame's. Options of types without meaning here are skipped.
+/// why. Needs no more memory than some times the frame's. Options of types without meaning here are skipped,
+/// IPv6 ones among them; an offer or subscription that is left without any endpoint is refused.
 std::optional<Sd_message> decode(someip::Frame const& frame, std::string& reason);
 
 }  // namespace eb::com::runtime

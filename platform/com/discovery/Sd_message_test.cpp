@@ -213,7 +213,8 @@ TEST(Sd_message_test, EntryWhoseOptionsCannotBeUsedIsRefusedAlone) {
         {ENTRY + 2, {0xFF, 0x1F}, "an option index out of range"},
         {ENTRY, {2}, "an entry of an unknown type"},
         {ENTRY, {0xFF}, "an entry of an unknown type"},
-        {OPTION + 2, {0x06}, "an option of an unknown type that must not be discarded"},
+        {OPTION + 2, {0x06}, "no endpoint but an IPv6 one"},
+        {OPTION + 2, {0x55}, "an option of an unknown type that must not be discarded"},
         {OPTION + 9, {1}, "an IPv4 option of an unknown protocol"},
         {OPTION + 10, {0, 0}, "an IPv4 option with port 0"},
         {OPTION + 4, {0, 0, 0, 0}, "an IPv4 option with an address that can't stand there"},
@@ -242,16 +243,56 @@ TEST(Sd_message_test, Ipv4OptionOfAWrongLengthIsNotUsed) {
     }
 }
 
-TEST(Sd_message_test, OptionsWithoutMeaningHereAreSkipped) {
-    Bytes const endpoint{0, 9, 4, 0, 127, 0, 0, 1, 0, 6, 0x77, 0x2D};
+Bytes const IPV4{0, 9, 4, 0, 127, 0, 0, 1, 0, 6, 0x77, 0x2D};
+Bytes const IPV6{0, 0x15, 6, 0, 0xFE, 0x80, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0x06, 0x77, 0x2D};
+
+Bytes operator+(Bytes bytes, Bytes const& more) {
+    bytes.insert(bytes.end(), more.begin(), more.end());
+    return bytes;
+}
+
+TEST(Sd_message_test, OptionsWithoutMeaningHereAreSkippedBeforeAndBehindAnEndpoint) {
+    Bytes const ipv6Multicast{0, 0x15, 0x16, 0, 0xFF, 2, 0, 0, 0, 0,    0,    0,
+                              0, 0,    0,    0, 0,    0, 0, 1, 0, 0x11, 0x77, 0x2D};
+    Bytes const ipv6Sender = with(IPV6, 2, {0x26});
     for (Bytes const& skipped :
-         {Bytes{0, 5, 1, 0, 'a', '=', 'b', 0}, Bytes{0, 5, 2, 0, 0, 1, 0, 1}, Bytes{0, 2, 0x77, 0x80, 9}}) {
-        Bytes options = skipped;
-        options.insert(options.end(), endpoint.begin(), endpoint.end());
-        auto const message = read(with(withOptions(options), ENTRY + 3, {0x20})).message;
+         {Bytes{0, 5, 1, 0, 'a', '=', 'b', 0}, Bytes{0, 5, 2, 0, 0, 1, 0, 1}, Bytes{0, 2, 0x77, 0x80, 9},
+          Bytes{0, 2, 0x77, 0, 9}, IPV6, ipv6Multicast, ipv6Sender})
+        for (Bytes const& options : {skipped + IPV4, IPV4 + skipped})
+            for (Bytes const& runs : {Bytes{0, 0, 0x20}, Bytes{0, 1, 0x11}, Bytes{1, 0, 0x11}}) {
+                SCOPED_TRACE(int(skipped[2]));
+                auto const message = read(with(withOptions(options), ENTRY + 1, runs)).message;
+                ASSERT_TRUE(message);
+                EXPECT_EQ(message->entries, std::vector{offer()});
+                EXPECT_TRUE(message->refused.empty());
+            }
+}
+
+TEST(Sd_message_test, OnlyWhatSaysNothingWithoutAnEndpointIsRefusedForAnIpv6OneAlone) {
+    struct {
+        Type type;
+        std::uint8_t ttl;
+        bool refused;
+    } const rows[] = {{Type::find, 5, false},     {Type::offer, 5, true},
+                      {Type::offer, 0, false},    {Type::subscribe, 5, true},
+                      {Type::subscribe, 0, true}, {Type::subscribeAck, 5, false},
+                      {Type::find, 0, false},     {Type::subscribeAck, 0, false}};
+    for (auto const& row : rows) {
+        SCOPED_TRACE(std::to_string(int(row.type)) + " " + std::to_string(row.ttl));
+        auto const bytes = with(with(withOptions(IPV6), ENTRY, {static_cast<std::uint8_t>(row.type)}),
+                                ENTRY + 11, {row.ttl});
+        auto const message = read(bytes).message;
         ASSERT_TRUE(message);
-        EXPECT_EQ(message->entries, std::vector{offer()});
+        EXPECT_EQ(message->refused.size(), row.refused ? 1U : 0U);
+        EXPECT_EQ(message->entries.size(), row.refused ? 0U : 1U);
     }
+}
+
+TEST(Sd_message_test, BadIpv4OptionIsNotMadeGoodByAnother) {
+    auto const bad = with(withOptions(IPV6 + IPV4), OPTION + 24 + 9, {1});
+    auto const message = read(with(bad, ENTRY + 3, {0x20})).message;
+    ASSERT_EQ(message->refused.size(), 1U);
+    EXPECT_STREQ(message->refused[0].reason, "an IPv4 option of an unknown protocol");
 }
 
 TEST(Sd_message_test, OptionThatNoEntryRefersToHarmsNone) {

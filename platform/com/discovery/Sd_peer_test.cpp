@@ -46,6 +46,23 @@ TEST_F(Sd_peer_test, OffersThatCannotBeUsedAreCountedOnly) {
     EXPECT_EQ(sut.report().sd_malformed, 3U);
 }
 
+TEST_F(Sd_peer_test, OfferWithAnIpv6EndpointBesideItsIpv4OneIsFoundAtTheLatter) {
+    Sd_message message;
+    message.session = 1;
+    message.entries = {entry(Type::offer)};
+    auto bytes = encode(message);
+    constexpr std::size_t IPV6_BYTES = 24;
+    std::vector<std::uint8_t> const ipv6Header{0, IPV6_BYTES - 3, 0x06, 0, 0xFE, 0x80};
+    bytes.insert(bytes.end(), ipv6Header.begin(), ipv6Header.end());
+    bytes.resize(bytes.size() + IPV6_BYTES - ipv6Header.size());
+    bytes[7] += IPV6_BYTES;                                        // length of the message
+    bytes[SD_EMPTY_BYTES - 4 + 3 + SD_ENTRY_BYTES] += IPV6_BYTES;  // of its options
+    bytes[SD_EMPTY_BYTES - 4 + 3] = 0x20;                          // the offer has two of them
+    sayBytes(bytes);
+    EXPECT_EQ(sut.where(0), "tcp 127.0.0.1:30600");
+    EXPECT_EQ(sut.report().sd_malformed, 0U);
+}
+
 TEST_F(Sd_peer_test, OffersOfARebootedPeerAreLostBeforeItIsHeard) {
     say({entry(Type::offer)}, 20);
     EXPECT_EQ(sut.where(0), "tcp 127.0.0.1:30600");
