@@ -1,8 +1,12 @@
 #include "registry/DiagAraService.h"
 
+#include <chrono>
 #include <exception>
+#include <future>
 #include <memory>
 #include <string>
+#include <system_error>
+#include <thread>
 
 #include "registry/Diag_Ara_Components.h"
 #include "registry/Diag_Ara_Components_Services.h"
@@ -11,6 +15,13 @@ namespace zvg::val::diag_ara {
 
 using services::Diag_Ara_Components;
 using services::Diag_Ara_Components_Services;
+
+namespace {
+
+/// How long the end of the process waits for the end of the bridge and the communication runtime.
+constexpr std::chrono::milliseconds END_LIMIT{400};
+
+}  // namespace
 
 // None of the library's objects of static life is destroyed: a thread that the process does not wait for may
 // use any of them to the very end. What ends is what they hold.
@@ -36,9 +47,20 @@ std::unique_ptr<DiagAraService>& DiagAraService::pInstance = *new std::unique_pt
 DiagAraService::Unload DiagAraService::unload;
 
 DiagAraService::Unload::~Unload() {
-    // Also a bridge that nobody has asked for: the first call may still come.
-    if (getInstance()->end()) Diag_Ara_Components::m_runtime_object.reset();
-    // Otherwise a thread of the ended JVM sits inside forever, and what it stands on stays.
+    auto const ended = std::make_shared<std::promise<void>>();
+    auto const isEnded = ended->get_future();
+    auto const end = [ended] {
+        // Also a bridge that nobody has asked for: the first call may still come.
+        if (getInstance()->end()) Diag_Ara_Components::m_runtime_object.reset();
+        // Otherwise a thread of the ended JVM sits inside forever, and what it stands on stays.
+        ended->set_value();
+    };
+    try {
+        std::thread(end).detach();  // as a component may wait for a peer for longer than the process should
+        isEnded.wait_for(END_LIMIT);
+    } catch (std::system_error const&) {
+        // Without a thread everything stays as it is; the end of the process does the rest.
+    }
 }
 
 DiagAraService* DiagAraService::getInstance() {

@@ -39,7 +39,7 @@ private:
     std::atomic<std::uint32_t> m_availability{0};
 
     /// Ends the bridge, then the communication runtime that carries its components, at the end of the
-    /// process.
+    /// process; leaves standing what takes longer than 400 ms.
     struct Unload {
         ~Unload();
     };
