@@ -223,5 +223,19 @@ class EndOfTheProcess(unittest.TestCase):
                 self.assertEqual(wrong, [])
 
 
+class TheSample(unittest.TestCase):
+    def test_ends_on_sigterm_with_its_code_while_the_data_service_is_silent(self):
+        def run(_):
+            with Vehicle({}, starts=False) as vehicle, DataService(vehicle, faults=["all silent"]) as service:
+                vehicle.start()
+                service.says("[at 0s all silent]", 2)  # in force, and met by the client
+                return vehicle.stop()
+        with concurrent.futures.ThreadPoolExecutor(AT_A_TIME) as pool:
+            codes, seconds = zip(*pool.map(run, range(10)))
+        print(" ".join(f"{one:.2f}" for one in sorted(seconds)), "s")
+        self.assertEqual(codes, 10 * (128 + signal.SIGTERM,))
+        self.assertLess(min(seconds), 2.0, "it would wait 3 s for a reply, and promises a second at leisure")
+
+
 if __name__ == "__main__":
     unittest.main()
