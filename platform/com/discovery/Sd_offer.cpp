@@ -23,7 +23,7 @@ bool Sd_offer::tick(Time now) {
         ++m_repetition;
     } else {
         m_phase = Phase::main;
-        m_due = now - now % m_settings->cyclic + m_settings->cyclic;
+        m_due = now + m_settings->cyclic;
     }
     return true;
 }

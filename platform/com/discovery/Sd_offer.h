@@ -14,8 +14,9 @@ namespace eb::com::runtime {
 ///      '-----withdraw------'-------withdraw-------'-------------------- withdraw ------'
 ///                               (stop offer told)
 ///
-/// The pauses of the repetitions double. Main phases of all instances keep time with each other, so that
-/// their offers leave together. Times are the clock's. One thread.
+/// The pauses of the repetitions double; cyclic announcements come a period after the last repetition and
+/// after each other. Instances that become due together stay together, so that their offers share a message.
+/// Times are the clock's. One thread.
 class Sd_offer {
 public:
     using Time = std::chrono::milliseconds;

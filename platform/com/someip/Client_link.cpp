@@ -17,6 +17,17 @@ std::uint16_t clientOfThisProcess() {
     return id == 0 ? std::uint16_t{1} : id;
 }
 
+/// Why an answer to a call can't be taken at its word; empty if it can. A server of another interface version
+/// may say so in its own version, and in nothing else.
+std::string faultOf(Header const& answer, std::uint8_t interfaceVersion) {
+    if (answer.interfaceVersion != interfaceVersion && answer.code != E_WRONG_INTERFACE_VERSION)
+        return "the answer is of interface version " + std::to_string(answer.interfaceVersion) + ", not " +
+               std::to_string(interfaceVersion);
+    if (answer.type == static_cast<std::uint8_t>(Message_type::error) && answer.code == E_OK)
+        return "the answer is an error without a return code";
+    return {};
+}
+
 bool isNotification(Header const& header) {
     return header.type == static_cast<std::uint8_t>(Message_type::notification) &&
            header.protocolVersion == PROTOCOL_VERSION && header.method >= FIRST_EVENT &&
@@ -74,7 +85,7 @@ void Client_link::send(std::shared_ptr<Open_call> const& call, Service_deploymen
     header.client = m_client;
     header.session = m_lastSession;
     header.interfaceVersion = service.major;
-    m_pending.emplace(m_lastSession, Pending{service.serviceId, method, call});
+    m_pending.emplace(m_lastSession, Pending{service.serviceId, method, service.major, call});
     call->onEnd = [weak = weak_from_this(), session = m_lastSession] {
         if (auto const self = weak.lock()) self->m_pending.erase(session);
     };
@@ -106,8 +117,11 @@ void Client_link::handle(Frame const& frame) {
         return;
     }
     auto const call = std::move(pending->second.call);
+    auto const interfaceVersion = pending->second.interfaceVersion;
     m_pending.erase(pending);
     call->onEnd = nullptr;
+    if (auto const fault = faultOf(header, interfaceVersion); !fault.empty())
+        return call->finish({Call_outcome::transport, 0, {}, m_remote.text() + ": " + fault});
     call->finish({Call_outcome::answered, header.code, frame.payload, {}});
 }
 

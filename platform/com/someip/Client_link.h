@@ -25,7 +25,9 @@ public:
 
 /// The client's end of the way to one endpoint, shared by all ports whose services are there. It pairs
 /// answers with calls by session id, and hands notifications on; an id isn't given out again while its call
-/// is open.
+/// is open. A response or error answers a call if protocol version, client, session, service and method are
+/// the request's, and is dropped otherwise. One in another interface version ends the call as a failure of
+/// transport, since its payload can't be read.
 ///
 ///     connecting --connected--> open --broken, peer ended--> gone (its calls end; the next call makes a new
 ///     one)
@@ -60,6 +62,7 @@ private:
     struct Pending {
         std::uint16_t service;
         std::uint16_t method;
+        std::uint8_t interfaceVersion;
         std::shared_ptr<Open_call> call;
     };
     void handle(Frame const& frame);

@@ -295,6 +295,47 @@ INSTANTIATE_TEST_SUITE_P(
                             }}),
     [](auto const& row) { return row.param.name; });
 
+TEST_F(Client_alone_test, AnswerInAnotherInterfaceVersionEndsTheCallAsAFailureOfTransport) {
+    begin(m_tcp, ECHO);
+    Raw_socket peer = m_listener.accept();
+    for (std::uint8_t const code : Bytes{0, 2, 0x80})
+        for (std::uint8_t const version : Bytes{1, 3}) {
+            someip::Header bad = answerTo(expectRequest(peer), code);
+            bad.interfaceVersion = version;
+            peer.send(frame(bad, {1}));
+            Call_result const result = m_box->take().value();
+            EXPECT_EQ(result.outcome, Call_outcome::transport);
+            EXPECT_TRUE(result.payload.bytes().empty());
+            EXPECT_EQ(result.detail, "tcp " + m_address.text() + ": the answer is of interface version " +
+                                         std::to_string(version) + ", not 2");
+            begin(m_tcp, ECHO);
+        }
+    peer.send(frame(answerTo(expectRequest(peer), 0), {1}));
+    EXPECT_EQ(m_box->take().value().payload.bytes(), Bytes{1}) << "the connection stands";
+}
+
+TEST_F(Client_alone_test, RefusalOfTheInterfaceVersionMayComeInTheServersOwn) {
+    begin(m_tcp, ECHO);
+    Raw_socket peer = m_listener.accept();
+    someip::Header refusal = answerTo(expectRequest(peer), someip::E_WRONG_INTERFACE_VERSION);
+    refusal.interfaceVersion = 3;
+    peer.send(frame(refusal));
+    Call_result const result = m_box->take().value();
+    EXPECT_EQ(result.outcome, Call_outcome::answered);
+    EXPECT_EQ(result.return_code, someip::E_WRONG_INTERFACE_VERSION);
+}
+
+TEST_F(Client_alone_test, ErrorWithoutAReturnCodeIsNoGoodAnswer) {
+    begin(m_tcp, ECHO);
+    Raw_socket peer = m_listener.accept();
+    someip::Header bad = answerTo(expectRequest(peer), 0);
+    bad.type = 0x81;
+    peer.send(frame(bad));
+    Call_result const result = m_box->take().value();
+    EXPECT_EQ(result.outcome, Call_outcome::transport);
+    EXPECT_EQ(result.detail, "tcp " + m_address.text() + ": the answer is an error without a return code");
+}
+
 TEST_F(Client_alone_test, SecondAnswerIsDropped) {
     begin(m_tcp, ECHO);
     Raw_socket peer = m_listener.accept();
