@@ -6,6 +6,7 @@ import os
 import pathlib
 import re
 import subprocess
+import sys
 import threading
 import time
 import unittest
@@ -103,6 +104,43 @@ class Watch:
         self.process.wait()
         self.reader.join()
         self.process.stdout.close()
+
+
+# Run on the manager's host. Tells of each announcement that comes, asks for identification by broadcast after the third,
+# and tells of the answer: sender, payload type.
+WAITING_TESTER = """
+import socket, sys
+heard = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+heard.bind(("255.255.255.255", 13400))
+asking = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+asking.setsockopt(socket.SOL_SOCKET, socket.SO_BROADCAST, 1)
+asking.bind((sys.argv[1], 0))
+for each in (heard, asking):
+    each.settimeout(float(sys.argv[2]))
+print("listening", flush=True)
+for _ in range(3):
+    announcement, sender = heard.recvfrom(4096)
+    print(sender[0], announcement[2:4].hex(), flush=True)
+asking.sendto(bytes.fromhex("02fd000100000000"), ("255.255.255.255", 13400))
+answer, sender = asking.recvfrom(4096)
+print(sender[0], answer[2:4].hex(), flush=True)
+"""
+
+
+class GatewayOnAnotherHost(unittest.TestCase):
+    def test_it_is_announced_and_found_by_broadcast_at_the_address_that_it_listens_at(self):
+        with Hosts() as hosts:
+            with subprocess.Popen(["ip", "netns", "exec", hosts.manager, sys.executable, "-c", WAITING_TESTER, MANAGER,
+                                   str(PATIENCE)], stdout=subprocess.PIPE, text=True) as waiting:
+                self.assertEqual(waiting.stdout.readline(), "listening\n")
+                gateway = subprocess.Popen(
+                    ["ip", "netns", "exec", hosts.vehicle, TESTER, "doip", "--json", "--bind", VEHICLE],
+                    env=dict(os.environ, ARA_COM_ADDRESS=VEHICLE, ARA_LOG_TARGET="none"), stdout=subprocess.DEVNULL)
+                try:
+                    self.assertEqual(waiting.stdout.read().splitlines(), [f"{VEHICLE} 0004"] * 4)
+                finally:
+                    gateway.terminate()
+                    gateway.wait()
 
 
 class TwoHosts(unittest.TestCase):

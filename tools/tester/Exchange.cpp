@@ -97,10 +97,6 @@ void attempt(Exchange& exchange, Client_port& port, unsigned short method,
     exchange.failures.push_back(result->detail.empty() ? name(exchange.outcome) : result->detail);
 }
 
-bool worthRepeating(Outcome outcome) {
-    return outcome == Outcome::timeOut || outcome == Outcome::transport || outcome == Outcome::cancelled;
-}
-
 }  // namespace
 
 char const* name(Outcome outcome) {
@@ -146,7 +142,7 @@ Exchange callMethod(Client_port& port, unsigned short method, Patience const& pa
         attempt(exchange, port, method, payload, patience.timeout, stop, [&](milliseconds soFar) {
             if (waiting) waiting(soFar, number);
         });
-        if (number >= patience.attempts || !worthRepeating(exchange.outcome)) return exchange;
+        if (number >= patience.attempts || !isWorthRepeating(exchange.outcome)) return exchange;
         pause(patience.retryPause, stop);
         if (stop.stop_requested()) {
             exchange.outcome = Outcome::interrupted;

@@ -28,6 +28,17 @@ enum class Outcome : std::uint8_t {
     interrupted,   ///< by the user
 };
 
+/// Whether the service answered, whatever it was.
+constexpr bool isAnswer(Outcome outcome) noexcept {
+    return outcome == Outcome::ok || outcome == Outcome::serviceError || outcome == Outcome::returnCode ||
+           outcome == Outcome::undecodable;
+}
+
+/// Whether a call that ended so may be answered when it is made again at once.
+constexpr bool isWorthRepeating(Outcome outcome) noexcept {
+    return outcome == Outcome::timeOut || outcome == Outcome::transport || outcome == Outcome::cancelled;
+}
+
 /// The name of an outcome as it stands in JSON: "time_out".
 char const* name(Outcome outcome);
 

@@ -149,7 +149,6 @@ void Connection::answerActivation(std::uint16_t tester, Activation code) {
             m_shared.context, m_shared.diagnostics,
             [this, tester](Outgoing outgoing) { respond(std::move(outgoing), tester); },
             [this] { tell(Happening::Kind::connection, {}, "default session: S3 is over"); });
-        m_shared.activated();
     }
     touch();
     asio::post(m_shared.context, [self = shared_from_this()] { self->digest(); });

@@ -26,7 +26,6 @@ struct Shared {
     Store& store;
     Tell const& tell;
     std::function<void(std::shared_ptr<Connection> const&)> closed;
-    std::function<void()> activated;
 };
 
 /// A TCP_DATA socket of ISO 13400-2. What its peer doesn't read waits here, and no more is read from that
@@ -44,6 +43,10 @@ public:
     /// At once. `why` is for people.
     void close(std::string const& why);
     void askWhetherAlive();
+
+    /// Whether it can give way to another connection: it isn't active, and no activation is being decided.
+    bool isDispensable() const noexcept { return m_state != State::active && !m_held; }
+    std::chrono::steady_clock::time_point since() const noexcept { return m_since; }
 
 private:
     struct Queued {
@@ -74,6 +77,7 @@ private:
     Shared& m_shared;
     asio::ip::tcp::socket m_socket;
     std::string m_peer;
+    std::chrono::steady_clock::time_point const m_since = std::chrono::steady_clock::now();  // connected
     State m_state = State::waiting;
     std::uint8_t m_version = VERSION_2012;  // of the peer's last frame
     std::uint16_t m_tester = 0;             // once active

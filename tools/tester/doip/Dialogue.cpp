@@ -54,11 +54,18 @@ void Dialogue::request(Bytes request, bool functional) {
 
     m_waiting = true;
     expectPending(m_diagnostics.timing.p2);
-    bool const added = m_diagnostics.lanes.add(
-        m_plan.lane, [work = m_plan.work, weak = weak_from_this(), &context = m_context] {
+    work(m_plan.lane);
+}
+
+void Dialogue::work(std::size_t lane) {
+    bool const added =
+        m_diagnostics.lanes.add(lane, [work = m_plan.work, weak = weak_from_this(), &context = m_context] {
             if (weak.expired()) return;
-            asio::post(context, [weak, response = work()]() mutable {
-                if (auto const self = weak.lock()) self->finish(std::move(response));
+            asio::post(context, [weak, progress = work()]() mutable {
+                auto const self = weak.lock();
+                if (!self) return;
+                if (auto const* const next = std::get_if<std::size_t>(&progress)) return self->work(*next);
+                self->finish(std::get<Response>(std::move(progress)));
             });
         });
     if (!added)

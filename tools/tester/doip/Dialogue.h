@@ -49,6 +49,7 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
+    void work(std::size_t lane);
     void expectPending(milliseconds limit);
     void sendPending();
     void finish(Response response);

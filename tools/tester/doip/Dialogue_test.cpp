@@ -75,6 +75,43 @@ TEST_F(DialogueTest, LongReadIsToldToBePendingUntilItIsAnswered) {
     EXPECT_EQ(counted.p2Star.count(), counted.pending);
 }
 
+TEST_F(DialogueTest, ALostReadIsRepeatedAfterALittleMoreThanItsAnswersTake) {
+    // Given attempts that may take much longer than this test waits, and an identifier that answers at once
+    settings.timing.p2 = milliseconds(60'000);
+    makeVehicle({milliseconds(3'600'000), milliseconds(0), 2});
+    identifier("017d").script = {FakePort::answered(0, Message(8)), std::nullopt,
+                                 FakePort::answered(0, Message(8))};
+    start();
+    Client client = activeClient();
+    EXPECT_EQ(client.ask("22 01 7D"), HELD);
+    // When an answer is lost, then the second attempt's comes
+    EXPECT_EQ(client.ask("22 01 7D"), HELD);
+}
+
+TEST_F(DialogueTest, SilentIdentifierHoldsUpNobodyElse) {
+    settings.timing.p2 = milliseconds(60'000);
+    makeVehicle({milliseconds(3'600'000), milliseconds(0), 2});
+    std::promise<void> second;
+    std::atomic<int> calls{0};
+    identifier("b047").script = {FakePort::answered(2, {0x26})};
+    identifier("b047").onCall = [&] {
+        if (++calls == 3) second.set_value();
+    };
+    identifier("017d").script = {FakePort::answered(0, Message(8))};
+    start();
+    Client waits = activeClient(0x0E80);
+    EXPECT_EQ(waits.ask("22 B0 47"), "7F 22 26");
+    // Given an identifier that answered and is silent now
+    waits.request(bytes("22 B0 47"));
+    ASSERT_EQ(second.get_future().wait_for(std::chrono::seconds(60)), std::future_status::ready);
+    // When
+    Client other = activeClient(0x0E81);
+    other.send(bytes("02 FD 80 01 00 00 00 07 0E 81 10 01 22 01 7D"));
+    // Then
+    EXPECT_EQ(other.response(), HELD);
+    stop.request_stop();
+}
+
 TEST_F(DialogueTest, PendingResponseIsFollowedByOneThatWouldHaveBeenSilent) {
     settings.timing = {milliseconds(20), milliseconds(60'000), milliseconds(5000)};
     settings.anySession = true;

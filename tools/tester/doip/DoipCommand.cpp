@@ -115,7 +115,7 @@ public:
         doip->add_flag("--any-session", m_settings.anySession,
                        "Start and stop routines in the default session as well");
         doip->add_flag("--no-announcement", m_silent,
-                       "Don't announce the vehicle, which is done at a loopback address only");
+                       "Don't announce the vehicle to the network that it listens at");
         doip->add_flag("--quiet", m_quiet, "Tell only where it listens, and what it counted");
         return doip;
     }
@@ -129,7 +129,8 @@ public:
             session.err() << "tester: " << mistake << std::endl;
             return ExitCode::usage;
         }
-        if (!m_silent) m_settings.announceTo = announcementsOf(m_settings.address);
+        if (auto const broadcast = broadcastOf(m_settings.address); broadcast && !m_silent)
+            m_settings.announceTo = asio::ip::udp::endpoint(*broadcast, PORT);
         Journal<Happening> journal;
         std::stop_source ending;
         std::stop_callback const interrupted(session.stop(), [&ending] { ending.request_stop(); });

@@ -33,7 +33,7 @@ struct Entity {
 /// Bounds of the connections, and the times of the standard's table of timing parameters.
 struct Transport {
     std::size_t sockets = 8;         ///< that can be activated at a time; 1 to 255
-    std::size_t waitingMost = 64;    ///< connections that aren't activated, or are being closed
+    std::size_t waitingMost = 64;    ///< connections that aren't activated; the oldest gives way
     std::size_t queueMost = 65'536;  ///< bytes to be sent to one peer before no more is read from it
     std::size_t store = 262'144;     ///< bytes of long payloads, for all connections together
     milliseconds initialInactivity{2'000};

@@ -23,9 +23,10 @@ constexpr milliseconds ANNOUNCEMENT_INTERVAL{500};
 
 }  // namespace
 
-std::optional<asio::ip::udp::endpoint> announcementsOf(asio::ip::address const& address) {
-    if (!address.is_loopback()) return {};
-    return asio::ip::udp::endpoint(asio::ip::address_v4({127, 255, 255, 255}), PORT);
+std::optional<asio::ip::address> broadcastOf(asio::ip::address const& address) {
+    if (address.is_unspecified()) return {};
+    if (address.is_loopback()) return asio::ip::address_v4({127, 255, 255, 255});
+    return asio::ip::address_v4::broadcast();
 }
 
 Gateway::Gateway(GatewaySettings settings, Vehicle& vehicle, Tell tell)
@@ -43,18 +44,16 @@ Gateway::Gateway(GatewaySettings settings, Vehicle& vehicle, Tell tell)
                m_routing,
                m_store,
                m_tell,
-               [this](std::shared_ptr<Connection> const& connection) {
-                   m_connections.erase(connection);
-                   resumeAccepting();
-               },
-               [this] { resumeAccepting(); }},
+               [this](std::shared_ptr<Connection> const& connection) { m_connections.erase(connection); }},
       m_acceptor(m_context),
-      m_datagrams(m_context),
+      m_unicast(m_context),
+      m_broadcast(m_context),
       m_retry(m_context),
       m_nextAnnouncement(m_context) {
     open();
-    resumeAccepting();
-    receive();
+    accept();
+    receive(m_unicast);
+    if (m_broadcast.socket.is_open()) receive(m_broadcast);
     asio::post(m_context, [this] { announce(ANNOUNCEMENTS); });
     m_thread = std::thread([this] { m_context.run(); });
 }
@@ -81,7 +80,8 @@ Statistics const& Gateway::stop() {
 void Gateway::closeAll() {
     m_ending = true;
     m_acceptor.close();
-    m_datagrams.close();
+    m_unicast.socket.close();
+    m_broadcast.socket.close();
     m_retry.cancel();
     m_nextAnnouncement.cancel();
     auto const connections = m_connections;
@@ -99,42 +99,49 @@ void Gateway::open() {
             m_acceptor.listen();
             m_port = m_acceptor.local_endpoint().port();
             carrier = "udp ";
-            m_datagrams.open(asio::ip::udp::v4());
-            // Beside a tester that listens for announcements at all addresses.
-            m_datagrams.set_option(asio::ip::udp::socket::reuse_address(true));
-            m_datagrams.set_option(asio::ip::udp::socket::broadcast(true));
-            m_datagrams.bind({m_settings.address, m_port});
-            m_datagrams.non_blocking(true);
+            bind(m_unicast, m_settings.address);
+            carrier = "udp broadcasts at ";
+            if (auto const broadcast = broadcastOf(m_settings.address)) bind(m_broadcast, *broadcast);
             return;
         } catch (std::system_error const& error) {
             m_acceptor.close();
-            m_datagrams.close();
+            m_unicast.socket.close();
+            m_broadcast.socket.close();
             if (m_settings.port == 0 && attempt < ATTEMPTS) continue;
             throw std::system_error(error.code(), carrier + textOf(m_settings.address, m_settings.port));
         }
     }
 }
 
-void Gateway::resumeAccepting() {
-    if (m_accepting || m_ending ||
-        m_connections.size() - m_routing.active() >= m_settings.transport.waitingMost)
-        return;
-    m_accepting = true;
-    accept();
+void Gateway::bind(Datagrams& datagrams, asio::ip::address const& address) const {
+    datagrams.socket.open(asio::ip::udp::v4());
+    // Beside a tester that listens for announcements at all addresses, or at this one.
+    datagrams.socket.set_option(asio::ip::udp::socket::reuse_address(true));
+    datagrams.socket.set_option(asio::ip::udp::socket::broadcast(true));
+    datagrams.socket.bind({address, m_port});
+    datagrams.socket.non_blocking(true);
 }
 
 void Gateway::accept() {
     m_acceptor.async_accept([this](asio::error_code const& error, asio::ip::tcp::socket socket) {
-        m_accepting = false;
         if (m_ending) return;
-        if (error)
-            return m_retry.set(milliseconds(100), [this] { resumeAccepting(); });  // no file descriptor
+        if (error) return m_retry.set(milliseconds(100), [this] { accept(); });  // no file descriptor
         ++m_statistics.connections;
+        makeRoom();
         auto const connection = std::make_shared<Connection>(std::move(socket), m_shared);
         m_connections.insert(connection);
         connection->start();
-        resumeAccepting();
+        accept();
     });
+}
+
+/// Who connects and says nothing holds up nobody: the oldest connection that isn't active gives way.
+void Gateway::makeRoom() {
+    if (m_connections.size() - m_routing.active() < m_settings.transport.waitingMost) return;
+    std::shared_ptr<Connection> oldest;
+    for (auto const& each : m_connections)
+        if (each->isDispensable() && (!oldest || each->since() < oldest->since())) oldest = each;
+    if (oldest) oldest->close("gives way to a newer one");
 }
 
 void Gateway::announce(int times) {
@@ -143,26 +150,29 @@ void Gateway::announce(int times) {
     m_nextAnnouncement.set(ANNOUNCEMENT_INTERVAL, [this, times] { announce(times - 1); });
 }
 
-void Gateway::receive() {
-    m_datagrams.async_receive_from(asio::buffer(m_datagram), m_sender,
-                                   [this](asio::error_code const& error, std::size_t size) {
-                                       if (m_ending) return;
-                                       if (!error) answer(Bytes(m_datagram).first(size));
-                                       receive();
-                                   });
+void Gateway::receive(Datagrams& datagrams) {
+    datagrams.socket.async_receive_from(
+        asio::buffer(datagrams.bytes), datagrams.sender,
+        [this, &datagrams](asio::error_code const& error, std::size_t size) {
+            if (m_ending) return;
+            asio::ip::udp::endpoint const own(m_settings.address, m_port);
+            if (!error && datagrams.sender != own)  // an announcement comes back by broadcast
+                answer(Bytes(datagrams.bytes).first(size), datagrams.sender);
+            receive(datagrams);
+        });
 }
 
-void Gateway::answer(Bytes datagram) {
+void Gateway::answer(Bytes datagram, asio::ip::udp::endpoint const& sender) {
     Status const status{m_settings.transport.sockets, m_routing.active(), m_vehicle.isReady()};
     DatagramAnswer const answer = answerDatagram(m_settings.entity, status, datagram);
-    m_tell(Happening(Happening::Kind::received, textOf(m_sender), datagram, answer.meaning));
-    if (!answer.frame.empty()) send(answer.frame, m_sender);
+    m_tell(Happening(Happening::Kind::received, textOf(sender), datagram, answer.meaning));
+    if (!answer.frame.empty()) send(answer.frame, sender);
 }
 
 /// One that is lost may be asked for again.
 void Gateway::send(Message const& datagram, asio::ip::udp::endpoint const& where) {
     asio::error_code lost;
-    m_datagrams.send_to(asio::buffer(datagram), where, 0, lost);
+    m_unicast.socket.send_to(asio::buffer(datagram), where, 0, lost);
     m_tell(Happening(Happening::Kind::sent, textOf(where), datagram,
                      typeName(read16(datagram, 2)) + (lost ? ": " + lost.message() : "")));
 }

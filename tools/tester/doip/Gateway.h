@@ -13,9 +13,9 @@ namespace tester::doip {
 
 inline constexpr std::uint16_t PORT = 13400;  ///< UDP_DISCOVERY and TCP_DATA
 
-/// Where a gateway that listens at this address may announce itself: all of the loopback net. None for other
-/// addresses, since nothing is sent to a real network unasked.
-std::optional<asio::ip::udp::endpoint> announcementsOf(asio::ip::address const& address);
+/// The broadcast address of the network that has this address: of the loopback net its own, of any other the
+/// limited one, 255.255.255.255. None for 0.0.0.0, which names no network.
+std::optional<asio::ip::address> broadcastOf(asio::ip::address const& address);
 
 struct GatewaySettings {
     asio::ip::address address = asio::ip::address_v4::loopback();
@@ -28,7 +28,8 @@ struct GatewaySettings {
 };
 
 /// Answers DoIP on one address, by UDP and TCP, until it is ended. All connections live on one thread of its
-/// own; the vehicle is asked on others. But for announcements it sends nothing to whoever hasn't asked.
+/// own; the vehicle is asked on others. Requests for identification are heard by broadcast as well. But for
+/// announcements it sends nothing to whoever hasn't asked.
 class Gateway {
 public:
     /// Throws std::system_error that names carrier and address if they can't be used. `tell` runs on the
@@ -51,10 +52,18 @@ private:
     void open();
     void closeAll();
     void accept();
-    void resumeAccepting();
+    void makeRoom();
     void announce(int times);
-    void receive();
-    void answer(Bytes datagram);
+    /// A UDP socket and what came in there.
+    struct Datagrams {
+        explicit Datagrams(asio::io_context& context) : socket(context) {}
+        asio::ip::udp::socket socket;
+        std::array<unsigned char, 2048> bytes{};
+        asio::ip::udp::endpoint sender;
+    };
+    void bind(Datagrams& datagrams, asio::ip::address const& address) const;
+    void receive(Datagrams& datagrams);
+    void answer(Bytes datagram, asio::ip::udp::endpoint const& sender);
     void send(Message const& datagram, asio::ip::udp::endpoint const& where);
 
     GatewaySettings const m_settings;
@@ -68,14 +77,12 @@ private:
     RoutingTable m_routing;
     Shared m_shared;
     asio::ip::tcp::acceptor m_acceptor;
-    asio::ip::udp::socket m_datagrams;
+    Datagrams m_unicast;    // sends all datagrams
+    Datagrams m_broadcast;  // closed where no broadcast address is known
     std::uint16_t m_port = 0;
-    std::array<unsigned char, 2048> m_datagram{};
-    asio::ip::udp::endpoint m_sender;
     Alarm m_retry;
     Alarm m_nextAnnouncement;
     std::set<std::shared_ptr<Connection>> m_connections;
-    bool m_accepting = false;
     bool m_ending = false;
     std::thread m_thread;  // started last
 };

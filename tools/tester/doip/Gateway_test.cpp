@@ -89,6 +89,15 @@ TEST_F(GatewayTest, ActivationAnswersWithBothAddresses) {
     EXPECT_EQ(hex(client.receive()), "03 FC 00 06 00 00 00 09 0E 80 10 01 10 00 00 00 00");
 }
 
+TEST_F(GatewayTest, BothActivationTypesThatAreMandatoryAreAccepted) {
+    start();
+    for (unsigned char const type : std::initializer_list<unsigned char>{0x00, 0x01}) {
+        Client client = connect();
+        EXPECT_EQ(client.activate(Client::TESTER, type), 0x10) << int{type};
+        EXPECT_EQ(client.ask("3E 00"), "7E 00");
+    }
+}
+
 TEST_F(GatewayTest, RefusedActivationClosesTheConnection) {
     start();
     struct {
@@ -101,7 +110,7 @@ TEST_F(GatewayTest, RefusedActivationClosesTheConnection) {
         {"address above the testers", 0x0F00, 0x00, 0x00},
         {"the entity's own address", 0x1001, 0x00, 0x00},
         {"unknown address before wrong type", 0x0000, 0xE0, 0x00},
-        {"regulated type", 0x0E80, 0x01, 0x06},
+        {"reserved type", 0x0E80, 0x02, 0x06},
         {"central security", 0x0E80, 0xE0, 0x06},
     };
     for (auto const& row : rows) {
@@ -326,13 +335,29 @@ TEST_F(GatewayTest, VehicleIsAnnouncedThreeTimes) {
     }
 }
 
-TEST_F(GatewayTest, AnnouncementsStayInTheLoopbackNet) {
+TEST_F(GatewayTest, BroadcastsStayInTheNetworkOfTheAddress) {
     using asio::ip::make_address;
-    asio::ip::udp::endpoint const everybodyHere(make_address("127.255.255.255"), 13400);
-    EXPECT_EQ(announcementsOf(make_address("127.0.0.1")), everybodyHere);
-    EXPECT_EQ(announcementsOf(make_address("127.64.3.2")), everybodyHere);
-    for (char const* elsewhere : {"0.0.0.0", "192.168.0.2", "10.0.0.1", "169.254.1.1", "255.255.255.255"})
-        EXPECT_EQ(announcementsOf(make_address(elsewhere)), std::nullopt) << elsewhere;
+    for (char const* loopback : {"127.0.0.1", "127.64.3.2"})
+        EXPECT_EQ(broadcastOf(make_address(loopback)), make_address("127.255.255.255")) << loopback;
+    for (char const* elsewhere : {"192.168.0.2", "10.0.0.1", "169.254.1.1"})
+        EXPECT_EQ(broadcastOf(make_address(elsewhere)), make_address("255.255.255.255")) << elsewhere;
+    EXPECT_EQ(broadcastOf(make_address("0.0.0.0")), std::nullopt);
+}
+
+TEST_F(GatewayTest, IdentificationByBroadcastIsAnsweredFromTheGatewaysAddress) {
+    start();
+    asio::io_context context;
+    asio::ip::udp::socket tester(context, {settings.address, 0});
+    tester.set_option(asio::ip::udp::socket::broadcast(true));
+    tester.send_to(asio::buffer(bytes("02 FD 00 01 00 00 00 00")),
+                   {asio::ip::make_address("127.255.255.255"), gateway->port()});
+    pollfd waits{tester.native_handle(), POLLIN, 0};
+    ASSERT_EQ(poll(&waits, 1, 60'000), 1);
+    Message answer(100);
+    asio::ip::udp::endpoint sender;
+    answer.resize(tester.receive_from(asio::buffer(answer), sender));
+    EXPECT_EQ(sender, asio::ip::udp::endpoint(settings.address, gateway->port()));
+    EXPECT_EQ(read16(answer, 2), 0x0004);
 }
 
 TEST_F(GatewayTest, AddressInUseIsNamed) {

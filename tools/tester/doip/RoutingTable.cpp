@@ -10,7 +10,9 @@ namespace tester::doip {
 
 namespace {
 
+// Activation types that every entity has to support (ISO 13400-2, table of activation types).
 constexpr std::uint8_t ACTIVATION_DEFAULT = 0x00;
+constexpr std::uint8_t ACTIVATION_REGULATED = 0x01;
 
 }  // namespace
 
@@ -19,7 +21,8 @@ RoutingTable::RoutingTable(asio::io_context& context, Entity const& entity, Tran
 
 void RoutingTable::request(Connection& connection, std::uint16_t tester, std::uint8_t type, Answer answer) {
     if (!m_entity.isTester(tester)) return answer(Activation::unknownSource);
-    if (type != ACTIVATION_DEFAULT) return answer(Activation::unsupportedType);
+    if (type != ACTIVATION_DEFAULT && type != ACTIVATION_REGULATED)
+        return answer(Activation::unsupportedType);
     if (auto const own = m_byConnection.find(&connection); own != m_byConnection.end())
         return answer(own->second == tester ? Activation::activated : Activation::otherSource);
 

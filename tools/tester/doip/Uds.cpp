@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <iterator>
+#include <memory>
+#include <utility>
 
 #include "tools/tester/Codes.h"
 
@@ -137,20 +139,44 @@ std::uint8_t codeOf(Report const& report) {
     return static_cast<std::uint8_t>(code);
 }
 
-Response readAll(Vehicle& vehicle, std::vector<Target const*> const& identifiers) {
-    Response response{{READ_IDENTIFIERS + POSITIVE}, {}};
-    for (Target const* identifier : identifiers) {
-        Report const report = vehicle.read(*identifier);
-        if (report.outcome != Outcome::ok)
-            return negative(READ_IDENTIFIERS, codeOf(report), identifier->id + ": " + report.detail);
-        if (response.bytes.size() + 2 + report.exchange.payload.size() > UDS_RESPONSE_MOST)
-            return negative(READ_IDENTIFIERS, Nrc::responseTooLong,
-                            "more than " + std::to_string(UDS_RESPONSE_MOST) + " bytes; ask for less");
-        append16(response.bytes, static_cast<std::uint16_t>(identifier->number));
-        append(response.bytes, report.exchange.payload);
+/// The reads of one request, one after another, each in the lane of its identifier.
+class Reading {
+public:
+    Reading(Vehicle& vehicle, std::vector<Target const*> identifiers)
+        : m_vehicle(vehicle), m_identifiers(std::move(identifiers)), m_lane(laneOf(*m_identifiers.front())) {}
+
+    std::size_t lane() const noexcept { return m_lane; }
+
+    Progress goOn() {
+        while (m_next < m_identifiers.size()) {
+            Target const& identifier = *m_identifiers[m_next];
+            if (std::size_t const lane = laneOf(identifier); lane != m_lane) return m_lane = lane;
+            bool const lastAttempt = m_lane == Uds::SILENT_IDENTIFIERS;
+            Report const report = lastAttempt ? m_vehicle.readSilent(identifier) : m_vehicle.read(identifier);
+            if (!lastAttempt && m_vehicle.isSilent(identifier)) continue;
+            if (report.outcome != Outcome::ok)
+                return negative(READ_IDENTIFIERS, codeOf(report), identifier.id + ": " + report.detail);
+            if (m_response.bytes.size() + 2 + report.exchange.payload.size() > UDS_RESPONSE_MOST)
+                return negative(READ_IDENTIFIERS, Nrc::responseTooLong,
+                                "more than " + std::to_string(UDS_RESPONSE_MOST) + " bytes; ask for less");
+            append16(m_response.bytes, static_cast<std::uint16_t>(identifier.number));
+            append(m_response.bytes, report.exchange.payload);
+            ++m_next;
+        }
+        return m_response;
     }
-    return response;
-}
+
+private:
+    std::size_t laneOf(Target const& identifier) const {
+        return m_vehicle.isSilent(identifier) ? Uds::SILENT_IDENTIFIERS : Uds::IDENTIFIERS;
+    }
+
+    Vehicle& m_vehicle;
+    std::vector<Target const*> const m_identifiers;
+    std::size_t m_lane;  // in which it goes on
+    std::size_t m_next = 0;
+    Response m_response{{READ_IDENTIFIERS + POSITIVE}, {}};
+};
 
 Response controlled(Vehicle& vehicle, Target const& routine, unsigned short method, Message positive) {
     Report const report = vehicle.control(routine, method);
@@ -276,7 +302,9 @@ Plan Uds::readIdentifiers(Bytes request) const {
     }
     if (identifiers.empty()) return refuse(request, Nrc::requestOutOfRange, "no such data identifier");
     Plan plan;
-    plan.work = [&vehicle = m_vehicle, identifiers] { return readAll(vehicle, identifiers); };
+    auto const reading = std::make_shared<Reading>(m_vehicle, std::move(identifiers));
+    plan.lane = reading->lane();
+    plan.work = [reading] { return reading->goOn(); };
     return plan;
 }
 
@@ -290,7 +318,7 @@ Plan Uds::controlRoutine(Bytes request) const {
         return refuse(request, Nrc::requestSequenceError,
                       routine->id + " wasn't started through this gateway");
     Plan plan;
-    plan.lane = 1 + static_cast<std::size_t>(std::distance(&*routines().begin(), routine));
+    plan.lane = FIRST_ROUTINE + static_cast<std::size_t>(std::distance(&*routines().begin(), routine));
     Message bytes = positive(request, 3);
     bytes[1] &= static_cast<unsigned char>(~SUPPRESS);
     plan.work = [&vehicle = m_vehicle, routine, method = subfunction.method, bytes = std::move(bytes)] {

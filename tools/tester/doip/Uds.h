@@ -4,6 +4,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <variant>
 
 #include "tools/tester/doip/Protocol.h"
 #include "tools/tester/doip/Vehicle.h"
@@ -51,11 +52,14 @@ inline Response negative(std::uint8_t service, Nrc code, std::string note) {
     return negative(service, static_cast<std::uint8_t>(code), std::move(note));
 }
 
+/// What a piece of work came to: the response, or the lane in which the work is to be called again.
+using Progress = std::variant<Response, std::size_t>;
+
 /// What a request comes to: a response at once, or work that waits for the vehicle.
 struct Plan {
     Response response;               ///< without work
-    std::function<Response()> work;  ///< must not run on the network thread
-    std::size_t lane = 0;            ///< the work's
+    std::function<Progress()> work;  ///< must not run on the network thread
+    std::size_t lane = 0;            ///< the work's first
     bool suppressPositive = false;
     std::optional<UdsSession> session;  ///< to be entered as the positive response leaves
 };
@@ -64,8 +68,12 @@ struct Plan {
 /// what the service itself looks at. The vehicle has to outlive it and its plans. Any thread.
 class Uds {
 public:
-    /// Lanes that the plans name: one for all data identifiers, and one for each routine.
-    static std::size_t lanes() { return 1 + routines().size(); }
+    /// Lanes that the plans name: one for all data identifiers, one for those of them that gave no answer the
+    /// last time, so that they hold up nobody, and one for each routine.
+    static std::size_t lanes() { return FIRST_ROUTINE + routines().size(); }
+    static constexpr std::size_t IDENTIFIERS = 0;
+    static constexpr std::size_t SILENT_IDENTIFIERS = 1;
+    static constexpr std::size_t FIRST_ROUTINE = 2;
     /// Identifiers that one request may ask for.
     static constexpr std::size_t IDENTIFIERS_MOST = 32;
 

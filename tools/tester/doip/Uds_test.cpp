@@ -13,7 +13,13 @@ protected:
 
     Response run(Message const& request, UdsSession session = UdsSession::standard, bool anySession = false) {
         Plan const plan = Uds(*vehicle, {}, anySession).plan(request, session);
-        return plan.work ? plan.work() : plan.response;
+        return plan.work ? finished(plan) : plan.response;
+    }
+    /// Does the work in whatever lanes it wants.
+    static Response finished(Plan const& plan) {
+        Progress progress = plan.lane;
+        while (std::holds_alternative<std::size_t>(progress)) progress = plan.work();
+        return std::get<Response>(progress);
     }
     std::string hexOf(std::string const& request, UdsSession session = UdsSession::standard) {
         return hex(run(bytes(request), session).bytes);
@@ -230,8 +236,37 @@ TEST_F(UdsTest, FailedReadHasTheCodeOfItsReason) {
     ports.clear();
     Vehicle nothing(services, {}, milliseconds(0), {}, [](Sighting const&) {});
     EXPECT_EQ(nothing.problems().size(), 21U);
-    EXPECT_EQ(hex(Uds(nothing, {}, false).plan(bytes("22 B0 47"), UdsSession::standard).work().bytes),
+    EXPECT_EQ(hex(finished(Uds(nothing, {}, false).plan(bytes("22 B0 47"), UdsSession::standard)).bytes),
               "7F 22 22");
+}
+
+TEST_F(UdsTest, AReadWithoutAnAnswerIsRepeatedInALaneOfItsOwnAndComesBackOnceItIsAnswered) {
+    // Given an identifier whose answer is lost once
+    makeVehicle({milliseconds(20), milliseconds(0), 2});
+    identifier("017d").script = {std::nullopt, FakePort::answered(0, Message(8))};
+    Plan const plan = Uds(*vehicle, {}, false).plan(bytes("22 01 7D"), UdsSession::standard);
+    EXPECT_EQ(plan.lane, Uds::IDENTIFIERS);
+    // When
+    Progress const first = plan.work();
+    // Then
+    ASSERT_TRUE(std::holds_alternative<std::size_t>(first));
+    EXPECT_EQ(std::get<std::size_t>(first), Uds::SILENT_IDENTIFIERS);
+    EXPECT_TRUE(vehicle->isSilent(*dataIdentifiers().find("017d")));
+    EXPECT_EQ(hex(finished(plan).bytes), "62 01 7D 00 00 00 00 00 00 00 00");
+    EXPECT_FALSE(vehicle->isSilent(*dataIdentifiers().find("017d")));
+    EXPECT_EQ(identifier("017d").methods.size(), 2U) << "two attempts in all";
+}
+
+TEST_F(UdsTest, AnIdentifierThatStaysSilentIsAskedInThatLaneFromThenOnAndOthersOfItsRequestAreNot) {
+    makeVehicle({milliseconds(20), milliseconds(0), 2});
+    identifier("b047").script = {std::nullopt, std::nullopt};
+    EXPECT_EQ(hexOf("22 B0 47"), "7F 22 25");
+    identifier("b047").script = {FakePort::answered(0, timeLastClientPackage())};
+    answerReads("017d", Message(8));
+    Plan const plan = Uds(*vehicle, {}, false).plan(bytes("22 B0 47 01 7D"), UdsSession::standard);
+    EXPECT_EQ(plan.lane, Uds::SILENT_IDENTIFIERS);
+    EXPECT_EQ(std::get<std::size_t>(plan.work()), Uds::IDENTIFIERS);
+    EXPECT_TRUE(finished(plan).isPositive());
 }
 
 TEST_F(UdsTest, OneFailedReadOfSeveralFailsThemAll) {

@@ -13,6 +13,11 @@ namespace {
 /// What a monitor is told when a diagnostic event manager has come up and knows no state.
 constexpr unsigned char RESTART = 1;
 
+// A read that took much longer than the ones before was lost, most likely to another reader's answer. What is
+// repeated too early is only done twice.
+constexpr int TIMES_USUAL = 8;
+constexpr milliseconds LEAST_WAIT{250};
+
 std::vector<std::uint32_t> numbersOf(Catalogue const& catalogue) {
     std::vector<std::uint32_t> numbers;
     for (auto const& each : catalogue) numbers.push_back(each.number);
@@ -37,6 +42,7 @@ Vehicle::Vehicle(Services& services, Patience reading, milliseconds pause, std::
     }
     for (auto const& routine : routines()) m_started[&routine] = false;
     for (auto const& code : tester::troubleCodes()) m_available[&code] = false;
+    for (auto const& identifier : dataIdentifiers()) m_silent[&identifier] = false;
     for (auto const& code : tester::troubleCodes()) {
         auto const& port = m_ports.at(&code).port;
         if (!port) continue;
@@ -71,9 +77,34 @@ Report Vehicle::read(Target const& identifier) {
     using std::chrono::steady_clock;
     auto const left = m_lastRead + m_pause - steady_clock::now();
     if (left > steady_clock::duration(0)) pause(std::chrono::ceil<milliseconds>(left), m_stop);
-    Report report = call(identifier, METHOD_READ, Reply::output, m_reading);
+    Patience patience = m_reading;
+    patience.attempts = 1;
+    auto const usual = m_usual.find(&identifier);
+    if (usual != m_usual.end() && m_reading.attempts > 1)
+        patience.timeout = std::min(m_reading.timeout, std::max(TIMES_USUAL * usual->second, LEAST_WAIT));
+    Report report = call(identifier, METHOD_READ, Reply::output, patience);
     m_lastRead = steady_clock::now();
+    if (isAnswer(report.outcome)) {
+        milliseconds const took{static_cast<milliseconds::rep>(report.exchange.elapsedMs) + 1};
+        milliseconds& longest = m_usual[&identifier];
+        longest = std::max(took, longest * 9 / 10);
+    } else if (m_reading.attempts > 1 && isWorthRepeating(report.outcome)) {
+        m_silent.at(&identifier) = true;
+    }
     return report;
+}
+
+Report Vehicle::readSilent(Target const& identifier) {
+    pause(m_reading.retryPause, m_stop);
+    Patience patience = m_reading;
+    patience.attempts = std::max(1U, m_reading.attempts - 1);
+    Report report = call(identifier, METHOD_READ, Reply::output, patience);
+    if (isAnswer(report.outcome)) m_silent.at(&identifier) = false;
+    return report;
+}
+
+bool Vehicle::isSilent(Target const& identifier) const {
+    return m_silent.at(&identifier);
 }
 
 Report Vehicle::control(Target const& routine, unsigned short method) {

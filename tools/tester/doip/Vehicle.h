@@ -27,8 +27,17 @@ public:
     Vehicle& operator=(Vehicle const&) = delete;
 
     /// Reads a data identifier and waits for the answer. Java's answer to one is shown to all of their
-    /// services, so they are read one after another and with a pause: one thread at a time.
+    /// services, so they are read one after another and with a pause: one thread at a time. One attempt,
+    /// which takes no longer than this identifier's answers make likely. After it was in vain, and attempts
+    /// are left, the identifier counts as silent.
     Report read(Target const& identifier);
+
+    /// The remaining attempts at an identifier that counts as silent, each with all the time that reads have.
+    /// It counts no more so once it has answered. Beside `read`, one thread at a time.
+    Report readSilent(Target const& identifier);
+
+    /// Whether the identifier gave no answer the last time. Any thread.
+    bool isSilent(Target const& identifier) const;
 
     /// Calls a routine's method and waits for its answer. Any thread.
     Report control(Target const& routine, unsigned short method);
@@ -55,7 +64,9 @@ private:
     std::vector<std::string> m_problems;
     std::map<Target const*, std::atomic<bool>> m_started;    // its keys are never changed once made
     std::map<Target const*, std::atomic<bool>> m_available;  // likewise, of trouble codes
-    std::chrono::steady_clock::time_point m_lastRead;        // of the thread that reads
+    std::map<Target const*, std::atomic<bool>> m_silent;     // likewise, of data identifiers
+    std::map<Target const*, milliseconds> m_usual;  // of the thread that reads: how long answers took lately
+    std::chrono::steady_clock::time_point m_lastRead;  // likewise
     TroubleCodes m_codes;
     std::vector<std::shared_ptr<TroubleCodeEar>> m_ears;
     std::vector<std::shared_ptr<eb::com::runtime::Service_finder::Subscription_handle>>
