@@ -1,9 +1,9 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -28,8 +28,11 @@ namespace zvg::val::diag_ara::services {
 ///     Cancel      stays               Canceled, the Read has zeros   stays
 ///     response    stays, dropped      Idle, decoded with any result  stays, dropped
 ///
-/// Nobody waits for another here and nothing refuses a second Read: it takes the place of the first, whose
-/// caller gets no reply. So a Read that comes while a response is being decoded can lose its flag to it.
+/// No operation waits for another, and nothing refuses a second Read: it takes the place of the first, whose
+/// caller gets no reply. Each Read has a number. An operation changes the flags only while the Read that it
+/// found is still the latest: a reply leaves before the flags change, and the client may have begun its next
+/// Read by then. Two operations may both complete one Read; the first result stands. So no Read is left
+/// without a result, except one that was replaced and one that got a response that can't be used.
 template <class Server, class SkeletonImpl, class Output, class CancelOutput>
 class BaseMethodServer : public SkeletonServer<SkeletonImpl> {
 public:
@@ -49,10 +52,13 @@ public:
         m_skeleton = makeSkeleton<SkeletonImpl>(this->m_instanceId);
         m_skeleton->m_server = this;
         m_logPrefix = m_serviceName + "::methods::Server<" + name + ">::";
-        m_requestCanceled = false;
-        m_responseReceived = false;
-        m_requestPending = false;
-        renewPromise();
+        beginRead();
+        {
+            std::lock_guard const lock(m_requestMutex);
+            m_requestCanceled = false;
+            m_responseReceived = false;
+            m_requestPending = false;
+        }
         out(level::DETAIL, TRACE_HERE, "");
     }
 
@@ -64,16 +70,15 @@ public:
             return eValNotSupported;
         }
         out(level::DETAIL, TRACE_HERE, "Server::handleMsg Received diagnostic response");
-        if (m_requestCanceled) {
-            m_requestPending = false;
+        auto const [canceled, pending] = takeResponse();
+        if (canceled) {
             out(level::ERROR, TRACE_HERE,
                 "Server::handleMsg diagnostic response received but request is canceled message is ignored");
             return eValError;
         }
-        if (m_requestPending) {
+        if (pending) {
             eValStatus const status = unpackDiagnosticsresponse(length, data);
-            m_requestPending = false;
-            m_responseReceived = true;
+            endAnswered();
             return status;
         }
         out(level::ERROR, TRACE_HERE,
@@ -89,13 +94,18 @@ protected:
     BaseMethodServer(std::uint16_t requestId, std::string serviceName)
         : m_requestId(requestId), m_serviceName(std::move(serviceName)) {}
 
-    /// Decodes a response and completes the promise. The result is handleMsg's.
+    using Promise = eb::com::Promise<Output>;
+
+    /// Decodes a response and completes the promise. The result is handleMsg's. The Read still awaits its
+    /// response meanwhile.
     virtual eValStatus unpackDiagnosticsresponse(unsigned short length, unsigned char* data) = 0;
 
-    /// The promise of the Read now in progress. Whoever completes it holds this share meanwhile, so that
-    /// a Read that replaces it does not destroy it under his hands.
-    std::shared_ptr<eb::com::Promise<Output>> promise() {
-        std::lock_guard const lock(m_promiseMutex);
+    /// For the decoder: the promise of the Read that the response answers, which is the latest. A decoder
+    /// asks once and keeps this share until it returns, so that a Read that comes meanwhile does not destroy
+    /// a promise in use.
+    std::shared_ptr<Promise> promise() {
+        std::lock_guard const lock(m_requestMutex);
+        m_answeredRead = m_latestRead;
         return m_promise;
     }
 
@@ -104,27 +114,81 @@ protected:
 private:
     friend SkeletonImpl;
 
-    /// Puts a fresh promise in the place of the old one, which is destroyed, and returns its future.
-    eb::com::Future<Output> renewPromise() {
-        auto fresh = std::make_shared<eb::com::Promise<Output>>();
+    using ReadNumber = std::uint64_t;
+    struct PendingRead {
+        ReadNumber number;
+        std::shared_ptr<Promise> promise;  // shared for the same reason as a decoder's
+    };
+    struct ResponseState {
+        bool canceled;
+        bool pending;
+    };
+
+    /// Read begins: puts a fresh promise in the place of the old one, which is destroyed.
+    std::pair<ReadNumber, eb::com::Future<Output>> beginRead() {
+        auto fresh = std::make_shared<Promise>();
         auto future = fresh->get_future();
-        {
-            std::lock_guard const lock(m_promiseMutex);
-            m_promise.swap(fresh);
-        }
-        return future;
+        std::lock_guard const lock(m_requestMutex);
+        m_promise.swap(fresh);
+        return {++m_latestRead, std::move(future)};
     }
 
-    // One byte each, touched by pool threads and the thread of handleMsg without any order but their own.
-    using Flag = std::atomic<bool>;
-    static_assert(sizeof(Flag) == 1 && Flag::is_always_lock_free);
+    /// Read is about to ask Java.
+    void awaitResponse(ReadNumber number) {
+        std::lock_guard const lock(m_requestMutex);
+        if (number != m_latestRead) return;
+        m_requestCanceled = false;
+        m_requestPending = true;
+    }
 
-    std::mutex m_promiseMutex;  // held for the exchange of the pointer, never while a promise is completed
-    std::shared_ptr<eb::com::Promise<Output>> m_promise =
-        std::make_shared<eb::com::Promise<Output>>();  // guarded by m_promiseMutex
-    Flag m_requestCanceled = false;
-    Flag m_responseReceived = false;
-    Flag m_requestPending = false;
+    /// Read could not ask Java: its promise, to be completed; null if a later Read has destroyed it.
+    std::shared_ptr<Promise> endUnsent(ReadNumber number) {
+        std::lock_guard const lock(m_requestMutex);
+        if (number != m_latestRead) return nullptr;
+        m_requestPending = false;
+        m_requestCanceled = false;
+        return m_promise;
+    }
+
+    /// Cancel: what it has to complete, if anything.
+    std::optional<PendingRead> pendingRead() {
+        std::lock_guard const lock(m_requestMutex);
+        if (!m_requestPending) return std::nullopt;
+        return PendingRead{m_latestRead, m_promise};
+    }
+
+    /// Cancel has completed a Read.
+    void endCanceled(ReadNumber number) {
+        std::lock_guard const lock(m_requestMutex);
+        if (number != m_latestRead) return;
+        m_requestPending = false;
+        m_requestCanceled = true;
+    }
+
+    /// A response has come.
+    ResponseState takeResponse() {
+        std::lock_guard const lock(m_requestMutex);
+        if (m_requestCanceled) m_requestPending = false;
+        m_answeredRead = m_latestRead;
+        return {m_requestCanceled, m_requestPending};
+    }
+
+    /// The decoder has returned.
+    void endAnswered() {
+        std::lock_guard const lock(m_requestMutex);
+        if (m_answeredRead == m_latestRead) m_requestPending = false;
+        m_responseReceived = true;
+    }
+
+    // Held to look and to change, never while a promise is completed or destroyed, Java is asked, or a
+    // response is decoded.
+    std::mutex m_requestMutex;
+    std::shared_ptr<Promise> m_promise = std::make_shared<Promise>();  // guarded by m_requestMutex
+    ReadNumber m_latestRead = 0;                                       // guarded by m_requestMutex
+    ReadNumber m_answeredRead = 0;    // the one that the response in hand answers; guarded by m_requestMutex
+    bool m_requestCanceled = false;   // guarded by m_requestMutex
+    bool m_responseReceived = false;  // guarded by m_requestMutex
+    bool m_requestPending = false;    // guarded by m_requestMutex
     // From here on written before the offer and read only after it.
     std::uint16_t m_requestId;
     std::string m_serviceName;

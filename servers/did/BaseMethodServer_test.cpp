@@ -1,4 +1,6 @@
 // The life of a server and what it makes of messages in each state of its request.
+#include <functional>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -192,6 +194,67 @@ TEST_F(UnknownToThePlatform, InitTellsTheIncidentAndPassesTheExceptionOn) {
     EXPECT_THAT(incidents[0], HasSubstr("no instance 1"));
     // And nothing is offered.
     server.start();
+}
+
+// A service whose decoder looks at the flags.
+struct WatchedService;
+struct WatchingSkeleton {
+    explicit WatchingSkeleton(std::string const&) {}
+    void OfferService() {}
+    void StopOfferService() {}
+    services::BaseMethodServer<WatchedService, WatchingSkeleton, KnownRead::Output, void>* m_server = nullptr;
+
+    /// A Read, up to where it asks Java.
+    void read() { m_server->awaitResponse(m_server->beginRead().first); }
+    bool pending() const { return m_server->m_requestPending; }
+    bool received() const { return m_server->m_responseReceived; }
+};
+struct WatchedService
+    : services::BaseMethodServer<WatchedService, WatchingSkeleton, KnownRead::Output, void> {
+    WatchedService() : BaseMethodServer(0x1234, "watched") {}
+    eValStatus unpackDiagnosticsresponse(unsigned short, unsigned char*) override {
+        decoder();
+        return eValRefused;
+    }
+    WatchingSkeleton& skeleton() { return *m_skeleton; }
+    std::function<void()> decoder;
+};
+
+class Watched : public Vehicle {
+protected:
+    void SetUp() override {
+        Vehicle::SetUp();
+        server.init("0");
+    }
+    WatchedService server;
+    Bytes const any = Bytes(10);
+};
+
+TEST_F(Watched, FlagsChangeAfterTheDecoderHasReturned) {
+    WatchingSkeleton& operations = server.skeleton();
+    server.decoder = [&] {
+        EXPECT_TRUE(operations.pending());
+        EXPECT_FALSE(operations.received());
+    };
+    operations.read();
+    EXPECT_EQ(deliver(server, RESPONSE, any), eValRefused);
+    EXPECT_FALSE(operations.pending());
+    EXPECT_TRUE(operations.received());
+}
+
+TEST_F(Watched, ReadThatBeginsInTheDecoderAwaitsItsOwnResponse) {
+    // Given a client that reads again as soon as its reply has come
+    WatchingSkeleton& operations = server.skeleton();
+    operations.read();
+    server.decoder = [&] { operations.read(); };
+    EXPECT_EQ(deliver(server, RESPONSE, any), eValRefused);
+    EXPECT_TRUE(operations.pending());
+    // When
+    server.decoder = [] {};
+    EXPECT_EQ(deliver(server, RESPONSE, any), eValRefused);
+    // Then
+    EXPECT_FALSE(operations.pending());
+    EXPECT_EQ(deliver(server, RESPONSE, any), eValError);
 }
 
 }  // namespace

@@ -25,6 +25,23 @@ protected:
                            typename Read::Output, void>(row.requestId, row.serviceName),
           m_row(row) {}
 
+    /// Decodes with `decode`, which completes the promise that it is given. If a Cancel has completed it in
+    /// the meantime, that result stands, and the response ends here.
+    template <class Decode>
+    eValStatus answerWith(Decode const& decode) {
+        Response response(m_row, this->logPrefix());
+        auto const promise = this->promise();
+        try {
+            return decode(response, *promise);
+        } catch (std::future_error const& error) {
+            this->out(level::ERROR, __LINE__, "::", "unpackDiagnosticsresponse", "() ",
+                      "std::future exception thrown: ", error.what(),
+                      " corresponding requestId: ", response.requestId());
+            return eValException;
+        }
+    }
+
+private:
     Row const m_row;
 };
 
@@ -34,54 +51,55 @@ template <class Server, class Skeleton, class Read>
 class FullShape : public RowServer<Server, Skeleton, Read> {
 protected:
     using RowServer<Server, Skeleton, Read>::RowServer;
-
-private:
     using Code = ac::dm::types::UDSResponseCodeType;
+    using Promise = eb::com::Promise<typename Read::Output>;
 
     eValStatus unpackDiagnosticsresponse(unsigned short length, unsigned char* data) override {
-        Response response(this->m_row, this->logPrefix());
-        typename Read::Output output{};
-        try {
-            if (response.unpack(length, data) != eUnpackOk) {
-                return fail(Code::kFailurePreventsExecutionOfRequestedAction, eValBadMessage);
+        return this->answerWith([length, data](Response& response, Promise& promise) {
+            try {
+                if (response.unpack(length, data) != eUnpackOk) {
+                    return fail(promise, Code::kFailurePreventsExecutionOfRequestedAction, eValBadMessage);
+                }
+                response.trace();
+                if (!response.accepted())
+                    return fail(promise, Code::kIncorrectMessageLengthOrInvalidFormat, eValRefused);
+                typename Read::Output output{};
+                response.copyTo(output.fields());
+                promise.set_value(std::move(output));
+                return eValOk;
+            } catch (std::future_error const&) {
+                throw;
+            } catch (std::exception const&) {
+                return fail(promise, Code::kUnspecified, eValException);
             }
-            response.trace();
-            if (!response.accepted()) return fail(Code::kIncorrectMessageLengthOrInvalidFormat, eValRefused);
-            response.copyTo(output.fields());
-            this->promise()->set_value(std::move(output));
-            return eValOk;
-        } catch (std::future_error const& error) {
-            this->out(level::ERROR, TRACE_HERE, "std::future exception thrown: ", error.what(),
-                      " corresponding requestId: ", response.requestId());
-            return eValException;
-        } catch (std::exception const&) {
-            return fail(Code::kUnspecified, eValException);
-        }
+        });
     }
 
-    eValStatus fail(Code code, eValStatus status) {
-        this->promise()->set_exception(std::make_exception_ptr(code));
+private:
+    static eValStatus fail(Promise& promise, Code code, eValStatus status) {
+        promise.set_exception(std::make_exception_ptr(code));
         return status;
     }
 };
 
 /// The servers whose whole data is one list. An answer that can't be used leaves the read open until the
-/// next one replaces it, and an exception passes on to the caller.
+/// next one replaces it. Exceptions pass on to the caller, apart from that of a promise that is complete.
 template <class Server, class Skeleton, class Read>
 class ShortShape : public RowServer<Server, Skeleton, Read> {
 protected:
     using RowServer<Server, Skeleton, Read>::RowServer;
+    using Promise = eb::com::Promise<typename Read::Output>;
 
-private:
     eValStatus unpackDiagnosticsresponse(unsigned short length, unsigned char* data) override {
-        Response response(this->m_row, this->logPrefix());
-        if (response.unpack(length, data) != eUnpackOk) return eValBadMessage;
-        response.trace();
-        if (!response.accepted()) return eValRefused;
-        typename Read::Output output{};
-        response.copyTo(output.fields());
-        this->promise()->set_value(std::move(output));
-        return eValOk;
+        return this->answerWith([length, data](Response& response, Promise& promise) {
+            if (response.unpack(length, data) != eUnpackOk) return eValBadMessage;
+            response.trace();
+            if (!response.accepted()) return eValRefused;
+            typename Read::Output output{};
+            response.copyTo(output.fields());
+            promise.set_value(std::move(output));
+            return eValOk;
+        });
     }
 };
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <future>
 #include <map>
 #include <string>
 #include <utility>
@@ -34,10 +35,9 @@ public:
         }
         m_server->out(zvg::val::level::DETAIL, TRACE_HERE, "Calling Server::Cancel");
         done.set_value();
-        if (m_server->m_requestPending) {
-            m_server->promise()->set_value(Output{});
-            m_server->m_requestPending = false;
-            m_server->m_requestCanceled = true;
+        if (auto const read = m_server->pendingRead()) {
+            completeWithZeros(*read->promise);
+            m_server->endCanceled(read->number);
         } else {
             m_server->out(zvg::val::level::DETAIL, TRACE_HERE,
                           "Server::Cancel Cancel received but no request in progress");
@@ -54,22 +54,19 @@ public:
             zeros.set_value(Output{});
             return zeros.get_future();
         }
-        auto future = m_server->renewPromise();
+        auto [number, future] = m_server->beginRead();
         m_server->out(zvg::val::level::DETAIL, TRACE_HERE, "Server::Sending Read Diagnosticsrequest ");
         // Before the request leaves: its response may be faster than this thread.
-        m_server->m_requestCanceled = false;
-        m_server->m_requestPending = true;
+        m_server->awaitResponse(number);
         if (zvg::val::diag_ara::services::sendReadRequest(m_server->m_requestId) == zvg::val::eValOk) {
             m_server->out(zvg::val::level::DETAIL, TRACE_HERE,
                           "Server::Read Diagnostic Request sent to Java");
-            return future;
+            return std::move(future);
         }
         m_server->out(zvg::val::level::DETAIL, TRACE_HERE,
                       "Server::Read Error while sending message to Java");
-        m_server->m_requestPending = false;
-        m_server->m_requestCanceled = false;
-        m_server->promise()->set_value(Output{});
-        return future;
+        if (auto const promise = m_server->endUnsent(number)) completeWithZeros(*promise);
+        return std::move(future);
     }
 
     /// Set before the service is offered; outlives every call, as its destructor ends the offer first.
@@ -77,5 +74,13 @@ public:
         nullptr;
 
 private:
+    /// A response or the other operation may have been faster: then its result stands.
+    static void completeWithZeros(eb::com::Promise<Output>& promise) {
+        try {
+            promise.set_value(Output{});
+        } catch (std::future_error const&) {  // already complete
+        }
+    }
+
     static constexpr unsigned char PARALLEL = 1;  // calls run side by side on the shared pool
 };
