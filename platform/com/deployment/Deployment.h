@@ -69,7 +69,10 @@ struct Limits {
     std::size_t messageBytes = 1U << 20U;    ///< of a message's payload
     std::size_t sendQueueBytes = 4U << 20U;  ///< waiting on one connection; more ends it
     std::size_t outstandingCalls = 256;      ///< taken from one connection; its socket isn't read above it
-    std::size_t connections = 512;           ///< accepted at one endpoint; more are closed at once
+    std::size_t queuedCalls = 1024;          ///< of all connections, taken and not begun; as above
+    std::size_t queuedBytes = 8U << 20U;     ///< payload of those calls
+    std::size_t connections = 512;           ///< accepted at one endpoint; above it one has to go
+    std::chrono::milliseconds messageLimit{10'000};  ///< from a message's first byte on a stream to its last
     std::chrono::milliseconds callLimit{90'000};  ///< from call to answer; a routine takes up to 60 s
     std::chrono::milliseconds connectLimit{3'000};
 };

@@ -174,8 +174,8 @@ Service_deployment readService(Node const& node) {
 }
 
 Limits readLimits(Node const& node) {
-    node.object({"message_bytes", "send_queue_bytes", "outstanding_calls", "connections", "call_limit_ms",
-                 "connect_limit_ms"});
+    node.object({"message_bytes", "send_queue_bytes", "outstanding_calls", "queued_calls", "queued_bytes",
+                 "connections", "message_limit_ms", "call_limit_ms", "connect_limit_ms"});
     Limits limits;
     constexpr std::uint64_t GIBIBYTE = 1U << 30U;
     constexpr std::uint64_t HOUR = 3'600'000;
@@ -188,7 +188,10 @@ Limits readLimits(Node const& node) {
     read("message_bytes", limits.messageBytes, GIBIBYTE);
     read("send_queue_bytes", limits.sendQueueBytes, GIBIBYTE);
     read("outstanding_calls", limits.outstandingCalls, 0xFFFF);
+    read("queued_calls", limits.queuedCalls, 0xFFFF);
+    read("queued_bytes", limits.queuedBytes, GIBIBYTE);
     read("connections", limits.connections, 0xFFFF);
+    readTime("message_limit_ms", limits.messageLimit);
     readTime("call_limit_ms", limits.callLimit);
     readTime("connect_limit_ms", limits.connectLimit);
     if (limits.sendQueueBytes < limits.messageBytes)

@@ -83,11 +83,15 @@ TEST(Manifest_test, LimitsHaveDefaultsAndAreTaken) {
     Limits const plain = parseManifest(GOOD, "car.json").limits;
     EXPECT_EQ(plain.messageBytes, 1U << 20U);
     EXPECT_EQ(plain.outstandingCalls, 256U);
+    EXPECT_EQ(plain.queuedCalls, 1024U);
+    EXPECT_EQ(plain.queuedBytes, 8U << 20U);
+    EXPECT_EQ(plain.messageLimit, std::chrono::seconds(10));
     EXPECT_EQ(plain.callLimit, std::chrono::seconds(90));
 
     Limits const set = parseManifest(with("{\"services\"",
                                           R"({"limits": {"message_bytes": 1000, "send_queue_bytes": 2000,
-        "outstanding_calls": 3, "connections": 4, "call_limit_ms": 5, "connect_limit_ms": 6}, "services")"),
+        "outstanding_calls": 3, "connections": 4, "call_limit_ms": 5, "connect_limit_ms": 6,
+        "queued_calls": 7, "queued_bytes": 8, "message_limit_ms": 9}, "services")"),
                                      "car.json")
                            .limits;
     EXPECT_EQ(set.messageBytes, 1000U);
@@ -96,6 +100,9 @@ TEST(Manifest_test, LimitsHaveDefaultsAndAreTaken) {
     EXPECT_EQ(set.connections, 4U);
     EXPECT_EQ(set.callLimit.count(), 5);
     EXPECT_EQ(set.connectLimit.count(), 6);
+    EXPECT_EQ(set.queuedCalls, 7U);
+    EXPECT_EQ(set.queuedBytes, 8U);
+    EXPECT_EQ(set.messageLimit.count(), 9);
 }
 
 TEST(Manifest_test, AddressOfTheProcessReplacesEveryEndpoints) {

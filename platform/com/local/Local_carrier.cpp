@@ -33,7 +33,7 @@ void Local_carrier::deliver(Waiting const& waiting) {
         return waiting.call->finish({Call_outcome::not_available, 0, {}, "local: the service has gone"});
     ++m_calls;
     auto const session = std::make_shared<Session>(
-        m_loop,
+        m_loop, m_source, waiting.request.bytes().size(),
         [call = waiting.call, most = m_limits.messageBytes](std::uint8_t code, Serialized_payload payload) {
             std::size_t const bytes = payload.bytes().size();
             if (bytes <= most) return call->finish({Call_outcome::answered, code, std::move(payload), {}});

@@ -31,6 +31,7 @@ private:
     void sessionEnded();
 
     std::shared_ptr<Loop> const m_loop;
+    std::shared_ptr<Call_source> const m_source = std::make_shared<Call_source>();
     Limits const& m_limits;
     std::size_t m_calls = 0;
     std::deque<Waiting> m_waiting;

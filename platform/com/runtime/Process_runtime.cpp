@@ -56,7 +56,8 @@ Process_runtime::Process_runtime(Deployment deployment, std::shared_ptr<Loop> lo
           [this](Service_deployment const& service) { return offerOf(service); })),
       m_publisher(std::make_unique<Publisher>(*this)),
       m_calls(std::make_shared<Call_registry>(m_loop, m_answers)),
-      m_local(std::make_shared<Local_carrier>(m_loop, m_deployment.limits)) {
+      m_local(std::make_shared<Local_carrier>(m_loop, m_deployment.limits)),
+      m_backlog(std::make_shared<Backlog>(m_deployment.limits)) {
     m_links->listen(*m_subscriptions);
     try {
         m_loop->run([this] { m_directory->start(*m_subscriptions, *m_publisher); });
@@ -122,7 +123,7 @@ void Process_runtime::offer(std::shared_ptr<Provided_service> const& service) {
         auto& endpoint = m_endpoints[deployment.endpoint];
         if (!endpoint)
             endpoint = std::make_unique<someip::Server_endpoint>(
-                m_loop, *m_clock, *m_network, m_deployment.limits, deployment.endpoint,
+                m_loop, m_backlog, *m_clock, *m_network, m_deployment.limits, deployment.endpoint,
                 [this, at = deployment.endpoint](Address const& peer) { m_directory->connected(at, peer); },
                 [this, at = deployment.endpoint](std::uint16_t id, std::uint16_t eventgroup,
                                                  Address const& subscriber) {

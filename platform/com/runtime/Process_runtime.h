@@ -98,6 +98,7 @@ private:
     std::unique_ptr<Publisher> const m_publisher;
     std::shared_ptr<Call_registry> const m_calls;
     std::shared_ptr<Local_carrier> const m_local;
+    std::shared_ptr<Backlog> const m_backlog;
 
     // io thread:
     std::map<Name, std::shared_ptr<Provided_service>> m_offers;

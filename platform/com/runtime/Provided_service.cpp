@@ -8,6 +8,7 @@
 #include "platform/com/runtime/Counters.h"
 #include "platform/com/runtime/Log.h"
 #include "platform/com/runtime/Process_runtime.h"
+#include "platform/com/runtime/Session.h"
 #include "platform/com/someip/Frame.h"
 
 namespace eb::com::runtime {
@@ -17,18 +18,21 @@ void Provided_service::connect(std::shared_ptr<Call_taker> taker) {
     m_taker.swap(taker);
 }
 
-void Provided_service::deliver(unsigned short method,
-                               ac::com::cpp_binding::skeleton::Reply_function const& reply,
-                               Serialized_payload const& payload, std::shared_ptr<void> const& keep) {
-    std::shared_ptr<Call_taker> taker;
-    {
-        std::lock_guard lock(m_mutex);
-        taker = m_taker;
-    }
-    if (taker)
-        taker->take(method, reply, payload, keep);
+std::shared_ptr<Call_taker> Provided_service::taker() const {
+    std::lock_guard lock(m_mutex);
+    return m_taker;
+}
+
+void Provided_service::deliver(unsigned short method, ac::com::cpp_binding::skeleton::Reply_function reply,
+                               Serialized_payload const& payload, std::shared_ptr<Session> session) {
+    if (auto const present = taker())
+        present->take(method, std::move(reply), payload, std::move(session));
     else if (reply)
         reply(someip::E_NOT_READY, {});
+}
+
+void Provided_service::forget(Call_source const& source) {
+    if (auto const present = taker()) present->forget(source);
 }
 
 void Provided_service::send(unsigned short event, Serialized_payload const& payload) {

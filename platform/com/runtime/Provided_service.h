@@ -12,17 +12,22 @@
 
 namespace eb::com::runtime {
 
+class Call_source;
 class Process_runtime;
+class Session;
 
 /// Takes the calls of one provided service: the dispatcher's side of a Provided_service.
 class Call_taker {
 public:
     virtual ~Call_taker() = default;
 
-    /// `keep` has to live until the call has been handled: the carrier counts the call as outstanding as
-    /// long. Never blocks. io thread.
-    virtual void take(unsigned short method, ac::com::cpp_binding::skeleton::Reply_function const& reply,
-                      Serialized_payload const& payload, std::shared_ptr<void> const& keep) = 0;
+    /// `session` has to live until the call has been handled: the carrier counts the call as outstanding as
+    /// long. It is told when the call begins. Never blocks. io thread.
+    virtual void take(unsigned short method, ac::com::cpp_binding::skeleton::Reply_function reply,
+                      Serialized_payload const& payload, std::shared_ptr<Session> session) = 0;
+
+    /// Drops the calls of a source that have not begun: no peer waits for them any more. Any thread.
+    virtual void forget(Call_source const& source) = 0;
 };
 
 /// One instance of a service that this process can offer: where a Pport, its dispatcher and the carriers
@@ -39,8 +44,10 @@ public:
     void connect(std::shared_ptr<Call_taker> taker);
 
     /// Hands a call on, or answers it with E_NOT_READY when nobody takes calls. io thread.
-    void deliver(unsigned short method, ac::com::cpp_binding::skeleton::Reply_function const& reply,
-                 Serialized_payload const& payload, std::shared_ptr<void> const& keep);
+    void deliver(unsigned short method, ac::com::cpp_binding::skeleton::Reply_function reply,
+                 Serialized_payload const& payload, std::shared_ptr<Session> session);
+    /// The source has ended: its calls that have not begun are dropped. io thread.
+    void forget(Call_source const& source);
 
     /// Hands an event to the io thread, which sends it and keeps the value of a field. Never blocks; a
     /// publisher that is quicker than the io thread loses the oldest samples that wait. One that is longer
@@ -52,6 +59,8 @@ public:
     std::optional<Serialized_payload> value(unsigned short event) const;
 
 private:
+    std::shared_ptr<Call_taker> taker() const;
+
     struct Sample {
         unsigned short event;
         Serialized_payload payload;

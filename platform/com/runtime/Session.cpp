@@ -6,16 +6,27 @@
 
 namespace eb::com::runtime {
 
-Session::Session(std::shared_ptr<Loop> loop, ac::com::cpp_binding::skeleton::Reply_function answer,
-                 std::function<void()> ended)
-    : m_loop(std::move(loop)), m_answer(std::move(answer)), m_ended(std::move(ended)) {}
+Session::Session(std::shared_ptr<Loop> loop, std::shared_ptr<Call_source> source, std::size_t bytes,
+                 ac::com::cpp_binding::skeleton::Reply_function answer, std::function<void()> ended)
+    : m_loop(std::move(loop)),
+      m_source(std::move(source)),
+      m_bytes(bytes),
+      m_answer(std::move(answer)),
+      m_ended(std::move(ended)) {
+    m_source->taken(m_bytes);
+}
 
 Session::~Session() {
     try {
+        begin();
         m_loop->post(std::move(m_ended));
     } catch (...) {
         log(ara::log::LogLevel::kError, "no memory to end a call");
     }
+}
+
+void Session::begin() {
+    if (!m_begun.exchange(true)) m_source->left(m_bytes);
 }
 
 void Session::reply(std::uint8_t code, Serialized_payload payload) {

@@ -1,6 +1,8 @@
 #include "platform/com/someip/Asio_network.h"
 
 #include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 
 #include <asio/ip/multicast.hpp>
@@ -8,7 +10,7 @@
 #include <asio/ip/udp.hpp>
 #include <utility>
 
-#include "platform/com/runtime/Log.h"
+#include "platform/com/runtime/Peer_line.h"
 #include "platform/com/someip/Tcp_link.h"
 #include "platform/com/someip/Udp_link.h"
 
@@ -28,6 +30,26 @@ typename Protocol::endpoint toEndpoint(Address const& address) {
 
 constexpr std::chrono::milliseconds RETRY{100};
 
+/// How long a peer may be out of reach before its connection breaks. Left to itself, the system keeps the
+/// connections of a vanished host for hours.
+constexpr std::chrono::seconds REACH_LIMIT{10};
+constexpr std::chrono::seconds PROBED_AFTER{5};  ///< of silence
+constexpr std::chrono::seconds PROBE_PAUSE{1};
+
+/// The system breaks the connection with ETIMEDOUT when its peer acknowledges neither probes, which go out
+/// while nothing else does, nor what is sent to it.
+void breakWhenOutOfReach(asio::ip::tcp::socket& socket) {
+    auto const set = [&](int level, int option, auto time) {
+        auto const value = static_cast<int>(time.count());
+        ::setsockopt(socket.native_handle(), level, option, &value, sizeof value);
+    };
+    asio::error_code ignored;
+    socket.set_option(asio::socket_base::keep_alive(true), ignored);
+    set(IPPROTO_TCP, TCP_KEEPIDLE, PROBED_AFTER);
+    set(IPPROTO_TCP, TCP_KEEPINTVL, PROBE_PAUSE);
+    set(IPPROTO_TCP, TCP_USER_TIMEOUT, std::chrono::milliseconds(REACH_LIMIT));
+}
+
 /// What a datagram socket keeps until the io thread comes to read it: a message of 1 MiB in segments, with
 /// what the system adds to each of them. Only a privileged process gets more than net.core.rmem_max.
 void enlargeReceiveBuffer(asio::ip::udp::socket& socket) {
@@ -43,6 +65,7 @@ public:
         : m_loop(std::move(loop)),
           m_acceptor(m_loop->context()),
           m_clock(*m_loop),
+          m_cannotAccept(m_clock, ara::log::LogLevel::kError),
           m_sendQueueBytes(sendQueueBytes),
           m_accepted(std::move(accepted)) {
         m_acceptor.open(asio::ip::tcp::v4());
@@ -61,7 +84,7 @@ public:
                 closeOnExec(socket);
                 asio::error_code ignored;
                 socket.set_option(asio::ip::tcp::no_delay(true), ignored);
-                socket.set_option(asio::socket_base::keep_alive(true), ignored);
+                breakWhenOutOfReach(socket);
                 self->m_accepted(
                     std::make_shared<Tcp_link>(self->m_loop, std::move(socket), self->m_sendQueueBytes));
                 self->accept();
@@ -77,7 +100,7 @@ public:
 private:
     /// Out of descriptors, most likely: some may be free again soon.
     void retry(asio::error_code const& error) {
-        log(ara::log::LogLevel::kError, "can't accept a connection: " + error.message());
+        m_cannotAccept.write("can't accept a connection: " + error.message());
         m_timer = m_clock.after(RETRY, [weak = weak_from_this()] {
             if (auto const self = weak.lock(); self && self->m_acceptor.is_open()) self->accept();
         });
@@ -86,6 +109,7 @@ private:
     std::shared_ptr<Loop> m_loop;  // before the acceptor, which needs the loop's context to the end
     asio::ip::tcp::acceptor m_acceptor;
     Loop_clock m_clock;
+    Peer_line m_cannotAccept;
     std::size_t m_sendQueueBytes;
     Network::Accepted m_accepted;
     Clock::Timer m_timer;
@@ -157,6 +181,7 @@ std::shared_ptr<Link> Asio_network::connect(Endpoint const& remote) {
         }
         asio::ip::tcp::socket socket(m_loop->context(), asio::ip::tcp::v4());
         closeOnExec(socket);
+        breakWhenOutOfReach(socket);
         auto link = std::make_shared<Tcp_link>(m_loop, std::move(socket), m_sendQueueBytes);
         link->connectTo(toEndpoint<asio::ip::tcp>(remote.address));
         return link;

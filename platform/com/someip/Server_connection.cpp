@@ -4,7 +4,6 @@
 #include <optional>
 #include <utility>
 
-#include "platform/com/runtime/Log.h"
 #include "platform/com/runtime/Session.h"
 
 namespace eb::com::runtime::someip {
@@ -51,18 +50,39 @@ Server_connection::Server_connection(std::shared_ptr<Server_context> context, st
     : m_context(std::move(context)),
       m_link(std::move(link)),
       m_closed(std::move(closed)),
-      m_reader(m_context->limits.messageBytes) {}
+      m_reader(m_context->limits.messageBytes),
+      m_lastActive(m_context->clock.now()) {}
 
 Server_connection::~Server_connection() {
     m_link->close();
 }
 
+void Server_connection::start() {
+    m_source = std::make_shared<Call_source>(
+        m_context->backlog, [loop = m_context->loop, weak = weak_from_this()] {
+            loop->post([weak] {
+                if (auto const connection = weak.lock()) connection->readOn();
+            });
+        });
+    m_link->start(weak_from_this());
+}
+
 bool Server_connection::isFull() const noexcept {
-    return m_calls >= m_context->limits.outstandingCalls || m_callBytes > 2 * m_context->limits.messageBytes;
+    return m_calls >= m_context->limits.outstandingCalls ||
+           m_callBytes > 2 * m_context->limits.messageBytes || !m_source->mayTake();
+}
+
+bool Server_connection::pausesWhenFull() {
+    if (!isFull()) return false;
+    m_source->awaitRoom();
+    if (!isFull()) return false;
+    if (!std::exchange(m_paused, true)) m_link->pause();
+    return true;
 }
 
 void Server_connection::received(std::uint8_t const* bytes, std::size_t size, Address const& from) {
     if (m_ending) return;  // read only to hear the peer's end
+    m_lastActive = m_context->clock.now();
     if (isDatagram()) {
         Frame_reader reader(m_context->limits.messageBytes);
         reader.feed(bytes, size);
@@ -76,22 +96,40 @@ void Server_connection::received(std::uint8_t const* bytes, std::size_t size, Ad
 void Server_connection::readFrames(Frame_reader& reader, Address const& from) {
     Frame frame;
     auto found = Frame_reader::Found::frame;
-    while (!m_ending && !isFull() && (found = reader.next(frame)) == Frame_reader::Found::frame)
+    bool tookOne = false;
+    while (!m_ending && !pausesWhenFull() && (found = reader.next(frame)) == Frame_reader::Found::frame) {
         handle(frame, from);
-    if (isFull()) {
-        m_link->pause();
-        return;
+        tookOne = true;
     }
+    if (!isDatagram()) watchMessage(tookOne);
+    if (m_paused) return;
     if (found == Frame_reader::Found::tooLong) refuse(frame.header, from, E_MALFORMED_MESSAGE);
     bool const nonsense = found == Frame_reader::Found::tooLong || found == Frame_reader::Found::tooShort;
     if (nonsense && !isDatagram()) {
         // Nobody knows where the next message begins.
-        log(ara::log::LogLevel::kWarn,
+        m_context->impossibleLength.write(
             "a connection is ended: its peer sent a message of an impossible length");
-        ++counters().dropped;
-        m_ending = true;
-        proceed();
+        endAfterReplies();
     }
+}
+
+void Server_connection::watchMessage(bool tookOne) {
+    if (m_paused || m_ending || m_reader.pending() == 0) return m_unfinished.reset();
+    if (m_unfinished && !tookOne) return;
+    auto const limit = m_context->limits.messageLimit;
+    m_unfinished = m_context->clock.after(limit, [weak = weak_from_this(), limit] {
+        auto const self = weak.lock();
+        if (!self || self->m_paused || self->m_ending) return;
+        self->m_context->unfinished.write("a connection is ended: its peer sent no whole message in " +
+                                          std::to_string(limit.count()) + " ms");
+        self->endAfterReplies();
+    });
+}
+
+void Server_connection::endAfterReplies() {
+    ++counters().dropped;
+    m_ending = true;
+    proceed();
 }
 
 void Server_connection::handle(Frame const& frame, Address const& from) {
@@ -103,7 +141,7 @@ void Server_connection::handle(Frame const& frame, Address const& from) {
     std::shared_ptr<Provided_service> const service = m_context->offers.at(header.service);
     std::size_t const bytes = frame.payload.bytes().size();
     auto const session = std::make_shared<Session>(
-        m_context->loop,
+        m_context->loop, m_source, bytes,
         [loop = m_context->loop, weak = weak_from_this(), header, from](std::uint8_t code,
                                                                         Serialized_payload payload) {
             loop->post([weak, header, from, code, payload = std::move(payload)] {
@@ -115,8 +153,9 @@ void Server_connection::handle(Frame const& frame, Address const& from) {
         });
     ++m_calls;
     m_callBytes += bytes;
-    auto const reply = wantsAnswer(header) ? Session::replyOf(session) : nullptr;
-    service->deliver(*indexOf(service->deployment(), header.method), reply, frame.payload, session);
+    auto reply = wantsAnswer(header) ? Session::replyOf(session) : nullptr;
+    service->deliver(*indexOf(service->deployment(), header.method), std::move(reply), frame.payload,
+                     session);
 }
 
 void Server_connection::refuse(Header const& request, Address const& to, std::uint8_t code) {
@@ -126,8 +165,8 @@ void Server_connection::refuse(Header const& request, Address const& to, std::ui
 void Server_connection::reply(Header const& request, Address const& to, std::uint8_t code,
                               Serialized_payload const& payload) {
     if (payload.bytes().size() > m_context->limits.messageBytes) {
-        log(ara::log::LogLevel::kError,
-            "a reply of " + std::to_string(payload.bytes().size()) + " bytes is too long for its carrier");
+        m_context->longReply.write("a reply of " + std::to_string(payload.bytes().size()) +
+                                   " bytes is too long for its carrier");
         return reply(request, to, E_NOT_OK, {});
     }
     m_link->send(encode(answerTo(request, code), payload.bytes()), to);
@@ -142,14 +181,18 @@ bool Server_connection::reaches(Address const& address) const {
 }
 
 void Server_connection::sessionEnded(std::size_t bytes) {
-    bool const wasFull = isFull();
     --m_calls;
     m_callBytes -= bytes;
-    if (wasFull && !isFull() && !m_ending) {
-        if (!isDatagram()) readFrames(m_reader, {});
-        if (!isFull()) m_link->resume();
-    }
+    m_lastActive = m_context->clock.now();
+    readOn();
     proceed();
+}
+
+void Server_connection::readOn() {
+    if (!m_paused || m_ending || pausesWhenFull()) return;
+    m_paused = false;
+    if (!isDatagram()) readFrames(m_reader, {});
+    if (!m_paused) m_link->resume();
 }
 
 void Server_connection::proceed() {
@@ -171,13 +214,19 @@ void Server_connection::peerEnded() {
 }
 
 void Server_connection::broken(std::error_code const& reason) {
-    log(ara::log::LogLevel::kDebug, "a connection is broken: " + reason.message());
-    if (reason == std::errc::no_buffer_space) ++counters().dropped;
+    if (reason == std::errc::no_buffer_space) {
+        m_context->unread.write("a connection is ended: its peer leaves too much unread");
+        ++counters().dropped;
+    } else {
+        m_context->brokenLink.write("a connection is broken: " + reason.message());
+    }
     close();
 }
 
 void Server_connection::close() {
     m_link->close();
+    if (m_source)
+        for (auto const& [id, service] : m_context->offers) service->forget(*m_source);
     if (auto const closed = std::exchange(m_closed, nullptr)) closed();
 }
 

@@ -2,19 +2,20 @@
 
 #include <utility>
 
-#include "platform/com/runtime/Log.h"
 #include "platform/com/someip/Tp_link.h"
 
 namespace eb::com::runtime::someip {
 
-Server_endpoint::Server_endpoint(std::shared_ptr<Loop> loop, Clock& clock, Network& network,
-                                 Limits const& limits, Endpoint local, Accepted accepted,
+Server_endpoint::Server_endpoint(std::shared_ptr<Loop> loop, std::shared_ptr<Backlog> backlog, Clock& clock,
+                                 Network& network, Limits const& limits, Endpoint local, Accepted accepted,
                                  Subscribers::Gone subscriberGone)
     : m_network(network),
       m_local(local),
       m_accepted(std::move(accepted)),
-      m_context(new Server_context{std::move(loop), clock, limits, local.transport, {}, false}),
-      m_subscribers(limits, std::move(subscriberGone)) {}
+      m_context(
+          new Server_context{std::move(loop), std::move(backlog), clock, limits, local.transport, {}, false}),
+      m_subscribers(limits, std::move(subscriberGone)),
+      m_tooMany(clock, ara::log::LogLevel::kWarn) {}
 
 Server_endpoint::~Server_endpoint() {
     m_listener.reset();
@@ -46,10 +47,15 @@ void Server_endpoint::open() {
 
 bool Server_endpoint::add(std::shared_ptr<Link> link) {
     if (m_connections.size() >= m_context->limits.connections) {
-        log(ara::log::LogLevel::kWarn, m_local.text() + ": too many connections; another one is closed");
+        auto const idle = dispensable();
+        m_tooMany.write(m_local.text() + ": too many connections; " +
+                        (idle ? "one that is idle is closed" : "another one is refused"));
         ++counters().dropped;
-        link->close();
-        return false;
+        if (!idle) {
+            link->close();
+            return false;
+        }
+        idle->close();
     }
     auto const holder = std::make_shared<std::weak_ptr<Server_connection>>();
     auto const connection = std::make_shared<Server_connection>(m_context, std::move(link), [this, holder] {
@@ -61,6 +67,18 @@ bool Server_endpoint::add(std::shared_ptr<Link> link) {
     m_connections.insert(connection);
     connection->start();
     return true;
+}
+
+std::shared_ptr<Server_connection> Server_endpoint::dispensable() const {
+    std::map<std::uint32_t, std::size_t> connectionsOf;
+    for (auto const& connection : m_connections) ++connectionsOf[connection->remote().ip];
+    std::shared_ptr<Server_connection> chosen;
+    auto const rank = [&](Server_connection const& connection) {
+        return std::pair(~connectionsOf[connection.remote().ip], connection.lastActive());
+    };
+    for (auto const& connection : m_connections)
+        if (connection->isIdle() && (!chosen || rank(*connection) < rank(*chosen))) chosen = connection;
+    return chosen;
 }
 
 void Server_endpoint::withdraw(Provided_service const& service) {

@@ -17,8 +17,9 @@ public:
     /// Told of a stream that was accepted, once its peer may subscribe.
     using Accepted = std::function<void(Address const& peer)>;
 
-    Server_endpoint(std::shared_ptr<Loop> loop, Clock& clock, Network& network, Limits const& limits,
-                    Endpoint local, Accepted accepted, Subscribers::Gone subscriberGone);
+    Server_endpoint(std::shared_ptr<Loop> loop, std::shared_ptr<Backlog> backlog, Clock& clock,
+                    Network& network, Limits const& limits, Endpoint local, Accepted accepted,
+                    Subscribers::Gone subscriberGone);
     ~Server_endpoint();
     Server_endpoint(Server_endpoint const&) = delete;
     Server_endpoint& operator=(Server_endpoint const&) = delete;
@@ -35,8 +36,11 @@ public:
 
 private:
     void open();
-    /// False if there are too many connections; it is closed then.
+    /// False if there are too many connections and none of them is idle; the link is closed then.
     bool add(std::shared_ptr<Link> link);
+    /// The idle connection that gives way to a new one: of the host that has the most connections, the one
+    /// that has been idle longest. Null if all are busy.
+    std::shared_ptr<Server_connection> dispensable() const;
 
     Network& m_network;
     Endpoint const m_local;
@@ -45,6 +49,7 @@ private:
     std::unique_ptr<Listener> m_listener;  // tcp
     std::set<std::shared_ptr<Server_connection>> m_connections;
     Subscribers m_subscribers;
+    Peer_line m_tooMany;
 };
 
 }  // namespace eb::com::runtime::someip

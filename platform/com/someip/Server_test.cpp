@@ -248,19 +248,23 @@ TEST_F(Server_limits_test, DatagramsAboveTheLimitWaitWithTheOperatingSystem) {
     expectEcho(peer, UDP_SERVICE);
 }
 
-TEST_F(Server_limits_test, ConnectionsAboveTheLimitAreClosed) {
+TEST_F(Server_limits_test, ConnectionAboveTheLimitIsClosedWhileAllOthersAreBusy) {
     std::deque<Raw_socket> peers;
-    for (int count = 0; count < 3; ++count) {
+    for (std::size_t count = 0; count < 3; ++count) {
         peers.emplace_back(tcp());
-        expectEcho(peers.back(), TCP_SERVICE);
+        peers.back().send(frame(request(TCP_SERVICE, wire(HOLD))));
+        ASSERT_TRUE(eventually([&] { return m_tcpService.held() == count + 1; }));
     }
     Raw_socket rejected(tcp());
     EXPECT_TRUE(rejected.isClosedByPeer());
-    for (Raw_socket& peer : peers) expectEcho(peer, TCP_SERVICE);
-    peers.pop_back();
-    ASSERT_TRUE(eventually([] { return counters().connections == 3; }));
+    for (auto const& reply : m_tcpService.takeHeld()) reply(0, {});
+    for (Raw_socket& peer : peers) EXPECT_TRUE(peer.read());
+    ASSERT_TRUE(eventually([] { return counters().sessions == 0; }));
+
     Raw_socket next(tcp());
+
     expectEcho(next, TCP_SERVICE);
+    EXPECT_EQ(counters().connections, 4) << "one of the three had to go; the fourth is the UDP socket";
 }
 
 TEST_F(Server_test, ServiceThatWasWithdrawnIsUnknownAndItsPortCloses) {

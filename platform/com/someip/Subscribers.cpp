@@ -9,7 +9,9 @@ bool Subscribers::add(std::uint16_t service, std::uint16_t eventgroup, Address c
                       std::shared_ptr<Server_connection> const& connection) {
     auto& group = m_groups[{service, eventgroup}];
     if (group.size() >= m_limits.connections && !group.contains(address)) return false;
-    group[address].connection = connection;
+    Subscriber& subscriber = group[address];
+    subscriber.connection = connection;
+    subscriber.held = connection->subscription();
     return true;
 }
 

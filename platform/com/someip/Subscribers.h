@@ -41,6 +41,7 @@ private:
     using Group = std::pair<std::uint16_t, std::uint16_t>;  // ids of service and eventgroup
     struct Subscriber {
         std::weak_ptr<Server_connection> connection;
+        std::shared_ptr<void> held;                       // the connection's mark that it has subscribers
         std::map<std::uint16_t, std::uint16_t> sessions;  // by the event's id; the last that was sent
         Counted counted{counters().subscribers};
     };

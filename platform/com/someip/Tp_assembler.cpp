@@ -5,8 +5,6 @@
 #include <string>
 #include <utility>
 
-#include "platform/com/runtime/Log.h"
-
 namespace eb::com::runtime::someip {
 namespace {
 
@@ -18,15 +16,16 @@ std::size_t endOf(std::pair<std::size_t const, Tp_assembler::Bytes> const& piece
     return piece.first + piece.second.size();
 }
 
-void note(Address const& from, std::uint16_t service, std::uint16_t method, std::uint16_t session,
-          char const* why) {
-    ++counters().lostSegmented;
-    log(ara::log::LogLevel::kDebug, from.text() + ": a segmented message is dropped (service " +
-                                        std::to_string(service) + ", method " + std::to_string(method) +
-                                        ", session " + std::to_string(session) + "): " + why);
-}
-
 }  // namespace
+
+void Tp_assembler::note(Address const& from, std::uint16_t service, std::uint16_t method,
+                        std::uint16_t session, char const* why) const {
+    ++counters().lostSegmented;
+    if (m_dropped)
+        m_dropped(from.text() + ": a segmented message is dropped (service " + std::to_string(service) +
+                  ", method " + std::to_string(method) + ", session " + std::to_string(session) +
+                  "): " + why);
+}
 
 char const* Tp_assembler::fault(Tp_segment const& segment) const {
     if (segment.size == 0) return "a segment is empty";

@@ -4,8 +4,11 @@
 #include <compare>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/com/deployment/Deployment.h"
@@ -20,7 +23,7 @@ namespace eb::com::runtime::someip {
 /// type are the same. Under session 0 nothing tells one message from the next, so there they have to come in
 /// order.
 ///
-/// A message is dropped, with a line in the log at level debug and counted, when
+/// A message is dropped, which is counted and reported to `dropped` with the reason, when
 /// - a segment reaches beyond the bound, has no bytes, or is not the last and no multiple of 16 long;
 /// - segments disagree about where the message ends;
 /// - nothing new came for it for SILENCE;
@@ -41,7 +44,10 @@ public:
     static constexpr std::size_t PEER_SHARE = 2;     ///< those of one sender
     static constexpr std::size_t PIECE_BYTES = 128;  ///< what a piece between two gaps costs beside its bytes
 
-    explicit Tp_assembler(std::size_t maximumPayload) : m_maximumPayload(maximumPayload) {}
+    using Dropped = std::function<void(std::string const& text)>;
+
+    explicit Tp_assembler(std::size_t maximumPayload, Dropped dropped = {})
+        : m_maximumPayload(maximumPayload), m_dropped(std::move(dropped)) {}
 
     /// Takes a segment, and gives the whole message, as it would have come in one datagram, if that was its
     /// last missing piece.
@@ -84,8 +90,11 @@ private:
     char const* fault(Tp_segment const& segment) const;
     bool makeRoom(Key const& key, std::size_t more);
     void drop(Messages::iterator message, char const* why);
+    void note(Address const& from, std::uint16_t service, std::uint16_t method, std::uint16_t session,
+              char const* why) const;
 
     std::size_t const m_maximumPayload;
+    Dropped const m_dropped;
     Messages m_messages;
 };
 

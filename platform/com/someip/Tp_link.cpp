@@ -4,8 +4,6 @@
 #include <string>
 #include <utility>
 
-#include "platform/com/runtime/Log.h"
-
 namespace eb::com::runtime::someip {
 
 void Tp_link::start(std::weak_ptr<Link_user> user) {
@@ -37,9 +35,8 @@ void Tp_link::send(std::vector<std::uint8_t> message, Address const& to) {
     // One message may always wait, so that the longest payload fits with its header.
     if ((waiting != 0 && waiting + size > m_queueBytes) ||
         (m_queued != 0 && m_queued + size > QUEUES * m_queueBytes)) {
-        log(ara::log::LogLevel::kWarn, "a message of " + std::to_string(size) + " bytes to " +
-                                           (to.port != 0 ? to : remote()).text() +
-                                           " is lost: too much waits to be sent");
+        m_lost.write("a message of " + std::to_string(size) + " bytes to " +
+                     (to.port != 0 ? to : remote()).text() + " is lost: too much waits to be sent");
         ++counters().lostSegmented;
         return;
     }

@@ -5,9 +5,11 @@
 #include <deque>
 #include <map>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "platform/com/runtime/Loop.h"
+#include "platform/com/runtime/Peer_line.h"
 #include "platform/com/someip/Network.h"
 #include "platform/com/someip/Tp_assembler.h"
 
@@ -34,7 +36,9 @@ public:
         : m_datagrams(std::move(datagrams)),
           m_clock(clock),
           m_queueBytes(limits.sendQueueBytes),
-          m_assembler(limits.messageBytes) {}
+          m_assembler(limits.messageBytes, [this](std::string const& text) { m_dropped.write(text); }),
+          m_lost(clock, ara::log::LogLevel::kWarn),
+          m_dropped(clock, ara::log::LogLevel::kDebug) {}
 
     void start(std::weak_ptr<Link_user> user) override;
     /// One whole message.
@@ -78,6 +82,8 @@ private:
     std::size_t m_credit = BURST;  // of this pause
     Clock::Timer m_pause;          // while some credit is used
     bool m_closed = false;
+    Peer_line m_lost;     // instead of sent
+    Peer_line m_dropped;  // of those that are put together
 };
 
 }  // namespace eb::com::runtime::someip

@@ -4,8 +4,6 @@
 #include <asio/error.hpp>
 #include <utility>
 
-#include "platform/com/runtime/Log.h"
-
 namespace eb::com::runtime::someip {
 namespace {
 
@@ -58,8 +56,7 @@ void Udp_link::send(std::vector<std::uint8_t> bytes, Address const& to) {
     else
         m_socket.send(asio::buffer(bytes), 0, error);
     if (!error) return;
-    log(ara::log::LogLevel::kWarn,
-        "a datagram of " + std::to_string(bytes.size()) + " bytes is lost: " + error.message());
+    m_lost.write("a datagram of " + std::to_string(bytes.size()) + " bytes is lost: " + error.message());
     if (m_bound || error == asio::error::would_block) return;
     m_loop->post([self = shared_from_this(), error] {
         if (!self->m_closed) self->fail(error);

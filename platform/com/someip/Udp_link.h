@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "platform/com/runtime/Loop.h"
+#include "platform/com/runtime/Peer_line.h"
 #include "platform/com/someip/Network.h"
 
 namespace eb::com::runtime::someip {
@@ -41,6 +42,8 @@ private:
     bool m_reading = false;
     bool m_paused = false;
     bool m_closed = false;
+    Loop_clock m_clock{*m_loop};
+    Peer_line m_lost{m_clock, ara::log::LogLevel::kWarn};
 };
 
 }  // namespace eb::com::runtime::someip

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "binding/adapter/Platform_adapter.h"
+#include "platform/com/runtime/Session.h"
 #include "platform/com/testing/Await.h"
 
 namespace eb::com::runtime::testing {
@@ -66,16 +67,18 @@ class Fake_service::Taker : public Call_taker {
 public:
     using Reply = ac::com::cpp_binding::skeleton::Reply_function;
 
-    void take(unsigned short method, Reply const& reply, Serialized_payload const& payload,
-              std::shared_ptr<void> const& keep) override {
+    void take(unsigned short method, Reply reply, Serialized_payload const& payload,
+              std::shared_ptr<Session> session) override {
+        session->begin();
         std::lock_guard lock(m_mutex);
         if (method == FAKE_HOLD) {
-            m_held.emplace_back(reply, keep);
+            m_held.emplace_back(std::move(reply), std::move(session));
             return;
         }
         ++m_echoes;
         if (reply) reply(0, payload);
     }
+    void forget(Call_source const& /*source*/) override {}  // every call begins at once
     int echoes() const {
         std::lock_guard lock(m_mutex);
         return m_echoes;
@@ -84,7 +87,7 @@ public:
         std::lock_guard lock(m_mutex);
         return m_held.size();
     }
-    std::vector<std::pair<Reply, std::shared_ptr<void>>> takeHeld() {
+    std::vector<std::pair<Reply, std::shared_ptr<Session>>> takeHeld() {
         std::lock_guard lock(m_mutex);
         return std::exchange(m_held, {});
     }
@@ -92,7 +95,7 @@ public:
 private:
     mutable std::mutex m_mutex;
     int m_echoes = 0;                                             // guarded by m_mutex
-    std::vector<std::pair<Reply, std::shared_ptr<void>>> m_held;  // guarded by m_mutex
+    std::vector<std::pair<Reply, std::shared_ptr<Session>>> m_held;  // guarded by m_mutex
 };
 
 Fake_service::Fake_service(Fake_process& process, std::string const& interface)
