@@ -73,7 +73,7 @@ struct Limits {
     std::size_t queuedBytes = 8U << 20U;     ///< payload of those calls
     std::size_t connections = 512;           ///< accepted at one endpoint; above it one has to go
     std::chrono::milliseconds messageLimit{10'000};  ///< from a message's first byte on a stream to its last
-    std::chrono::milliseconds callLimit{90'000};  ///< from call to answer; a routine takes up to 60 s
+    std::chrono::milliseconds callLimit{90'000};     ///< from call to answer; a routine takes up to 60 s
     std::chrono::milliseconds connectLimit{3'000};
 };
 

@@ -7,8 +7,6 @@
 
 #include <ac/com/Exceptions.h>
 
-#include "platform/com/runtime/Log.h"
-
 namespace eb::com::runtime {
 namespace {
 
@@ -176,7 +174,7 @@ void Sd_channel::hear(std::uint8_t const* bytes, std::size_t size, Address const
 
 void Sd_channel::drop(Address const& from, char const* reason) {
     ++m_counts.malformed;
-    log(ara::log::LogLevel::kDebug, "discovery: from " + from.text() + ": " + reason);
+    m_dropped.write("discovery: from " + from.text() + ": " + reason);
 }
 
 std::vector<std::string> Sd_channel::targets() const {

@@ -10,6 +10,7 @@
 #include "platform/com/discovery/Sd_message.h"
 #include "platform/com/discovery/Sd_peers.h"
 #include "platform/com/runtime/Loop.h"
+#include "platform/com/runtime/Peer_line.h"
 #include "platform/com/someip/Network.h"
 
 namespace eb::com::runtime {
@@ -75,6 +76,7 @@ private:
     Deployment const& m_deployment;
     someip::Network& m_network;
     Clock& m_clock;
+    Peer_line m_dropped{m_clock, ara::log::LogLevel::kDebug};
     User& m_user;
     Address m_local;
     Sd_peers m_peers;

@@ -41,9 +41,9 @@ void answer(Reply_function const& reply, std::uint8_t code) {
 
 }  // namespace
 
-/// What calls on their way share with the dispatcher. Calls wait here, and the processor gets a turn for each,
-/// at most TURNS at a time: a call takes its turn's place when the turn begins. So a call that is dropped is
-/// gone at once, and no service's calls stand in the pool's queue before those of another.
+/// What calls on their way share with the dispatcher. Calls wait here, and the processor gets a turn for
+/// each, at most TURNS at a time: a call takes its turn's place when the turn begins. So a call that is
+/// dropped is gone at once, and no service's calls stand in the pool's queue before those of another.
 ///
 ///     idle --start--> running --stop--> idle     (calls that wait at stop are refused)
 struct Method_dispatcher::Core : eb::com::runtime::Call_taker, std::enable_shared_from_this<Core> {

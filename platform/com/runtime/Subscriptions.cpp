@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "platform/com/runtime/Log.h"
-
 namespace eb::com::runtime {
 namespace {
 
@@ -189,7 +187,7 @@ void Subscriptions::notified(Endpoint const& remote, someip::Frame const& frame)
             return;
         }
     }
-    log(ara::log::LogLevel::kDebug, remote.text() + ": a notification that nobody subscribed to is dropped");
+    m_unwanted.write(remote.text() + ": a notification that nobody subscribed to is dropped");
 }
 
 }  // namespace eb::com::runtime

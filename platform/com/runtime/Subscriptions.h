@@ -8,6 +8,7 @@
 
 #include "platform/com/discovery/Directory.h"
 #include "platform/com/runtime/Loop.h"
+#include "platform/com/runtime/Peer_line.h"
 #include "platform/com/runtime/Provided_service.h"
 #include "platform/com/runtime/Sink_queue.h"
 #include "platform/com/someip/Client_links.h"
@@ -97,6 +98,7 @@ private:
     Directory& m_directory;
     someip::Client_links& m_links;
     Clock& m_clock;
+    Peer_line m_unwanted{m_clock, ara::log::LogLevel::kDebug};
     Offer_of const m_offerOf;
     std::map<Service_deployment const*, Publisher> m_publishers;
 };

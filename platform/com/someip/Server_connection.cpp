@@ -58,8 +58,8 @@ Server_connection::~Server_connection() {
 }
 
 void Server_connection::start() {
-    m_source = std::make_shared<Call_source>(
-        m_context->backlog, [loop = m_context->loop, weak = weak_from_this()] {
+    m_source =
+        std::make_shared<Call_source>(m_context->backlog, [loop = m_context->loop, weak = weak_from_this()] {
             loop->post([weak] {
                 if (auto const connection = weak.lock()) connection->readOn();
             });

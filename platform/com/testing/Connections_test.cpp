@@ -1,5 +1,5 @@
-// An endpoint with as many connections as it takes, and peers that stop in the middle of a message: who has to
-// go, and what the log says of it.
+// An endpoint with as many connections as it takes, and peers that stop in the middle of a message: who has
+// to go, and what the log says of it.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -218,7 +218,8 @@ TEST_F(Connections_test, MessageThatStopsInTheMiddleEndsItsConnection) {
         EXPECT_FALSE(isOpen(caller));
     }
     m_clock.advance(seconds(2));
-    EXPECT_THAT(lines(), ::testing::Contains("a connection is ended: its peer sent no whole message in 10000 ms"));
+    EXPECT_THAT(lines(),
+                ::testing::Contains("a connection is ended: its peer sent no whole message in 10000 ms"));
 }
 
 TEST_F(Connections_test, EachMessageHasItsOwnLimit) {
@@ -329,7 +330,8 @@ TEST_F(Connections_test, ConnectionsAboveTheLimitLogTheFirstAndThenANumberEachSe
     m_clock.settle();
     ASSERT_FALSE(isOpen(first));
     for (int count = 0; count < 20; ++count) connect(m_peer);
-    EXPECT_THAT(lines(), ElementsAre("tcp 127.0.0.1:30509: too many connections; one that is idle is closed"));
+    EXPECT_THAT(lines(),
+                ElementsAre("tcp 127.0.0.1:30509: too many connections; one that is idle is closed"));
     m_clock.advance(seconds(1));
     EXPECT_THAT(lines(), ElementsAre(EndsWith("is closed"),
                                      "tcp 127.0.0.1:30509: too many connections; another one is refused"

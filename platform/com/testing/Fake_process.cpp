@@ -94,7 +94,7 @@ public:
 
 private:
     mutable std::mutex m_mutex;
-    int m_echoes = 0;                                             // guarded by m_mutex
+    int m_echoes = 0;                                                // guarded by m_mutex
     std::vector<std::pair<Reply, std::shared_ptr<Session>>> m_held;  // guarded by m_mutex
 };
 

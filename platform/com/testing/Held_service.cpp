@@ -58,10 +58,8 @@ Held_service::Held_service(Fake_process& process, std::string const& interface)
             ++m_echoes;
             reply(0, request);
         });
-    m_dispatcher.add_method(FAKE_HOLD,
-                            [this](Method_call_id, Reply_function const& reply, Serialized_payload const&) {
-                                m_held.push_back(reply);
-                            });
+    m_dispatcher.add_method(FAKE_HOLD, [this](Method_call_id, Reply_function const& reply,
+                                              Serialized_payload const&) { m_held.push_back(reply); });
     m_dispatcher.start();
     m_port.start_offer();
 }

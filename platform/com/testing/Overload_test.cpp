@@ -1,4 +1,5 @@
-// More calls than a process can handle: what waits is bounded, is dropped with its connection, and takes turns.
+// More calls than a process can handle: what waits is bounded, is dropped with its connection, and takes
+// turns.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
