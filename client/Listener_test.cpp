@@ -1,6 +1,11 @@
 // The client's life: found, lost, found again, and the end with work under way.
 #include "client/Listener.h"
 
+#include <atomic>
+#include <fstream>
+#include <future>
+#include <iterator>
+
 #include "binding/testing/Await.h"
 #include "client/test/ClientTest.h"
 
@@ -11,6 +16,7 @@ using binding_testing::Gate;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using namespace zvg::val;
+using State = ac::com::cpp_binding::proxy::Subscription_state;
 
 class ListenerTest : public ClientTest {
 protected:
@@ -28,6 +34,13 @@ protected:
             }
         }
         return names;
+    }
+
+    /// How many pieces of memory this process has mapped.
+    static std::size_t mappings() {
+        std::ifstream file("/proc/self/maps");
+        return static_cast<std::size_t>(
+            std::count(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>(), '\n'));
     }
 
     std::vector<std::string> textsFrom(std::string const& function) const {
@@ -118,24 +131,83 @@ TEST_F(ListenerTest, KeepsItsHashesWhileTheServiceIsAway) {
 }
 
 TEST_F(ListenerTest, EndsItsSubscriptionItsSearchAndItsThreadsInThisOrder) {
+    // Given a thread at work without a lock, and a share of the proxy, which shows its subscription
     bringUp();
-    ASSERT_EQ(java.unregister(), 0);
+    Gate finish;
+    std::atomic<bool> finished{false};
+    listener().startThread([&] { finished = finish.wait(); });
+    auto share = proxy();
+    ASSERT_TRUE(await([&] { return share->dataValuesHash.subscriptionState() == State::kSubscribed; }));
+    log.clear();
+    // When it ends
+    auto ended = std::async(std::launch::async, [&] { return java.unregister(); });
+    // Then the subscription and the search are over while the thread is still at work
+    ASSERT_TRUE(awaitLine("StopFindService"));
+    EXPECT_EQ(share->dataValuesHash.subscriptionState(), State::kNotSubscribed);
+    EXPECT_EQ(ended.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+    EXPECT_THAT(story(),
+                ElementsAre("4 Unsubscribe()", "4 Subscriptions have been removed!", "4 StopFindService"));
     EXPECT_THAT(textsFrom("~Listener"), ElementsAre("Unsubscribe()", "Subscriptions have been removed!"));
     EXPECT_THAT(textsFrom("stopFindService"), ElementsAre("StopFindService"));
     EXPECT_THAT(incidents(), ElementsAre("Field_unsubscribe", "Find_service_stop"));
-    auto const all = texts();
-    EXPECT_LT(std::find(all.begin(), all.end(), "Subscriptions have been removed!"),
-              std::find(all.begin(), all.end(), "StopFindService"));
-    for (auto const& line : log.lines()) {
-        if (line.text == "Unsubscribe()" || line.text == "StopFindService") {
-            EXPECT_EQ(line.level, 4);
-        }
-    }
-    log.clear();
-    service.notify(hashes({0}));
+    // And it has ended once the thread has
+    finish.open();
+    EXPECT_EQ(ended.get(), 0);
+    EXPECT_TRUE(finished);
+    share.reset();
     service.withdraw();
+    log.clear();
     service.offer();
     EXPECT_EQ(count("Registering service handler"), 0U);
+}
+
+// One cache sample: of two changes in quick succession the newest is enough.
+TEST_F(ListenerTest, SubscribesWithRoomForOneSampleThatStaysUntilTheNext) {
+    bringUp();
+    auto const share = proxy();
+    for (unsigned const nameSpace : {7U, 8U}) {
+        service.notify(hashes({static_cast<int>(nameSpace)}));
+        ASSERT_TRUE(await([&] {
+            auto const samples = share->dataValuesHash.cachedSamples();
+            return !samples.empty() && samples.back()->at(0).name_space == nameSpace;
+        }));
+    }
+    EXPECT_EQ(share->dataValuesHash.cachedSamples().size(), 1U);
+    EXPECT_FALSE(share->dataValuesHash.update()) << "nothing new";
+    EXPECT_EQ(share->dataValuesHash.cachedSamples().size(), 1U);
+}
+
+TEST_F(ListenerTest, LeavesNotificationsAloneOnceItIsToEnd) {
+    bringUp();
+    auto const share = proxy();
+    listener().destroy();
+    for (int i = 0; i < 5; ++i) {
+        service.notify(hashes({7}));
+        EXPECT_TRUE(await([&] { return share->dataValuesHash.update(); })) << "nobody else takes it";
+    }
+    EXPECT_THAT(story(), IsEmpty());
+}
+
+// A thread that has ended and stays listed keeps its stack, which is two mappings of memory.
+TEST_F(ListenerTest, LetsGoOfEachThreadThatHasEnded) {
+    constexpr std::size_t ROUNDS = 100;
+    bringUp();
+    auto const before = mappings();
+    service.behave([this](std::uint32_t record, DataService::Reply const& reply) {
+        if (record == R255) return DataService::send(reply, 1, {});  // ends in an exception
+        service.answer(record, reply);
+    });
+    for (std::size_t round = 1; round <= ROUNDS; ++round) {
+        deliver(GET_ADAPTATION_REQ, request(A255, 1));
+        deliver(GET_ADAPTATIONSET_REQ, setRequest(2, {A149, A255}));
+        deliver(600, {});
+        listener().cbDataValuesHash({Listener::Hash{0U, {}, {}}});
+        awaitMessages(GET_ADAPTATION_RESP, round);
+        awaitMessages(GET_ADAPTATIONSET_RESP, round);
+        awaitMessages(601, round);
+        ASSERT_TRUE(awaitLine("DONE", round));
+    }
+    EXPECT_TRUE(await([&] { return mappings() < before + ROUNDS; })) << before << " and now " << mappings();
 }
 
 TEST_F(ListenerTest, WithoutTheServiceItEndsItsSearchOnly) {

@@ -129,6 +129,15 @@ TEST_F(Requests, AfterDestroyThatAreBrokenAreStillRefused) {
     EXPECT_EQ(deliver(549, setRequest(1, {A149})), eValServiceNotAvailable);
 }
 
+TEST_F(Requests, ForASetThatAreBrokenAreRefusedAsSuchAlsoWithoutTheService) {
+    registerJava();
+    log.clear();
+    EXPECT_EQ(deliver(549, {1}), eValBadMessage);
+    EXPECT_EQ(count("Service not available!"), 0U);
+    EXPECT_EQ(deliver(549, setRequest(7, {A149})), eValServiceNotAvailable);
+    EXPECT_THAT(story(), testing::IsSupersetOf({"4 adaptationIds=[0x95], transactionId=7"}));
+}
+
 TEST_F(Requests, ForASetWithoutTheServiceAreRefusedUnanswered) {
     registerJava();
     EXPECT_EQ(deliver(549, setRequest(1, {A149})), eValServiceNotAvailable);

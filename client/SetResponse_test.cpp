@@ -78,6 +78,16 @@ TEST_F(SetResponseTest, BareIdsCountForTheRoomToo) {
     EXPECT_EQ(data().size(), 4028U);
 }
 
+TEST_F(SetResponseTest, HasRoomForAnotherItemUpToTheSixthByteFromTheEnd) {
+    for (std::size_t used = 4020; used <= 4032; ++used) {
+        SCOPED_TRACE(used);
+        sut.emplace(record, 1);
+        sut->putId(tDiagMgrAdaptationID{149});
+        EXPECT_TRUE(sut->putValue(Bytes(used - 6, 0x77)));
+        EXPECT_EQ(sut->hasRoom(), used <= 4026);
+    }
+}
+
 TEST_F(SetResponseTest, TakesAValueThatFillsTheBufferToTheLastByte) {
     sut->putId(tDiagMgrAdaptationID{149});
     EXPECT_TRUE(sut->putValue(Bytes(4026, 0x77)));

@@ -12,17 +12,12 @@ namespace client_test {
 namespace {
 
 std::atomic<std::chrono::milliseconds> answerWait{};
-Listener* live = nullptr;  // of the thread that registers
+class Open : public Listener {
+public:
+    using Listener::proxy;
+};
 
-template <class Condition>
-bool await(Condition condition) {
-    auto const end = std::chrono::steady_clock::now() + PATIENCE;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > end) return false;
-        std::this_thread::yield();
-    }
-    return true;
-}
+Open* live = nullptr;  // of the thread that registers
 
 }  // namespace
 }  // namespace client_test
@@ -33,8 +28,8 @@ namespace zvg::val::diag_ara::services {
 
 ServiceTable& Diag_Ara_Components_Services::m_services =
     *new ServiceTable{{SERVICE_DIAGNOSTIC_DATA_DIST_CLIENT, [] {
-                           auto made = client_test::Listener::create();
-                           client_test::live = static_cast<client_test::Listener*>(made.get());
+                           auto made = std::make_unique<client_test::Open>();
+                           client_test::live = made.get();
                            return made;
                        }}};
 
@@ -113,6 +108,10 @@ Listener& ClientTest::listener() {
     return *live;
 }
 
+std::shared_ptr<Listener::Proxy> ClientTest::proxy() {
+    return live->proxy();
+}
+
 int ClientTest::deliver(int msgId, Bytes const& payload) {
     // On the heap and not a byte longer, so that a reader who goes too far is caught.
     std::unique_ptr<unsigned char[]> const bytes(new unsigned char[payload.size()]);
@@ -158,6 +157,15 @@ std::vector<std::string> ClientTest::texts() const {
     std::vector<std::string> texts;
     for (test::Line const& line : log.lines()) texts.push_back(line.text);
     return texts;
+}
+
+std::vector<std::string> ClientTest::story() const {
+    std::vector<std::string> story;
+    for (test::Line const& line : log.lines()) {
+        if (line.prefix.find("Listener<") != std::string::npos)
+            story.push_back(std::to_string(line.level) + ' ' + line.text);
+    }
+    return story;
 }
 
 }  // namespace client_test

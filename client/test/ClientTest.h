@@ -1,7 +1,9 @@
 #pragma once
 
 #include <chrono>
+#include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -52,6 +54,17 @@ inline Bytes response(unsigned id, unsigned transactionId, Bytes const& value = 
     return u32(id) + u32(transactionId) + u16(static_cast<unsigned>(value.size())) + value;
 }
 
+/// Whether a condition holds, now or soon.
+template <class Condition>
+bool await(Condition condition) {
+    auto const end = std::chrono::steady_clock::now() + PATIENCE;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end) return false;
+        std::this_thread::yield();
+    }
+    return true;
+}
+
 /// How long the client waits for a reply from now on; 60 seconds at the beginning of each test.
 void setAnswerWait(std::chrono::milliseconds wait);
 
@@ -69,6 +82,8 @@ protected:
 
     /// The live component.
     static Listener& listener();
+    /// A share of its proxy, which lives on with it when the component has gone.
+    static std::shared_ptr<Listener::Proxy> proxy();
 
     int write(int msgId, Bytes const& payload) { return java.write(msgId, payload); }
     /// Hands a message to the component, as the bridge does: exactly these bytes can be read.
@@ -87,6 +102,8 @@ protected:
     test::Line line(std::string const& text) const;
     /// All texts so far, in order.
     std::vector<std::string> texts() const;
+    /// Level and text of all lines of the client so far, in order.
+    std::vector<std::string> story() const;
 
     test::DiagLog log;
     fake::Jvm jvm;
