@@ -42,7 +42,10 @@ Vehicle::Vehicle(Services& services, Patience reading, milliseconds pause, std::
     }
     for (auto const& routine : routines()) m_started[&routine] = false;
     for (auto const& code : tester::troubleCodes()) m_available[&code] = false;
-    for (auto const& identifier : dataIdentifiers()) m_silent[&identifier] = false;
+    for (auto const& identifier : dataIdentifiers()) {
+        m_silent[&identifier] = false;
+        m_usual[&identifier] = 0;
+    }
     for (auto const& code : tester::troubleCodes()) {
         auto const& port = m_ports.at(&code).port;
         if (!port) continue;
@@ -77,29 +80,38 @@ Report Vehicle::read(Target const& identifier) {
     using std::chrono::steady_clock;
     auto const left = m_lastRead + m_pause - steady_clock::now();
     if (left > steady_clock::duration(0)) pause(std::chrono::ceil<milliseconds>(left), m_stop);
-    Patience patience = m_reading;
-    patience.attempts = 1;
-    auto const usual = m_usual.find(&identifier);
-    if (usual != m_usual.end() && m_reading.attempts > 1)
-        patience.timeout = std::min(m_reading.timeout, std::max(TIMES_USUAL * usual->second, LEAST_WAIT));
-    Report report = call(identifier, METHOD_READ, Reply::output, patience);
+    Report report = attempt(identifier, likelyWait(identifier));
     m_lastRead = steady_clock::now();
-    if (isAnswer(report.outcome)) {
-        milliseconds const took{static_cast<milliseconds::rep>(report.exchange.elapsedMs) + 1};
-        milliseconds& longest = m_usual[&identifier];
-        longest = std::max(took, longest * 9 / 10);
-    } else if (m_reading.attempts > 1 && isWorthRepeating(report.outcome)) {
+    if (!isAnswer(report.outcome) && m_reading.attempts > 1 && isWorthRepeating(report.outcome))
         m_silent.at(&identifier) = true;
-    }
     return report;
 }
 
 Report Vehicle::readSilent(Target const& identifier) {
-    pause(m_reading.retryPause, m_stop);
-    Patience patience = m_reading;
-    patience.attempts = std::max(1U, m_reading.attempts - 1);
-    Report report = call(identifier, METHOD_READ, Reply::output, patience);
-    if (isAnswer(report.outcome)) m_silent.at(&identifier) = false;
+    using std::chrono::steady_clock;
+    auto const end = steady_clock::now() + m_reading.timeout * (m_reading.attempts - 1);
+    for (milliseconds wait = likelyWait(identifier);; wait *= 2) {
+        auto const left = std::chrono::ceil<milliseconds>(end - steady_clock::now());
+        Report report = attempt(identifier, std::min(wait, std::max(left, milliseconds(1))));
+        if (isAnswer(report.outcome)) m_silent.at(&identifier) = false;
+        if (!isWorthRepeating(report.outcome) || steady_clock::now() >= end) return report;
+        if (report.outcome != Outcome::timeOut) pause(m_reading.retryPause, m_stop);  // it ended at once
+    }
+}
+
+milliseconds Vehicle::likelyWait(Target const& identifier) const {
+    milliseconds const usual(m_usual.at(&identifier).load());
+    if (usual == milliseconds(0) || m_reading.attempts < 2) return m_reading.timeout;
+    return std::min(m_reading.timeout, std::max(TIMES_USUAL * usual, LEAST_WAIT));
+}
+
+Report Vehicle::attempt(Target const& identifier, milliseconds limit) {
+    Report report = call(identifier, METHOD_READ, Reply::output, {limit, milliseconds(0), 1});
+    if (isAnswer(report.outcome)) {
+        auto const took = static_cast<milliseconds::rep>(report.exchange.elapsedMs) + 1;
+        auto& usual = m_usual.at(&identifier);
+        usual = std::max(took, usual * 9 / 10);
+    }
     return report;
 }
 

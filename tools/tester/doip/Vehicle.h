@@ -32,8 +32,9 @@ public:
     /// are left, the identifier counts as silent.
     Report read(Target const& identifier);
 
-    /// The remaining attempts at an identifier that counts as silent, each with all the time that reads have.
-    /// It counts no more so once it has answered. Beside `read`, one thread at a time.
+    /// Asks an identifier that counts as silent again and again, each time for twice as long, until the time
+    /// of the remaining attempts is over. It counts no more so once it has answered. Beside `read`, one
+    /// thread at a time.
     Report readSilent(Target const& identifier);
 
     /// Whether the identifier gave no answer the last time. Any thread.
@@ -55,6 +56,9 @@ public:
 private:
     void hear(Sighting const& sighting);
     Report call(Target const& target, unsigned short method, Reply reply, Patience const& patience);
+    Report attempt(Target const& identifier, milliseconds limit);
+    /// How long an answer that isn't lost takes at most, by those that came.
+    milliseconds likelyWait(Target const& identifier) const;
 
     Patience const m_reading;
     milliseconds const m_pause;
@@ -65,8 +69,9 @@ private:
     std::map<Target const*, std::atomic<bool>> m_started;    // its keys are never changed once made
     std::map<Target const*, std::atomic<bool>> m_available;  // likewise, of trouble codes
     std::map<Target const*, std::atomic<bool>> m_silent;     // likewise, of data identifiers
-    std::map<Target const*, milliseconds> m_usual;  // of the thread that reads: how long answers took lately
-    std::chrono::steady_clock::time_point m_lastRead;  // likewise
+    std::map<Target const*, std::atomic<milliseconds::rep>>
+        m_usual;                                       // likewise; how long answers took lately
+    std::chrono::steady_clock::time_point m_lastRead;  // of the thread that reads
     TroubleCodes m_codes;
     std::vector<std::shared_ptr<TroubleCodeEar>> m_ears;
     std::vector<std::shared_ptr<eb::com::runtime::Service_finder::Subscription_handle>>
