@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <thread>
+#include <vector>
+
 #include "tests/support/DiagLog.h"
 
 namespace {
@@ -53,6 +56,44 @@ TEST_F(CacheTest, KeepsOnlyTheLatestPayloadOfAnId) {
     EXPECT_EQ(cache.count(), 1U);
 }
 
+TEST_F(CacheTest, ForgetsNoneOfAllTheIdsThatThereCanBe) {
+    for (unsigned id = 0; id <= 0xFFFF; ++id)
+        add(static_cast<unsigned short>(id),
+            {static_cast<unsigned char>(id), static_cast<unsigned char>(id >> 8U)});
+    EXPECT_EQ(cache.count(), 65536U);
+    EXPECT_EQ(cache.totalSize(), 2 * 65536U);
+    for (unsigned id = 0; id <= 0xFFFF; ++id) {
+        ASSERT_TRUE(cached(static_cast<unsigned short>(id),
+                           {static_cast<unsigned char>(id), static_cast<unsigned char>(id >> 8U)}))
+            << id;
+    }
+}
+
+TEST_F(CacheTest, CountsWhatManyThreadsAddAndForgetAtOnce) {
+    constexpr unsigned THREADS = 4;
+    constexpr unsigned IDS = 500;
+    std::vector<std::thread> threads;
+    for (unsigned thread = 0; thread < THREADS; ++thread) {
+        threads.emplace_back([this, thread] {
+            for (unsigned i = 0; i < IDS; ++i) {
+                auto const id = static_cast<unsigned short>(thread * IDS + i);
+                add(id, {1, 2, 3});
+                EXPECT_TRUE(cached(id, {1, 2, 3}));
+            }
+        });
+    }
+    for (auto& thread : threads) thread.join();
+    EXPECT_EQ(cache.count(), THREADS * IDS);
+    EXPECT_EQ(cache.totalSize(), 3 * THREADS * IDS);
+}
+
+TEST_F(CacheTest, HoldsAPayloadOfAnyLength) {
+    Bytes const longest(70'000, 7);
+    add(600, longest);
+    EXPECT_TRUE(cached(600, longest));
+    EXPECT_EQ(cache.totalSize(), 70'000U);
+}
+
 TEST_F(CacheTest, ShrinksByTheDifferenceWhenTheLatestIsShorter) {
     add(2349, {1, 2, 3, 4, 5});
     add(546, {7, 7});
@@ -68,11 +109,7 @@ TEST_F(CacheTest, ForgetsEverythingAtInitAndSaysSo) {
     EXPECT_FALSE(cached(2349, {1, 2}));
     EXPECT_EQ(cache.totalSize(), 0U);
     EXPECT_EQ(cache.count(), 0U);
-    auto const lines = log.lines();
-    ASSERT_EQ(lines.size(), 1U);
-    EXPECT_EQ(lines[0].level, 4);
-    EXPECT_EQ(lines[0].prefix, "Cache::");
-    EXPECT_EQ(lines[0].text, "Cache initialized");
+    EXPECT_THAT(log.story(), testing::ElementsAre("4 Cache::init() Cache initialized"));
 }
 
 }  // namespace

@@ -55,7 +55,7 @@ TEST_F(HelperJniTest, NamesAMissingClassAndClearsWhatWasThrown) {
     jclass const cls = env->FindClass("a/B");
     EXPECT_TRUE(HelperJNI::checkClassNotFound(env, cls, "a/B"));
     EXPECT_FALSE(jvm.takeException());
-    EXPECT_THAT(log.errors(), ElementsAre("Class not found: a/B"));
+    EXPECT_THAT(log.story(), ElementsAre("2 checkClassNotFound() Class not found: a/B"));
 }
 
 TEST_F(HelperJniTest, HasNothingToSayAboutAMethodThatIsThere) {
@@ -67,7 +67,7 @@ TEST_F(HelperJniTest, NamesAMissingMethodAndClearsWhatWasThrown) {
     jmethodID const id = env->GetMethodID(env->FindClass("a/B"), "run", "()V");
     EXPECT_TRUE(HelperJNI::checkMethodNotFound(env, id, "a/B", "run", "()V"));
     EXPECT_FALSE(jvm.takeException());
-    EXPECT_THAT(log.errors(), ElementsAre("Method not found: a/B run ()V"));
+    EXPECT_THAT(log.story(), ElementsAre("2 checkMethodNotFound() Method not found: a/B run ()V"));
 }
 
 TEST_F(HelperJniTest, ThrowsAJavaExceptionWithTheText) {
@@ -82,13 +82,15 @@ TEST_F(HelperJniTest, LogsWhenThereIsNoClassException) {
     jvm.fail("FindClass");
     HelperJNI::throwNewException(env, "text");
     EXPECT_EQ(jvm.count("ThrowNew"), 0U);
-    EXPECT_THAT(log.errors(), ElementsAre("Exception not thrown: class Exception couldn't be found"));
+    EXPECT_THAT(log.story(),
+                ElementsAre("2 throwNewException() Exception not thrown: class Exception couldn't be found"));
 }
 
 TEST_F(HelperJniTest, CannotNameTheTypeOfNoException) {
     HelperJNI::throwNewException(env, std::exception_ptr());
     EXPECT_THAT(jvm.calls(), IsEmpty());
-    EXPECT_THAT(log.infos(), ElementsAre("Type of exception type cannot be identified!"));
+    EXPECT_THAT(log.story(),
+                ElementsAre("4 throwNewException() Type of exception type cannot be identified!"));
 }
 
 struct MappingRow {
@@ -111,7 +113,8 @@ TEST_P(HelperJniMapping, LogsWhenThatClassIsMissing) {
     jvm.fail("FindClass");
     HelperJNI::throwNewException(env, GetParam().exception);
     EXPECT_EQ(jvm.count("ThrowNew"), 0U);
-    EXPECT_THAT(log.errors(), ElementsAre("Exception not thrown: related class couldn't be found!"));
+    EXPECT_THAT(log.story(),
+                ElementsAre("2 throwNewException() Exception not thrown: related class couldn't be found!"));
 }
 
 INSTANTIATE_TEST_SUITE_P(

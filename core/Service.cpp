@@ -196,8 +196,7 @@ int Service::handleMsg(JNIEnv* env, int msgId, int length, jbyteArray data) {
     return result;
 }
 
-eValStatus Service::sendPacked(unsigned long size, void const* record, Packer const& pack,
-                               bool skipCacheCheck) {
+eValStatus Service::sendMsg(unsigned long size, void const* record, Packer const& pack, bool skipCacheCheck) {
     std::lock_guard const send(m_sendMutex);
     bool const stopping = m_stopping.load(std::memory_order_acquire);  // before m_initialised, see there
     if (m_ended || stopping || !m_initialised) {

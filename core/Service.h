@@ -69,7 +69,7 @@ public:
                 return pack(header, buffer, bufferSize, record);
             };
         }
-        return sendPacked(size, record, packer, skipCacheCheck);
+        return sendMsg(size, static_cast<void const*>(record), packer, skipCacheCheck);
     }
 
     /// Closes both directions for good, at the end of the process, then ends the components. From its
@@ -98,7 +98,7 @@ private:
     using Packer = std::function<tPackErrorCode(sQlet1Mod4MessageHdr*, unsigned char*, unsigned int)>;
 
     int initJVM(JNIEnv* env, jobject listener);
-    eValStatus sendPacked(unsigned long size, void const* record, Packer const& pack, bool skipCacheCheck);
+    eValStatus sendMsg(unsigned long size, void const* record, Packer const& pack, bool skipCacheCheck);
 
     JavaVMAttachArgs m_attachArgs;  // first, so that the object itself can be handed to AttachCurrentThread
 

@@ -120,36 +120,36 @@ TEST_P(BridgeInitFailure, IsLoggedWhenNotEvenAnExceptionCanBeThrown) {
 
 INSTANTIATE_TEST_SUITE_P(
     Rows, BridgeInitFailure,
-    testing::Values(FailureRow{"GetJavaVM",
-                               1,
-                               "Service::init(): JVM isn't available!",
-                               {},
-                               {"GetJavaVM", "ExceptionDescribe", "ExceptionClear", "FindClass", "ThrowNew"}},
-                    FailureRow{"NewGlobalRef",
-                               1,
-                               "Service::init(): No valid Java listener object given. Out of memory!",
-                               {},
-                               {"GetJavaVM", "NewGlobalRef", "FindClass", "ThrowNew"}},
-                    FailureRow{
-                        "FindClass",
-                        1,
-                        "Service::init(): Could not obtain class handle to <IValMessageCallback>.",
-                        {std::string("Class not found: ") + CALLBACK},
-                        {"GetJavaVM", "NewGlobalRef", "FindClass", "ExceptionOccurred", "ExceptionDescribe",
-                         "ExceptionClear", "DeleteGlobalRef", "FindClass", "ThrowNew"}},
-                    FailureRow{"NewGlobalRef",
-                               2,
-                               "Service::init(): No resources to create global reference for <handleMsg>.",
-                               {},
-                               {"GetJavaVM", "NewGlobalRef", "FindClass", "NewGlobalRef", "DeleteGlobalRef",
-                                "FindClass", "ThrowNew"}},
-                    FailureRow{"GetMethodID",
-                               1,
-                               "Service::init(): Could not obtain method Id to <handleMsg>.",
-                               {std::string("Method not found: ") + CALLBACK + " handleMsg (I[B)V"},
-                               {"GetJavaVM", "NewGlobalRef", "FindClass", "NewGlobalRef", "GetMethodID",
-                                "ExceptionOccurred", "ExceptionDescribe", "ExceptionClear", "DeleteGlobalRef",
-                                "DeleteGlobalRef", "FindClass", "ThrowNew"}}));
+    testing::Values(
+        FailureRow{"GetJavaVM",
+                   1,
+                   "Service::init(): JVM isn't available!",
+                   {},
+                   {"GetJavaVM", "ExceptionDescribe", "ExceptionClear", "FindClass", "ThrowNew"}},
+        FailureRow{"NewGlobalRef",
+                   1,
+                   "Service::init(): No valid Java listener object given. Out of memory!",
+                   {},
+                   {"GetJavaVM", "NewGlobalRef", "FindClass", "ThrowNew"}},
+        FailureRow{"FindClass",
+                   1,
+                   "Service::init(): Could not obtain class handle to <IValMessageCallback>.",
+                   {std::string("Class not found: ") + CALLBACK},
+                   {"GetJavaVM", "NewGlobalRef", "FindClass", "ExceptionOccurred", "ExceptionDescribe",
+                    "ExceptionClear", "DeleteGlobalRef(object)", "FindClass", "ThrowNew"}},
+        FailureRow{"NewGlobalRef",
+                   2,
+                   "Service::init(): No resources to create global reference for <handleMsg>.",
+                   {},
+                   {"GetJavaVM", "NewGlobalRef", "FindClass", "NewGlobalRef", "DeleteGlobalRef(object)",
+                    "FindClass", "ThrowNew"}},
+        FailureRow{"GetMethodID",
+                   1,
+                   "Service::init(): Could not obtain method Id to <handleMsg>.",
+                   {std::string("Method not found: ") + CALLBACK + " handleMsg (I[B)V"},
+                   {"GetJavaVM", "NewGlobalRef", "FindClass", "NewGlobalRef", "GetMethodID",
+                    "ExceptionOccurred", "ExceptionDescribe", "ExceptionClear", "DeleteGlobalRef(object)",
+                    "DeleteGlobalRef(class)", "FindClass", "ThrowNew"}}));
 
 TEST_F(BridgeLife, DeinitEndsTheComponentsThenGivesTheReferencesBack) {
     bringUp();
@@ -157,7 +157,7 @@ TEST_F(BridgeLife, DeinitEndsTheComponentsThenGivesTheReferencesBack) {
     components.behave("A", {.destroyed = [&] { refsWhileDestroyed = jvm.globalRefs(); }});
     EXPECT_EQ(service.deinit(jvm.env()), 0);
     EXPECT_EQ(refsWhileDestroyed, 2U);
-    EXPECT_THAT(jvm.calls(), ElementsAre("DeleteGlobalRef", "DeleteGlobalRef"));
+    EXPECT_THAT(jvm.calls(), ElementsAre("DeleteGlobalRef(object)", "DeleteGlobalRef(class)"));
     EXPECT_THAT(components.events(), testing::UnorderedElementsAre("~A", "~B", "~C", "~D"));
     auto const first = log.lines().at(0);
     EXPECT_EQ(first.function, "deinit");

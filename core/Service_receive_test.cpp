@@ -1,7 +1,10 @@
 // Messages from Java to the components.
 
 #include <algorithm>
+#include <atomic>
+#include <future>
 #include <stdexcept>
+#include <thread>
 
 #include "tests/support/BridgeTest.h"
 
@@ -111,6 +114,46 @@ TEST_F(BridgeReceive, ReleasesTheBytesAndTheLockWhenAReceiverThrows) {
     EXPECT_EQ(jvm.pinnedArrays(), 0U);
     components.reset();
     EXPECT_EQ(write(test::Components::ONLY_C, {1}, 1), 0);
+}
+
+TEST_F(BridgeReceive, NoComponentEndsWhileOneReceives) {
+    bringUp();
+    std::atomic<bool> receiving{false};
+    std::atomic<bool> endedMeanwhile{false};
+    std::future<int> ending;
+    components.behave("A", {.destroyed = [&] { endedMeanwhile = receiving.load(); }});
+    components.behave("C", {.handleMsg = [&](int, unsigned short, unsigned char*) {
+                          receiving = true;
+                          std::promise<void> begun;
+                          ending = std::async(std::launch::async, [&] {
+                              begun.set_value();
+                              return service.deinit(jvm.env());
+                          });
+                          begun.get_future().wait();
+                          for (int i = 0; i < 2000; ++i) std::this_thread::yield();
+                          receiving = false;
+                          return eValOk;
+                      }});
+    EXPECT_EQ(write(test::Components::ONLY_C, {1}, 1), 0);
+    EXPECT_EQ(ending.get(), 0);
+    EXPECT_FALSE(endedMeanwhile);
+}
+
+TEST_F(BridgeReceive, AMessageInBothDirectionsNeedNotWaitForTheOther) {
+    // Given a message that Java holds for as long as it takes to write another one
+    bringUp();
+    std::promise<void> written;
+    jvm.onMessage([&](fake::Message const&) { written.get_future().wait(); });
+    auto sent = std::async(std::launch::async, [&] {
+        tValDiagnosticsrequestIndds record{};
+        return service.sendMsg(2, &record, PackValDiagnosticsrequestInd, true);
+    });
+    ASSERT_TRUE(jvm.awaitMessages(1));
+    // When
+    EXPECT_EQ(write(test::Components::ONLY_C, {1}, 1), 0);
+    written.set_value();
+    // Then
+    EXPECT_EQ(sent.get(), eValOk);
 }
 
 TEST_F(BridgeReceive, LetsAReceiverSendFromInside) {

@@ -1,7 +1,9 @@
 // Messages from the components to Java.
 
+#include <atomic>
 #include <future>
 #include <thread>
+#include <vector>
 
 #include "tests/support/BridgeTest.h"
 
@@ -90,6 +92,48 @@ TEST_F(BridgeSend, IsRefusedWithoutTouchingTheJvmWhileDeinitRuns) {
     EXPECT_EQ(jvm.count("AttachCurrentThread"), 0U);
 }
 
+TEST_F(BridgeSend, IsRefusedWhileDeinitRunsEvenThoughTheBridgeIsStillUp) {
+    bringUp();
+    components.behave("A", {.destroyed = [&] {
+                          EXPECT_TRUE(service.up());
+                          EXPECT_EQ(send(), eValNotReady);
+                          EXPECT_EQ(jvm.globalRefs(), 2U);
+                      }});
+    EXPECT_EQ(service.deinit(jvm.env()), 0);
+    EXPECT_FALSE(service.up());
+    EXPECT_THAT(jvm.messages(), IsEmpty());
+}
+
+TEST_F(BridgeSend, OneMessageAtATimeIsWithJava) {
+    constexpr int SENDERS = 4;
+    constexpr int MESSAGES = 50;
+    bringUp();
+    std::atomic<int> sending{0};
+    std::atomic<int> inside{0};
+    std::atomic<int> most{0};
+    jvm.onMessage([&](Message const&) {
+        int const now = ++inside;
+        if (now > most) most = now;
+        // Until the others are about to send, too, or have nothing left, and then a little longer.
+        for (int i = 0; i < 100'000 && sending < SENDERS; ++i) std::this_thread::yield();
+        for (int i = 0; i < 20; ++i) std::this_thread::yield();
+        --inside;
+    });
+    std::vector<std::thread> senders;
+    for (int i = 0; i < SENDERS; ++i) {
+        senders.emplace_back([&] {
+            for (int message = 0; message < MESSAGES; ++message) {
+                ++sending;
+                EXPECT_EQ(send(), eValOk);
+                if (message < MESSAGES - 1) --sending;
+            }
+        });
+    }
+    for (auto& sender : senders) sender.join();
+    EXPECT_EQ(most, 1);
+    EXPECT_EQ(jvm.messages().size(), std::size_t{SENDERS * MESSAGES});
+}
+
 TEST_F(BridgeSend, DuringInitWaitsAndIsThenDelivered) {
     std::promise<void> begun;
     std::future<eValStatus> early;
@@ -130,6 +174,12 @@ TEST_F(BridgeSend, RefusesANullPackFunction) {
     EXPECT_EQ(service.sendMsg<tValDiagnosticsrequestIndds>(2, &record, nullptr, true), eValError);
     EXPECT_THAT(log.errors(), ElementsAre("Invalid pointer to pack function!"));
     EXPECT_THAT(jvm.calls(), ElementsAre("AttachCurrentThread", "DetachCurrentThread"));
+}
+
+TEST_F(BridgeSend, LooksAtTheRecordBeforeThePackFunction) {
+    bringUp();
+    EXPECT_EQ(service.sendMsg<tValDiagnosticsrequestIndds>(2, nullptr, nullptr, true), eValError);
+    EXPECT_THAT(log.errors(), ElementsAre("No valid native data given."));
 }
 
 TEST_F(BridgeSend, GivesUpWithoutAnExceptionWhenNoArrayCanBeHad) {

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <ctime>
 #include <locale>
 #include <numeric>
@@ -59,9 +60,13 @@ TEST_F(TraceLine, ShowsTheLocalWallClock) {
         std::strftime(text, sizeof text, "%H:%M:%S", &local);
         return std::string(text);
     };
+    setenv("TZ", "XYZ-05:30", 1);  // nowhere else
+    tzset();
     auto const before = clock();
     Trace::out(level::INFO, "now");
     auto const after = clock();
+    unsetenv("TZ");
+    tzset();
     EXPECT_THAT(sent().at(0).substr(0, 8), testing::AnyOf(before, after));
 }
 
@@ -100,6 +105,34 @@ TEST_F(TraceLine, IsNotSentWhileTheSwitchIsOff) {
     Trace::mLogLevel = 0;
     Trace::out(level::ERROR, "nobody hears");
     EXPECT_THAT(sent(), IsEmpty());
+}
+
+TEST_F(TraceLine, IsNotSentAtANegativeSwitch) {
+    Trace::mLogLevel = -1;
+    Trace::out(level::ERROR, "nobody hears");
+    EXPECT_THAT(sent(), IsEmpty());
+}
+
+TEST_F(TraceLine, KeepsItsLevelInEveryPiece) {
+    Trace::out(level::ERROR, std::string(3000, 'x'));
+    auto const messages = capture.messages("DIAG");
+    ASSERT_THAT(messages, SizeIs(3));
+    for (auto const& message : messages) EXPECT_EQ(message.level, LogLevel::kError);
+}
+
+TEST_F(TraceLine, IsTheTextAloneForSendNativeString) {
+    std::string text = "as it is";
+    Trace::sendNativeString(text.data(), 3);
+    Trace::sendNativeString(text.data(), 0);
+    auto const messages = capture.messages("DIAG");
+    ASSERT_THAT(messages, SizeIs(1));
+    EXPECT_EQ(messages[0].level, LogLevel::kWarn);
+    EXPECT_EQ(messages[0].text, "as it is");
+}
+
+TEST_F(TraceLine, CanCarryTheNameOfTheFunctionAroundALambda) {
+    [function = __func__] { Trace::out(level::INFO, TRACE_IN(function), "text"); }();
+    EXPECT_THAT(sent(), ElementsAre(testing::HasSubstr("::TestBody() text")));
 }
 
 TEST_F(TraceLine, OfAnyLevelIsSentAtTheLowestSwitch) {
@@ -164,12 +197,12 @@ INSTANTIATE_TEST_SUITE_P(Rows, TraceLevel,
                                          LevelRow{6, LogLevel::kVerbose}, LevelRow{7, LogLevel::kInfo},
                                          LevelRow{-1, LogLevel::kInfo}, LevelRow{1000, LogLevel::kInfo}));
 
-struct LengthRow {
+struct PieceRow {
     std::size_t line;
     std::vector<std::size_t> pieces;
 };
 
-class TraceLength : public TraceLine, public testing::WithParamInterface<LengthRow> {};
+class TraceLength : public TraceLine, public testing::WithParamInterface<PieceRow> {};
 
 TEST_P(TraceLength, LeavesInPiecesOf1383Bytes) {
     Trace::out(level::INFO, "");
@@ -193,9 +226,8 @@ TEST_P(TraceLength, LeavesInPiecesOf1383Bytes) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Rows, TraceLength,
-                         testing::Values(LengthRow{100, {100}}, LengthRow{1382, {1382}},
-                                         LengthRow{1383, {1383}}, LengthRow{1384, {1383, 1}},
-                                         LengthRow{2766, {1383, 1383}}, LengthRow{2767, {1383, 1383, 1}},
-                                         LengthRow{3000, {1383, 1383, 234}}));
+                         testing::Values(PieceRow{100, {100}}, PieceRow{1382, {1382}}, PieceRow{1383, {1383}},
+                                         PieceRow{1384, {1383, 1}}, PieceRow{2766, {1383, 1383}},
+                                         PieceRow{2767, {1383, 1383, 1}}, PieceRow{3000, {1383, 1383, 234}}));
 
 }  // namespace

@@ -72,10 +72,9 @@ TEST_F(AvailabilityTest, EmptySetHasNoFormOnTheWireAndStays) {
     EXPECT_THAT(log.errors(),
                 ElementsAre("enum rangecheck failure for enumeration tVALNetworkServicesDiagAra value0",
                             "Pack failed!"));
-    auto const lines = log.lines();
-    EXPECT_EQ(lines.back().level, 4);
-    EXPECT_EQ(lines.back().prefix, "DiagAraService::");
-    EXPECT_EQ(lines.back().text, "Failed to send VAL_NETWORK_SERVICE_DIAG_ARA_STATUS_IND.");
+    EXPECT_EQ(
+        log.story().back(),
+        "4 DiagAraService::setServiceAvailability() Failed to send VAL_NETWORK_SERVICE_DIAG_ARA_STATUS_IND.");
     EXPECT_EQ(service->setServiceAvailability(DATA_DISTRIBUTION, false), eValNotReady)
         << "the set is empty already";
 }
@@ -125,6 +124,15 @@ TEST_F(AvailabilityTest, ResetSendsNothing) {
     service->resetServiceAvailability();
     EXPECT_THAT(jvm.messages(), IsEmpty());
     EXPECT_EQ(service->setServiceAvailability(DATA_DISTRIBUTION, false), eValNotReady);
+}
+
+TEST_F(AvailabilityTest, TheSameSetIsSentAgainAfterAReset) {
+    bringUp();
+    service->setServiceAvailability(DATA_DISTRIBUTION, true);
+    service->resetServiceAvailability();
+    EXPECT_EQ(service->setServiceAvailability(DATA_DISTRIBUTION, true), eValOk);
+    EXPECT_EQ(service->sendServiceAvailability(), eValOk);
+    EXPECT_THAT(jvm.messages(), ElementsAre(FOUND, FOUND, FOUND));
 }
 
 TEST_F(AvailabilityTest, UnregisterEmptiesTheSetInSilence) {

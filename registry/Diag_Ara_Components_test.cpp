@@ -1,5 +1,6 @@
 #include "registry/Diag_Ara_Components.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 #include "tests/support/BridgeTest.h"
@@ -11,7 +12,9 @@ using testing::IsEmpty;
 using testing::IsNull;
 using testing::NotNull;
 using testing::SizeIs;
+using zvg::val::eValNotReady;
 using zvg::val::Service;
+using zvg::val::diag_ara::DiagAraService;
 using zvg::val::diag_ara::services::Diag_Ara_Components;
 using zvg::val::diag_ara::services::Factory;
 using zvg::val::diag_ara::services::RoutingTable;
@@ -42,10 +45,9 @@ TEST_F(RegistryTest, MakesAllComponentsThenStartsEachBeforeTheNextIsInitialised)
 
 TEST_F(RegistryTest, SaysWhatItMakes) {
     registry.init();
-    EXPECT_THAT(log.infos(), ElementsAre("Instantiate all components", "Cache initialized", "A", "M", "Z"));
-    auto const first = log.lines().at(0);
-    EXPECT_EQ(first.prefix, "Components::");
-    EXPECT_EQ(first.function, "init");
+    EXPECT_THAT(log.story(), ElementsAre("4 Components::init() Instantiate all components",
+                                         "4 Cache::init() Cache initialized", "4 Components::create() A",
+                                         "4 Components::create() M", "4 Components::create() Z"));
     registry.destroy();
 }
 
@@ -97,8 +99,8 @@ TEST_F(RegistryTest, ComparesTheWholeIdForReceiversAndCutsItForGet) {
 
 TEST_F(RegistryTest, CannotMakeAComponentThatIsNotInTheTable) {
     EXPECT_THAT(registry.create("Nobody"), IsNull());
-    EXPECT_THAT(log.infos(), ElementsAre("Nobody"));
-    EXPECT_THAT(log.errors(), ElementsAre("No valid identifier found for Nobody"));
+    EXPECT_THAT(log.story(), ElementsAre("4 Components::create() Nobody",
+                                         "2 Components::create() No valid identifier found for Nobody"));
     EXPECT_THAT(registry.create("A"), NotNull());
 }
 
@@ -130,6 +132,65 @@ TEST_F(RegistryTest, StopsEveryComponentBeforeItDestroysTheFirst) {
     EXPECT_THAT(log.infos(), ElementsAre("A", "M", "Z", "Shutdown finalized"));
     EXPECT_THAT(registry.getReceivers(10), IsEmpty());
     EXPECT_THAT(registry.get(10), IsNull());
+}
+
+TEST_F(RegistryTest, EmptiesTheAvailabilityBeforeTheFirstComponentEnds) {
+    // Given a service that was found
+    constexpr auto FOUND = static_cast<tVALNetworkServicesDiagAra>(1);
+    auto* const bridge = DiagAraService::getInstance();
+    registry.init();
+    bridge->setServiceAvailability(FOUND, true);
+    int known = 0;
+    auto const check = [&] {
+        if (bridge->setServiceAvailability(FOUND, false) != eValNotReady) ++known;
+    };
+    for (auto const* identifier : {"A", "M", "Z"}) seen.behave(identifier, {.destroyed = check});
+    // When
+    registry.destroy();
+    // Then
+    EXPECT_EQ(known, 0) << "a component saw it still set as it ended";
+}
+
+TEST_F(RegistryTest, UnroutedComponentsEndBeforeTheRoutedOnes) {
+    // The routes hold their components a little longer than the names do.
+    ServiceTable both{{"A", makes("A")}, {"B", makes("B")}};
+    RoutingTable onlyB{{"B", 10}};
+    Diag_Ara_Components sut(both, onlyB);
+    sut.init();
+    seen.forgetEvents();
+    sut.destroy();
+    EXPECT_THAT(seen.events(), ElementsAre("~A", "~B"));
+}
+
+TEST_F(RegistryTest, RoutesBeforeTheFirstComponentIsInitialised) {
+    std::size_t routed = 0;
+    seen.behave("A", {.init = [&] { routed = registry.getReceivers(10).size(); }});
+    registry.init();
+    EXPECT_EQ(routed, 2U);
+    registry.destroy();
+}
+
+TEST_F(RegistryTest, LogsTheEndWhenTheLastComponentHasEnded) {
+    registry.init();
+    log.clear();
+    std::size_t most = 0;
+    for (auto const* identifier : {"A", "M", "Z"})
+        seen.behave(identifier, {.destroyed = [&] { most = std::max(most, log.story().size()); }});
+    registry.destroy();
+    EXPECT_EQ(most, 3U);
+    EXPECT_THAT(log.story(),
+                ElementsAre("4 Components::destroy() A", "4 Components::destroy() M",
+                            "4 Components::destroy() Z", "4 Components::destroy() Shutdown finalized"));
+}
+
+TEST_F(RegistryTest, ReceiversAreTheRoutedObjectsAlsoInTheSecondLife) {
+    registry.init();
+    registry.destroy();
+    registry.init();
+    EXPECT_THAT(registry.getReceivers(10), SizeIs(2)) << "those of the first life are forgotten";
+    EXPECT_EQ(seen.alive(), 3);
+    registry.destroy();
+    EXPECT_EQ(seen.alive(), 0);
 }
 
 TEST_F(RegistryTest, MakesNewObjectsWithTheNextGenerationAfterDestroy) {

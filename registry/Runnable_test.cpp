@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "tests/support/DiagLog.h"
+#include "tests/support/Patience.h"
 
 namespace {
 
@@ -27,7 +28,8 @@ TEST(RunnableTest, AnswersAnyMessageAsUnsupportedUnlessOverridden) {
     unsigned char byte = 0;
     EXPECT_EQ(component.handleMsg(2350, 1, &byte), 4);
     EXPECT_EQ(component.handleMsg(-1, 0, nullptr), 4);
-    EXPECT_THAT(log.errors(), ElementsAre("Unsupported message 2350", "Unsupported message -1"));
+    EXPECT_THAT(log.story(), ElementsAre("2 handleMsg() Unsupported message 2350",
+                                         "2 handleMsg() Unsupported message -1"));
 }
 
 TEST(RunnableTest, StopIsAQueryThatDestroyAnswers) {
@@ -119,6 +121,46 @@ TEST(RunnableTest, RemovingItselfTwiceLeavesTheOthersAlone) {
     release.set_value();
     component.joinAndRemoveAllthreads();
     EXPECT_EQ(ended, 2);
+}
+
+TEST(RunnableTest, RemovingItselfLeavesEveryOtherThreadToBeJoined) {
+    // Given five listed threads, of which the middle one removes itself and stays alive until all is over
+    Plain component;
+    std::atomic<int> ended{0};
+    std::promise<void> release;
+    auto const released = release.get_future().share();
+    auto const over = std::make_shared<std::promise<void>>();
+    auto const waits = [&] {
+        released.wait();
+        for (int i = 0; i < 200; ++i) std::this_thread::yield();
+        ++ended;
+    };
+    auto const removed = std::make_shared<std::promise<void>>();
+    for (int i = 0; i < 2; ++i) component.startThread(waits);
+    component.startThread([&component, removed, isOver = over->get_future().share()] {
+        component.removeThisThread();
+        removed->set_value();
+        isOver.wait();
+    });
+    for (int i = 0; i < 2; ++i) component.startThread(waits);
+    removed->get_future().wait();
+    // When
+    release.set_value();
+    auto joined = std::async(std::launch::async, [&] { component.joinAndRemoveAllthreads(); });
+    // Then
+    EXPECT_EQ(joined.wait_for(test::PATIENCE), std::future_status::ready)
+        << "it waits for the one that has gone";
+    over->set_value();
+    joined.get();
+    EXPECT_EQ(ended, 4);
+}
+
+TEST(RunnableTest, IsNeitherProcessedNorStoppedAtFirst) {
+    Plain component;
+    EXPECT_FALSE(component.processed());
+    EXPECT_FALSE(component.stop());
+    component.destroy();
+    EXPECT_FALSE(component.processed()) << "that is another flag";
 }
 
 TEST(RunnableTest, ThreadMayRemoveItselfWhileItIsBeingJoined) {

@@ -46,6 +46,13 @@ std::vector<Line> DiagLog::lines() const {
     return lines;
 }
 
+std::vector<std::string> DiagLog::story() const {
+    std::vector<std::string> story;
+    for (auto const& line : lines())
+        story.push_back(std::to_string(line.level) + ' ' + line.prefix + line.function + "() " + line.text);
+    return story;
+}
+
 std::vector<std::string> DiagLog::texts(int level) const {
     std::vector<std::string> texts;
     for (auto const& line : lines()) {

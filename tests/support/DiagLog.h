@@ -27,6 +27,10 @@ public:
     /// All lines but the two that tell the build. Any of another form fails the test.
     std::vector<Line> lines() const;
 
+    /// All of them as "2 Bridge::init() text": what the log says, without its clock, threads and line
+    /// numbers.
+    std::vector<std::string> story() const;
+
     /// The texts of one level: 2 errors, 4 the rest.
     std::vector<std::string> errors() const { return texts(2); }
     std::vector<std::string> infos() const { return texts(4); }

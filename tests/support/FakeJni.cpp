@@ -65,8 +65,10 @@ struct Functions {
     static void deleteGlobalRef(JNIEnv* env, jobject reference) {
         Jvm& jvm = *own(env).jvm;
         Lock const lock(jvm.m_mutex);
-        jvm.enter("DeleteGlobalRef", &own(env), true);
-        if (jvm.find(reference, "DeleteGlobalRef")) jvm.m_references.erase(reference);
+        auto const object = jvm.find(reference, "DeleteGlobalRef");
+        jvm.enter(object && object->isClass ? "DeleteGlobalRef(class)" : "DeleteGlobalRef(object)", &own(env),
+                  true);
+        if (object) jvm.m_references.erase(reference);
     }
 
     static void deleteLocalRef(JNIEnv* env, jobject reference) {
@@ -84,7 +86,7 @@ struct Functions {
             return nullptr;
         }
         return static_cast<jclass>(
-            jvm.makeReference(std::make_shared<Jvm::Object>(Jvm::Object{name, {}}), false));
+            jvm.makeReference(std::make_shared<Jvm::Object>(Jvm::Object{name, {}, true}), false));
     }
 
     static jmethodID getMethodId(JNIEnv* env, jclass cls, char const* name, char const* signature) {
@@ -282,7 +284,7 @@ Jvm::Jvm()
     m_invocation.DetachCurrentThread = &Functions::detachCurrentThread;
     m_vm.functions = &m_invocation;
     m_vm.jvm = this;
-    m_listener = makeReference(std::make_shared<Object>(Object{LISTENER_CLASS, {}}), false);
+    m_listener = makeReference(std::make_shared<Object>(Object{LISTENER_CLASS, {}, false}), false);
 }
 
 Jvm::~Jvm() = default;
@@ -295,7 +297,7 @@ JNIEnv* Jvm::env() {
 jbyteArray Jvm::newArray(std::vector<unsigned char> const& bytes) {
     std::lock_guard const lock(m_mutex);
     return static_cast<jbyteArray>(
-        makeReference(std::make_shared<Object>(Object{"", {bytes.begin(), bytes.end()}}), false));
+        makeReference(std::make_shared<Object>(Object{"", {bytes.begin(), bytes.end()}, false}), false));
 }
 
 std::vector<unsigned char> Jvm::bytesOf(jbyteArray array) const {

@@ -86,6 +86,7 @@ private:
     struct Object {
         std::string className;
         std::vector<jbyte> bytes;
+        bool isClass = false;
     };
     struct Reference {
         std::shared_ptr<Object> object;
