@@ -48,7 +48,7 @@ Service::~Service() {
 }
 
 bool Service::end() noexcept {
-    m_ended = true;
+    refuseCalls();
     for (int attempt = 0; attempt < 1000; ++attempt) {
         if (std::try_lock(m_stateMutex, m_sendMutex) == -1) {
             m_initialised = false;

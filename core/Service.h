@@ -72,13 +72,15 @@ public:
         return sendMsg(size, static_cast<void const*>(record), packer, skipCacheCheck);
     }
 
-    /// Closes both directions for good, at the end of the process, then ends the components. From its
-    /// beginning on every call from outside is refused. False, with the components left standing, if a thread
-    /// stays inside the bridge for longer than a second: in a JVM that has ended such a thread never comes
-    /// back, and whoever waited for it, as the components' destructors do, would hang.
+    /// From now on every call from outside is refused. Waits for nothing; what is inside goes on. Any thread.
+    void refuseCalls() noexcept { m_ended = true; }
+
+    /// Refuses calls, then ends the components, at the end of the process. False, with the components left
+    /// standing, if a thread stays inside the bridge for longer than a second: in a JVM that has ended such a
+    /// thread never comes back, and whoever waited for it, as the components' destructors do, would hang.
     bool end() noexcept;
 
-    /// Whether `end` has begun. Any thread.
+    /// Whether calls are refused for good. Any thread.
     bool ended() const noexcept { return m_ended; }
 
     /// Whether the bridge carries messages. Any thread.

@@ -47,10 +47,12 @@ std::unique_ptr<DiagAraService>& DiagAraService::pInstance = *new std::unique_pt
 DiagAraService::Unload DiagAraService::unload;
 
 DiagAraService::Unload::~Unload() {
+    // Also a bridge that nobody has asked for: the first call may still come. Refused at once, not when the
+    // thread below is given the processor.
+    getInstance()->refuseCalls();
     auto const ended = std::make_shared<std::promise<void>>();
     auto const isEnded = ended->get_future();
     auto const end = [ended] {
-        // Also a bridge that nobody has asked for: the first call may still come.
         if (getInstance()->end()) Diag_Ara_Components::m_runtime_object.reset();
         // Otherwise a thread of the ended JVM sits inside forever, and what it stands on stays.
         ended->set_value();
