@@ -45,9 +45,8 @@ char const* name(Outcome outcome);
 /// How long to wait for an answer, and what to do without one.
 struct Patience {
     milliseconds timeout{2000};
-    /// Between a call that got no answer and its repetition. A service clears a request's state only after
-    /// the answer has left, and an answer that comes late meets the next call: a repetition that follows at
-    /// once can be lost in both cases.
+    /// Between a call that got no answer and its repetition, so that what disturbed the first one is over: an
+    /// answer to another identifier, or a service that just starts.
     milliseconds retryPause{250};
     unsigned attempts = 2;
 };
