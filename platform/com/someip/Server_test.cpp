@@ -248,6 +248,23 @@ TEST_F(Server_limits_test, DatagramsAboveTheLimitWaitWithTheOperatingSystem) {
     expectEcho(peer, UDP_SERVICE);
 }
 
+TEST_F(Server_limits_test, ResetOfAConnectionThatIsNotReadIsNoticed) {
+    std::vector<ac::com::cpp_binding::skeleton::Reply_function> underWay;
+    {
+        Raw_socket peer(tcp());
+        for (std::uint16_t session = 1; session <= 6; ++session)
+            peer.send(frame(request(TCP_SERVICE, wire(HOLD), session)));
+        ASSERT_TRUE(eventually([this] { return m_tcpService.held() == 4; }));
+        underWay = m_tcpService.takeHeld();
+        underWay.back()(0, {});
+        underWay.pop_back();
+        ASSERT_TRUE(eventually([this] { return m_tcpService.held() == 1; })) << "the connection is full again";
+    }  // with the answer unread, which makes the close a reset
+    EXPECT_TRUE(eventually([] { return counters().connections == 1; })) << "the UDP socket";
+    EXPECT_EQ(counters().sessions, 4) << "although its calls are still under way";
+    m_tcpService.takeHeld();
+}
+
 TEST_F(Server_limits_test, ConnectionAboveTheLimitIsClosedWhileAllOthersAreBusy) {
     std::deque<Raw_socket> peers;
     for (std::size_t count = 0; count < 3; ++count) {

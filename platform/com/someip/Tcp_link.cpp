@@ -71,6 +71,23 @@ void Tcp_link::read() {
                              });
 }
 
+void Tcp_link::pause() {
+    m_paused = true;
+    if (m_watching || m_connecting || m_closed) return;
+    // Nothing is read that would tell of a peer that has gone, and leaves its calls behind.
+    m_watching = true;
+    m_socket.async_wait(asio::ip::tcp::socket::wait_error,
+                        [self = shared_from_this()](asio::error_code const& error) {
+                            self->m_watching = false;
+                            if (error || self->m_closed) return;
+                            asio::detail::socket_option::integer<SOL_SOCKET, SO_ERROR> pending;
+                            asio::error_code ignored;
+                            self->m_socket.get_option(pending, ignored);
+                            if (pending.value() != 0)
+                                self->fail({pending.value(), asio::error::get_system_category()});
+                        });
+}
+
 void Tcp_link::resume() {
     m_paused = false;
     if (!m_connecting) read();

@@ -29,7 +29,7 @@ public:
     void start(std::weak_ptr<Link_user> user) override;
     void send(std::vector<std::uint8_t> bytes, Address const& to) override;
     bool idle() const override { return m_queue.empty(); }
-    void pause() override { m_paused = true; }
+    void pause() override;
     void resume() override;
     void endSending() override;
     void close() override;
@@ -57,6 +57,7 @@ private:
     bool m_reading = false;
     bool m_ended = false;  // by the peer
     bool m_paused = false;
+    bool m_watching = false;  // for a reset, while paused
     bool m_endSending = false;
     bool m_closed = false;
 };
