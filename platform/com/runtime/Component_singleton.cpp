@@ -8,6 +8,7 @@
 
 #include "platform/com/deployment/Manifest.h"
 #include "platform/com/runtime/Log.h"
+#include "platform/com/runtime/Overrun_watch.h"
 #include "platform/com/runtime/Process_runtime.h"
 
 namespace eb::com::runtime {
@@ -62,6 +63,7 @@ Component_singleton::Component_singleton(bool /*standalone*/, std::string const&
                               "runtime of '" + (name.empty() ? program_invocation_short_name : name) +
                                   "' with " + shared.runtime->deployment().origin + ", " +
                                   std::to_string(shared.runtime->deployment().services.size()) + " services");
+        eb::com::runtime::Overrun_watch::ofProcess().runOn(shared.runtime);
     }
     ++shared.owners;
 }

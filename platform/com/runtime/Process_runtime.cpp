@@ -87,6 +87,7 @@ void Process_runtime::end() {
     m_calls->endAll(nullptr, "the communication runtime has ended");
     decltype(m_offers) offers;
     m_loop->end([this, &offers] {
+        m_nextLook.reset();
         m_directory->end();
         offers.swap(m_offers);
         m_subscriptions->end();
@@ -110,6 +111,10 @@ ac::com::static_thread_pool& Process_runtime::pool(unsigned int poolClass) {
     auto& pool = m_pools[poolClass];
     if (!pool) pool = std::make_unique<ac::com::static_thread_pool>(POOL_THREADS);
     return *pool;
+}
+
+void Process_runtime::wake(std::chrono::milliseconds time, std::function<void()> look) {
+    post([this, time, look = std::move(look)] { m_nextLook = m_clock->after(time, look); });
 }
 
 void Process_runtime::offer(std::shared_ptr<Provided_service> const& service) {

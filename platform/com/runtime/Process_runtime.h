@@ -70,6 +70,10 @@ public:
     /// Runs the task later on the io thread; drops it after `end`. Any thread.
     void post(std::function<void()> task) { m_loop->post(std::move(task)); }
 
+    /// Has the Overrun_watch look on the io thread after that time, in place of the look that was planned.
+    /// Drops it after `end`. Any thread.
+    void wake(std::chrono::milliseconds time, std::function<void()> look);
+
     /// Sends an event of a service to all who hear it, if the service is offered. io thread.
     void publish(Provided_service const& service, unsigned short event, Serialized_payload const& payload);
 
@@ -103,6 +107,7 @@ private:
     // io thread:
     std::map<Name, std::shared_ptr<Provided_service>> m_offers;
     std::map<Endpoint, std::unique_ptr<someip::Server_endpoint>> m_endpoints;
+    Clock::Timer m_nextLook;
 
     std::mutex m_mutex;
     bool m_ended = false;                                                          // guarded by m_mutex
