@@ -82,6 +82,7 @@ std::vector<Incident_case> all() {
         CHECK_INCIDENT(Find_service_start, 4, INSTANCE),
         CHECK_INCIDENT(Find_service_stop, 4, INSTANCE),
         CHECK_INCIDENT(Event_receive_handler_performance, 3, {"2_service_id", "3_instance_id", "5_time"}),
+        CHECK_INCIDENT(Event_state_handler_performance, 3, {"2_service_id", "3_instance_id", "5_time"}),
         CHECK_INCIDENT(Find_service_handler_performance, 3, {"2_service_id", "3_instance_id", "4_time"}),
         CHECK_INCIDENT(Method_call_request_tx, 5, METHOD),
         CHECK_INCIDENT(Method_call_request_cancelled, 4, METHOD),

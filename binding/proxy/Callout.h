@@ -25,7 +25,7 @@ std::string to_string(std::exception_ptr const& exception);
 
 namespace proxy {
 
-/// Longest time in milliseconds that a user's function may take on a strand before a line tells of it. They
+/// Longest time in milliseconds that a user's function may take on a strand without being reported. They
 /// share a pool with the methods of skeletons, so they are to hand longer work over to a thread of its own.
 inline constexpr unsigned long FIND_HANDLER_LIMIT = 500;
 inline constexpr unsigned long EVENT_HANDLER_LIMIT = 500;

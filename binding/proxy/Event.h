@@ -28,26 +28,25 @@ private:
     }
 };
 
-/// Where all proxies of one instance find their common event. It lives as long as one of them holds it.
+/// The untyped half of an Event_ptr.
 class Event_ptr_base {
-public:
-    bool expired() const noexcept { return m_event.expired(); }
-
 protected:
     Event_ptr_base() = default;
-    explicit Event_ptr_base(std::weak_ptr<Event_samples> event) noexcept : m_event(std::move(event)) {}
+    explicit Event_ptr_base(std::shared_ptr<Event_samples> event) noexcept : m_event(std::move(event)) {}
 
-    std::weak_ptr<Event_samples> m_event;
+    std::shared_ptr<Event_samples> m_event;
 };
 
+/// Where all proxies of one instance find their common event. An owner of it, so that the event stays with
+/// its newest sample while there is no proxy.
 template <class E>
 class Event_ptr : public Event_ptr_base {
 public:
     Event_ptr() = default;
-    explicit Event_ptr(std::shared_ptr<Event<E>> const& event) noexcept : Event_ptr_base(event) {}
+    explicit Event_ptr(std::shared_ptr<Event<E>> event) noexcept : Event_ptr_base(std::move(event)) {}
 
-    /// The event; null once its last proxy has gone.
-    std::shared_ptr<Event<E>> lock() const { return std::static_pointer_cast<Event<E>>(m_event.lock()); }
+    /// A share of the event; null if no proxy of the instance has been made yet.
+    std::shared_ptr<Event<E>> lock() const { return std::static_pointer_cast<Event<E>>(m_event); }
 };
 
 }  // namespace ac::com::cpp_binding::proxy

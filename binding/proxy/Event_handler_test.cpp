@@ -99,15 +99,27 @@ TEST_F(Event_test, HandlerThatThrowsIsToldAndCalledAgain) {
 
 TEST_F(Event_test, HandlerThatTakesTooLongIsTold) {
     Capture const log;
-    sut->dataValuesHash.setReceiveHandler([] {
-        auto const limit = std::chrono::steady_clock::now() + std::chrono::milliseconds(501);
-        std::this_thread::sleep_until(limit);
-    });
+    sut->dataValuesHash.setReceiveHandler([] { binding_testing::overrunHandlerLimit(); });
     sut->dataValuesHash.subscribe(1);
     port->send(hashBytes(1));
     std::string const name = "Event_receive_handler_performance";
     EXPECT_TRUE(eventually([&] { return !incidentsOf(log, name).empty(); }));
     EXPECT_THAT(incidentsOf(log, name).at(0), testing::HasSubstr(WHO + R"(,"5_time":)"));
+    EXPECT_GE(binding_testing::timeOf(incidentsOf(log, name).at(0)), 501U);
+}
+
+TEST_F(Event_test, HandlerThatHangsIsReportedWhileItHangs) {
+    Capture const log;
+    std::string const name = "Event_receive_handler_performance";
+    std::atomic<bool> reported{false};
+    sut->dataValuesHash.setReceiveHandler([&] {
+        EXPECT_TRUE(eventually([&] { return !incidentsOf(log, name).empty(); }));
+        reported = true;
+    });
+    sut->dataValuesHash.subscribe(1);
+    port->send(hashBytes(1));
+    EXPECT_TRUE(eventually([&] { return reported.load(); }));
+    EXPECT_GE(binding_testing::timeOf(incidentsOf(log, name).at(0)), 1000U);
 }
 
 TEST_F(Event_test, UnsubscribeWaitsForTheHandlerThatRuns) {
@@ -129,6 +141,46 @@ TEST_F(Event_test, UnsubscribeWaitsForTheHandlerThatRuns) {
     EXPECT_TRUE(eventually([&] { return port->subscribers() == 0; }));
     go.open();
     client.join();
+}
+
+TEST_F(Event_test, SecondUnsubscribeReturnsAtOnceThoughTheHandlerRuns) {
+    Gate inside, go, returned;
+    sut->dataValuesHash.setReceiveHandler([&, &event = sut->dataValuesHash] {
+        event.unsubscribe();
+        inside.open();
+        EXPECT_TRUE(go.wait());
+    });
+    sut->dataValuesHash.subscribe(1);
+    port->send(hashBytes(1));
+    EXPECT_TRUE(inside.wait());
+    std::thread client([&] {
+        sut->dataValuesHash.unsubscribe();
+        returned.open();
+    });
+    EXPECT_TRUE(returned.wait());
+    go.open();
+    client.join();
+}
+
+TEST_F(Event_test, SecondUnsubscribeReturnsAtOnceThoughTheFirstStillWaits) {
+    Gate inside, go, returned;
+    sut->dataValuesHash.setReceiveHandler([&] {
+        inside.open();
+        EXPECT_TRUE(go.wait());
+    });
+    sut->dataValuesHash.subscribe(1);
+    port->send(hashBytes(1));
+    EXPECT_TRUE(inside.wait());
+    std::thread first([&] { sut->dataValuesHash.unsubscribe(); });
+    EXPECT_TRUE(eventually([&] { return port->subscribers() == 0; }));
+    std::thread second([&] {
+        sut->dataValuesHash.unsubscribe();
+        returned.open();
+    });
+    EXPECT_TRUE(returned.wait());
+    go.open();
+    first.join();
+    second.join();
 }
 
 TEST_F(Event_test, HandlerMayUnsubscribe) {
@@ -213,12 +265,15 @@ TEST_F(Event_test, SampleOnItsWayDuringUnsubscribeReachesNobody) {
     go.open();
     client.join();
     Gate drained;
-    sut->dataValuesHash.setSubscriptionStateHandler([&](Subscription_state) { drained.open(); });
+    sut->dataValuesHash.setSubscriptionStateHandler([&](Subscription_state) {
+        EXPECT_EQ(calls, 0);  // the strand has passed the handler of the first subscription
+        drained.open();
+    });
     sut->dataValuesHash.subscribe(1);
     EXPECT_TRUE(drained.wait());
-    EXPECT_EQ(calls, 0);
+    EXPECT_TRUE(eventually([&] { return calls == 1; }));  // for the sample that is held
     port->send(hashBytes(2));
-    EXPECT_TRUE(eventually([&] { return calls == 1; }));
+    EXPECT_TRUE(eventually([&] { return calls == 2; }));
 }
 
 TEST_F(Event_test, StatesOfTheSubscriptionAreToldInOrder) {
@@ -243,6 +298,20 @@ TEST_F(Event_test, StatesOfTheSubscriptionAreToldInOrder) {
     EXPECT_THAT(told(),
                 ElementsAre(Subscription_state::kNotSubscribed, Subscription_state::kSubscriptionPending,
                             Subscription_state::kSubscribed, Subscription_state::kNotSubscribed));
+}
+
+TEST_F(Event_test, StateHandlerThatTakesTooLongIsToldByAnIncidentOfItsOwn) {
+    Capture const log;
+    std::string const name = "Event_state_handler_performance";
+    sut->dataValuesHash.setSubscriptionStateHandler([&](Subscription_state) {
+        EXPECT_TRUE(eventually([&] { return !incidentsOf(log, name).empty(); }));
+    });
+    sut->dataValuesHash.subscribe(1);
+    EXPECT_TRUE(eventually([&] { return !incidentsOf(log, name).empty(); }));
+    EXPECT_THAT(incidentsOf(log, name).at(0), testing::HasSubstr(WHO + R"(,"5_time":)"));
+    EXPECT_GE(binding_testing::timeOf(incidentsOf(log, name).at(0)), 1000U);
+    sut.reset();
+    EXPECT_THAT(incidentsOf(log, "Event_receive_handler_performance"), IsEmpty());
 }
 
 TEST_F(Event_test, StateHandlerThatThrowsIsTold) {

@@ -31,12 +31,12 @@ public:
         return impl;
     }
 
-    bool update(std::function<bool(Value const&)> const& filter) {
-        if (!filter) {
+    bool update(std::function<bool(Value const&)> const& pass_on) {
+        if (!pass_on) {
             return Event_impl_base::update({});
         }
         return Event_impl_base::update(
-            [&](Sample const& sample) { return filter(*static_cast<Value const*>(sample.get())); });
+            [&](Sample const& sample) { return pass_on(*static_cast<Value const*>(sample.get())); });
     }
 
     std::vector<std::shared_ptr<Value const>> cached_samples() const {
@@ -48,6 +48,8 @@ public:
     }
 
 private:
+    friend struct Event_access;  // for tests: forgets events, as a new process would have none
+
     static std::shared_ptr<Event<E>> event_of(Proxy_base& proxy, unsigned short event_id) {
         std::shared_ptr<Event<E>> event;
         {
@@ -59,11 +61,12 @@ private:
                 place = Event_ptr<E>(event);
             }
         }
-        event->rely(proxy.port());
+        event->enter(proxy.port());
         return event;
     }
 
-    // Never destroyed: proxies of static duration may still come and go while the process ends.
+    // Never destroyed: proxies of static duration, and threads that nobody joins, may still use them while
+    // the process ends. There is one event for each instance of the deployment that a proxy was made for.
     static inline std::mutex& m_evt_inst_mutex = *new std::mutex;
     static inline auto& m_event_instances =
         *new std::map<eb::com::runtime::Instance_id, Event_ptr<E>>;  // guarded by m_evt_inst_mutex

@@ -42,16 +42,16 @@ Event_impl_base::Event_impl_base(std::shared_ptr<Event_samples> event)
 void Event_impl_base::subscribe(std::size_t cache_size, Event_cache_update_policy policy) {
     std::vector<Sample> cache(cache_size);
     std::lock_guard const changing(m_change_mutex);
-    m_event->make_room(cache_size);
     {
         std::lock_guard const lock(m_mutex);
         m_cache.swap(cache);
         m_policy = policy;
         if (m_subscribed) {
+            m_event->make_room(cache_size);
             return;
         }
     }
-    m_event->join();
+    m_event->join(cache_size);
     try {
         m_event->internal_subscribe(this, true);
     } catch (...) {
@@ -67,41 +67,56 @@ void Event_impl_base::subscribe(std::size_t cache_size, Event_cache_update_polic
 }
 
 void Event_impl_base::unsubscribe() {
-    std::vector<Sample> released;
-    {
-        // Held while a notice that is running is waited for: notices take m_mutex alone, and run no user's
-        // function.
-        std::lock_guard const changing(m_change_mutex);
-        bool subscribed = false;
-        {
-            std::lock_guard const lock(m_mutex);
-            subscribed = std::exchange(m_subscribed, false);
-            if (subscribed) {
-                ++m_life;
-                m_cache.swap(released);
-                m_taken = m_noticed = 0;
-            }
-        }
-        if (subscribed) {
-            m_event->internal_unsubscribe(this);
-            m_event->leave();
-            m_state = Subscription_state::kNotSubscribed;
-        }
+    if (end_subscription()) {
+        await_handler();
     }
-    await_handler();
+}
+
+bool Event_impl_base::end_subscription() {
+    if (!is_subscribed()) {
+        return false;  // also while another thread's unsubscribe waits for notices
+    }
+    std::vector<Sample> released;
+    // Held while a notice that is running is waited for: notices take m_mutex alone, and run no user's
+    // function.
+    std::lock_guard const changing(m_change_mutex);
+    {
+        std::lock_guard const lock(m_mutex);
+        if (!std::exchange(m_subscribed, false)) {
+            return false;
+        }
+        ++m_life;
+        m_cache.swap(released);
+        m_taken = m_noticed = 0;
+    }
+    m_event->internal_unsubscribe(this);
+    m_event->leave();
+    m_state = Subscription_state::kNotSubscribed;
+    return true;
+}
+
+bool Event_impl_base::is_subscribed() const {
+    std::lock_guard const lock(m_mutex);
+    return m_subscribed;
 }
 
 void Event_impl_base::close() noexcept {
-    unsubscribe();
+    end_subscription();
+    await_handler();
     stop_relying();
     std::shared_ptr<Event_samples> event;
     Shared_function<void()> receive_handler;
     Shared_function<void(Subscription_state)> state_handler;
-    std::lock_guard const changing(m_change_mutex);
-    std::lock_guard const lock(m_mutex);
-    event.swap(m_event);
-    receive_handler.swap(m_receive_handler);
-    state_handler.swap(m_state_handler);
+    {
+        std::lock_guard const changing(m_change_mutex);
+        std::lock_guard const lock(m_mutex);
+        event.swap(m_event);
+        receive_handler.swap(m_receive_handler);
+        state_handler.swap(m_state_handler);
+    }
+    if (event) {
+        event->exit();
+    }
 }
 
 void Event_impl_base::stop_relying() noexcept {
@@ -132,23 +147,35 @@ void Event_impl_base::replace(Shared_function<Function>& handler, std::function<
     handler.swap(shared);
 }
 
-bool Event_impl_base::update(std::function<bool(Sample const&)> const& filter) {
+bool Event_impl_base::update(std::function<bool(Sample const&)> const& pass_on) {
+    if (!is_subscribed()) {
+        return false;
+    }
+    log::binding_log().trace(incidents::Event_cache_update{m_record});
     std::vector<Sample> received;
     std::uint64_t life = 0;
+    bool took_any = false;
     {
         std::lock_guard const lock(m_mutex);
         if (!m_subscribed) {
             return false;
         }
         received = m_event->take(m_taken, m_cache.size());
+        took_any = detail::copy_samples_to_cache(received, m_policy, m_cache);
         life = m_life;
     }
-    log::binding_log().trace(incidents::Event_cache_update{m_record});
-    if (filter) {
-        std::erase_if(received, [&](Sample const& sample) { return !filter(sample); });
+    for (Sample const& sample : received) {
+        if (!pass_on || !is_life(life)) {
+            break;
+        }
+        pass_on(sample);
     }
+    return took_any;
+}
+
+bool Event_impl_base::is_life(std::uint64_t life) const {
     std::lock_guard const lock(m_mutex);
-    return life == m_life && detail::copy_samples_to_cache(std::move(received), m_policy, m_cache);
+    return life == m_life;
 }
 
 std::vector<Sample> Event_impl_base::cached_samples() const {
@@ -194,7 +221,8 @@ void Event_impl_base::call_receive_handler(std::uint64_t life) {
         m_handler_thread = std::this_thread::get_id();
     }
     log::binding_log().trace(incidents::Event_receive_handler{m_record});
-    call_out<incidents::Event_receive_handler_exception>(*handler);
+    call_out<incidents::Event_receive_handler_exception, incidents::Event_receive_handler_performance>(
+        *handler);
 }
 
 void Event_impl_base::call_state_handler(std::uint64_t life, Subscription_state state) {
@@ -208,16 +236,17 @@ void Event_impl_base::call_state_handler(std::uint64_t life, Subscription_state 
         handler = m_state_handler;
         m_handler_thread = std::this_thread::get_id();
     }
-    call_out<incidents::Event_state_handler_exception>([&] { (*handler)(state); });
+    call_out<incidents::Event_state_handler_exception, incidents::Event_state_handler_performance>(
+        [&] { (*handler)(state); });
 }
 
-template <class Incident, class Callout>
+template <class Exception, class Performance, class Callout>
 void Event_impl_base::call_out(Callout const& callout) const {
     Deadline_guard const guard(EVENT_HANDLER_LIMIT, [this](unsigned long time) {
-        log::binding_log().trace(incidents::Event_receive_handler_performance{{m_record, time}});
+        log::binding_log().trace(Performance{{m_record, time}});
     });
     apply_callout_with_on_exception(callout, [this](std::exception_ptr const& thrown) {
-        log::binding_log().trace(Incident{m_record}, log::Failure_text{to_string(thrown)});
+        log::binding_log().trace(Exception{m_record}, log::Failure_text{to_string(thrown)});
     });
 }
 

@@ -29,7 +29,7 @@ namespace ac::com::cpp_binding::proxy {
 ///
 /// Owned by the proxy's event, which closes it; tasks on their way to the strand share it. Handlers run on a
 /// strand of the shared pool, one at a time. Any thread may call anything, the handlers too; no handler runs
-/// and no filter is asked with a lock held.
+/// and no sample is passed on with a lock held.
 class Event_impl_base : public Event_subscriber, public std::enable_shared_from_this<Event_impl_base> {
 public:
     using State_handler = std::function<void(Subscription_state)>;
@@ -51,7 +51,7 @@ public:
     void on_subscription_state_change(Subscription_state state) override;
 
 protected:
-    bool update(std::function<bool(Sample const&)> const& filter);
+    bool update(std::function<bool(Sample const&)> const& pass_on);
     std::vector<Sample> cached_samples() const;
 
 private:
@@ -61,10 +61,13 @@ private:
 
     void call_receive_handler(std::uint64_t life);
     void call_state_handler(std::uint64_t life, Subscription_state state);
+    bool end_subscription();
+    bool is_subscribed() const;
+    bool is_life(std::uint64_t life) const;
     void await_handler();
     template <class Function>
     void replace(Shared_function<Function>& handler, std::function<Function> by);
-    template <class Incident, class Callout>
+    template <class Exception, class Performance, class Callout>
     void call_out(Callout const& callout) const;
 
     log::Instance_record const m_record;

@@ -31,9 +31,10 @@ std::vector<Sample> Event_samples::take(std::uint64_t& position, std::size_t lim
     return {m_samples.end() - static_cast<std::ptrdiff_t>(number), m_samples.end()};
 }
 
-void Event_samples::join() {
+void Event_samples::join(std::size_t cache_size) {
     std::lock_guard const lock(m_mutex);
     ++m_subscribers;
+    m_room = std::max(m_room, cache_size);
 }
 
 void Event_samples::make_room(std::size_t cache_size) {
@@ -42,11 +43,14 @@ void Event_samples::make_room(std::size_t cache_size) {
 }
 
 void Event_samples::leave() {
-    std::deque<Sample> released;
+    std::deque<Sample> released;  // ends after the lock is released
     std::lock_guard const lock(m_mutex);
     if (--m_subscribers == 0) {
-        m_samples.swap(released);  // nobody hears when they are out of date
         m_room = 1;
+        if (m_samples.size() > m_room) {
+            m_samples.swap(released);
+            m_samples.push_back(released.back());
+        }
     }
 }
 
@@ -55,18 +59,22 @@ bool Event_samples::has_subscriber() const {
     return m_subscribers != 0;
 }
 
-void Event_samples::rely(std::shared_ptr<eb::com::runtime::Client_port> const& port) {
+void Event_samples::enter(std::shared_ptr<eb::com::runtime::Client_port> const& port) {
     std::lock_guard const changing(m_port_mutex);
-    if (m_relying.fetch_add(1) != 0 || port == m_present) {
-        return;
+    if (m_relying == 0 && port != m_present) {
+        adapter::rebind(*this, port);
+        m_present = port;
     }
-    m_present = port;
-    {
-        std::deque<Sample> released;
-        std::lock_guard const lock(m_mutex);
-        m_samples.swap(released);
+    ++m_relying;
+    ++m_proxies;
+}
+
+void Event_samples::exit() {
+    std::lock_guard const changing(m_port_mutex);
+    if (--m_proxies == 0) {
+        m_present = nullptr;
+        adapter::rebind(*this, nullptr);
     }
-    adapter::rebind(*this, port);
 }
 
 void Event_samples::event_updated(eb::com::runtime::Serialized_payload payload) {

@@ -16,9 +16,10 @@
 namespace ac::com::cpp_binding::proxy {
 
 /// The untyped half of an event: the samples that came, numbered from 1. It keeps as many of the newest as
-/// the largest cache among its subscribers holds, and none while nobody is subscribed.
+/// the largest cache among its subscribers holds. Without a subscriber the newest one stays, for the next.
 ///
-/// Shared by all proxies of the instance. Samples arrive on a runtime thread; any thread may take them.
+/// Shared by all proxies of the instance, and kept while there is none. Samples arrive on a runtime thread;
+/// any thread may take them.
 class Event_samples : public Event_base {
 public:
     log::Instance_record const& record() const noexcept { return m_record; }
@@ -33,17 +34,21 @@ public:
     /// The newest samples behind `position`, at most `limit`, oldest first. Moves the position behind them.
     std::vector<Sample> take(std::uint64_t& position, std::size_t limit) const;
 
-    /// Counts subscribers.
-    void join();
+    /// Counts subscribers. From `join` to the last `leave` at least as many samples are kept as a cache
+    /// holds; these are one step, so that the leave of another can't come in between.
+    void join(std::size_t cache_size);
     void leave();
 
-    /// Has at least as many samples kept as a cache holds. Until the last subscriber leaves.
+    /// The same for a subscriber whose cache changes.
     void make_room(std::size_t cache_size);
 
-    /// Counts those proxies that rely on the event's present port. The first one moves it to a port of his
-    /// own. An aborted proxy doesn't rely on it any more.
-    void rely(std::shared_ptr<eb::com::runtime::Client_port> const& port);
+    /// A proxy comes, with its port. The event moves there unless another proxy relies on the port that the
+    /// event has: the instance may have been lost and found again since then.
+    void enter(std::shared_ptr<eb::com::runtime::Client_port> const& port);
+    /// It was aborted, so it doesn't rely on the event's port any more. Its subscription stays.
     void stop_relying() noexcept { m_relying.fetch_sub(1); }
+    /// It goes. With the last one the event lets go of the port; its samples stay.
+    void exit();
 
 protected:
     Event_samples(unsigned short event_id, eb::com::runtime::Service_handle const& info,
@@ -64,6 +69,7 @@ private:
     std::atomic<std::uint64_t> m_count{0};  // written with m_mutex held
     std::mutex m_port_mutex;                // held while the event moves to another port
     std::shared_ptr<eb::com::runtime::Client_port> m_present;  // guarded by m_port_mutex
+    unsigned m_proxies = 0;                                    // guarded by m_port_mutex
     std::atomic<unsigned> m_relying{0};                        // raised with m_port_mutex held
 };
 

@@ -1,4 +1,7 @@
 // What a subscription brings, and to whom.
+#include <algorithm>
+#include <memory>
+
 #include "binding/testing/Event_test.h"
 
 namespace zvg::services::diagnosticdatadistribution {
@@ -44,17 +47,31 @@ TEST_F(Event_test, CacheWithoutRoomTakesNothing) {
     EXPECT_THAT(cached(), IsEmpty());
 }
 
-TEST_F(Event_test, FilterSaysWhatIsCached) {
+TEST_F(Event_test, SamplesAreInTheCacheBeforeTheFirstIsPassedOn) {
+    sut->dataValuesHash.subscribe(5);
+    port->send(hashBytes(1));
+    port->send(hashBytes(2));
+    std::vector<Numbers> seen;
+    EXPECT_TRUE(sut->dataValuesHash.update([&](Value const&) {
+        seen.push_back(cached());
+        return true;
+    }));
+    EXPECT_THAT(seen, ElementsAre(Numbers{1, 2}, Numbers{1, 2}));
+}
+
+TEST_F(Event_test, SamplesThatTheFunctionRejectsAreInTheCacheToo) {
     sut->dataValuesHash.subscribe(5);
     for (std::uint32_t i = 1; i <= 4; ++i) {
         port->send(hashBytes(i));
     }
-    EXPECT_TRUE(
-        sut->dataValuesHash.update([](Value const& value) { return *value.at(0).name_space % 2 == 0; }));
-    EXPECT_THAT(cached(), ElementsAre(2, 4));
+    int passedOn = 0;
+    EXPECT_TRUE(sut->dataValuesHash.update(
+        [&](Value const& value) { return ++passedOn, *value.at(0).name_space % 2 == 0; }));
+    EXPECT_EQ(passedOn, 4);
+    EXPECT_THAT(cached(), ElementsAre(1, 2, 3, 4));
     port->send(hashBytes(5));
-    EXPECT_FALSE(sut->dataValuesHash.update([](Value const&) { return false; }));
-    EXPECT_THAT(cached(), ElementsAre(2, 4));
+    EXPECT_TRUE(sut->dataValuesHash.update([](Value const&) { return false; }));
+    EXPECT_THAT(cached(), ElementsAre(1, 2, 3, 4, 5));
 }
 
 TEST_F(Event_test, NewestPolicyKeepsWhatOneUpdateBrought) {
@@ -66,23 +83,28 @@ TEST_F(Event_test, NewestPolicyKeepsWhatOneUpdateBrought) {
     EXPECT_THAT(cached(), ElementsAre(2));
 }
 
-TEST_F(Event_test, FilterThatThrowsTellsTheCallerAndHarmsNothing) {
+TEST_F(Event_test, WhatTheFunctionOfAnUpdateThrowsReachesTheCallerAndHarmsNothing) {
     sut->dataValuesHash.subscribe(1);
     port->send(hashBytes(1));
     expectThrow<std::runtime_error>(
         [&] { sut->dataValuesHash.update([](Value const&) -> bool { throw std::runtime_error("filter"); }); },
         "filter");
+    EXPECT_THAT(cached(), ElementsAre(1));
     port->send(hashBytes(2));
     EXPECT_THAT(update(), ElementsAre(2));
 }
 
-TEST_F(Event_test, FilterMayEndTheSubscription) {
-    sut->dataValuesHash.subscribe(1);
+TEST_F(Event_test, SamplesAreNoLongerPassedOnOnceTheSubscriptionHasEnded) {
+    sut->dataValuesHash.subscribe(2);
     port->send(hashBytes(1));
-    EXPECT_FALSE(sut->dataValuesHash.update([&](Value const&) {
+    port->send(hashBytes(2));
+    int passedOn = 0;
+    EXPECT_TRUE(sut->dataValuesHash.update([&](Value const&) {
+        ++passedOn;
         sut->dataValuesHash.unsubscribe();
         return true;
     }));
+    EXPECT_EQ(passedOn, 1);
     EXPECT_THAT(cached(), IsEmpty());
 }
 
@@ -147,17 +169,39 @@ TEST_F(Event_test, LateSubscriberHearsTheFieldsValueOnce) {
     EXPECT_THAT(lateHeard.numbers(), ElementsAre(2, 3));
 }
 
-TEST_F(Event_test, ValueOfAnEndedSubscriptionIsNotToldOfAgain) {
+TEST_F(Event_test, HeldSampleIsDeliveredOnceToEachSubscriberThoughTheLastOneLeft) {
     hear(sut->dataValuesHash, heard);
-    sut->dataValuesHash.subscribe(1);
+    sut->dataValuesHash.subscribe(3);
     port->send(hashBytes(1));
-    EXPECT_TRUE(heard.endsWith(1));
-    sut->dataValuesHash.unsubscribe();
-    sut->dataValuesHash.subscribe(1);
-    EXPECT_EQ(port->subscriptions(), 2U);
     port->send(hashBytes(2));
     EXPECT_TRUE(heard.endsWith(2));
-    EXPECT_THAT(heard.numbers(), ElementsAre(1, 2));
+    sut->dataValuesHash.unsubscribe();
+    heard.clear();
+
+    sut->dataValuesHash.subscribe(3);
+    EXPECT_EQ(port->subscriptions(), 2U);
+    EXPECT_TRUE(heard.endsWith(2));
+    port->send(hashBytes(3));
+    EXPECT_TRUE(heard.endsWith(3));
+    EXPECT_THAT(heard.numbers(), ElementsAre(2, 3));
+}
+
+TEST_F(Event_test, WithoutASubscriberOnlyTheNewestSampleIsKept) {
+    sut->dataValuesHash.subscribe(100);
+    std::vector<std::weak_ptr<Value const>> samples;
+    for (std::uint32_t i = 1; i <= 100; ++i) {
+        port->send(hashBytes(i));
+    }
+    EXPECT_TRUE(sut->dataValuesHash.update());
+    for (auto const& sample : sut->dataValuesHash.cachedSamples()) {
+        samples.push_back(sample);
+    }
+    ASSERT_EQ(samples.size(), 100U);
+    sut->dataValuesHash.unsubscribe();
+    EXPECT_EQ(std::ranges::count_if(samples, [](auto const& sample) { return !sample.expired(); }), 1);
+    EXPECT_FALSE(samples.back().expired());
+    sut->dataValuesHash.subscribe(100);
+    EXPECT_THAT(update(), ElementsAre(100));
 }
 
 TEST_F(Event_test, UnsubscribeEmptiesTheCacheAndLeavesSamplesToTheirOwners) {
@@ -165,10 +209,10 @@ TEST_F(Event_test, UnsubscribeEmptiesTheCacheAndLeavesSamplesToTheirOwners) {
     port->send(hashBytes(9));
     EXPECT_TRUE(sut->dataValuesHash.update());
     auto const kept = sut->dataValuesHash.cachedSamples().at(0);
-    EXPECT_GT(kept.use_count(), 1);
+    EXPECT_EQ(kept.use_count(), 3);  // the test, the cache, the event
     sut->dataValuesHash.unsubscribe();
     EXPECT_THAT(cached(), IsEmpty());
-    EXPECT_EQ(kept.use_count(), 1);
+    EXPECT_EQ(kept.use_count(), 2);
     EXPECT_EQ(kept->at(0).name_space, 9U);
     EXPECT_EQ(port->subscribers(), 0U);
     EXPECT_EQ(sut->dataValuesHash.subscriptionState(), Subscription_state::kNotSubscribed);
@@ -220,26 +264,45 @@ TEST_F(Event_test, NewProxyTakesTheEventFromOneThatWasAborted) {
     Heard nextHeard;
     hear(next->dataValuesHash, nextHeard);
     next->dataValuesHash.subscribe(1);
+    EXPECT_TRUE(nextHeard.endsWith(1));
     sut.reset();
     found->send(hashBytes(2));
     EXPECT_TRUE(nextHeard.endsWith(2));
-    EXPECT_THAT(nextHeard.numbers(), ElementsAre(2));  // and no value from before the loss
+    EXPECT_THAT(nextHeard.numbers(), ElementsAre(1, 2));
 }
 
-TEST_F(Event_test, EventEndsWithItsLastProxyAndLetsGoOfThePort) {
-    std::weak_ptr<Fake_port> const last = port;
+TEST_F(Event_test, EventStaysWithItsSampleWhenItsLastProxyGoesAndLetsGoOfThePort) {
     sut->dataValuesHash.subscribe(1);
-    long const others = port.use_count();
-    EXPECT_GT(others, 1);
+    port->send(hashBytes(7));
+    EXPECT_GT(port.use_count(), 1);
     sut.reset();
     EXPECT_EQ(port.use_count(), 1);
+
     auto const found = std::make_shared<Fake_port>();
     sut = proxyOver(found);
     hear(sut->dataValuesHash, heard);
     sut->dataValuesHash.subscribe(1);
-    found->send(hashBytes(1));
-    EXPECT_TRUE(heard.endsWith(1));
+    EXPECT_TRUE(heard.endsWith(7));
+    found->send(hashBytes(8));
+    EXPECT_TRUE(heard.endsWith(8));
+    EXPECT_THAT(heard.numbers(), ElementsAre(7, 8));
     EXPECT_EQ(port->subscriptions(), 1U);
+    EXPECT_EQ(found->subscriptions(), 1U);
+}
+
+TEST_F(Event_test, EventOfAnInstanceThatWasLostIsBoundToThePortOfTheNextProxy) {
+    sut->dataValuesHash.subscribe(1);
+    for (std::uint32_t life = 1; life <= 3; ++life) {
+        sut.reset();
+        auto const found = std::make_shared<Fake_port>();
+        sut = proxyOver(found);
+        sut->dataValuesHash.subscribe(1);
+        found->send(hashBytes(life));
+        EXPECT_THAT(update(), ElementsAre(life));
+        sut.reset();
+        EXPECT_EQ(found.use_count(), 1);
+        sut = proxyOver(port);
+    }
 }
 
 /// A subscriber that the binding doesn't know of.
@@ -269,8 +332,7 @@ TEST_F(Event_test, NoMoreIsKeptThanTheLargestCacheHolds) {
     ac::com::cpp_binding::proxy::Event<DiagnosticDataDistribution::dataValuesHash::Notify> event(0, HANDLE,
                                                                                                  port);
     Idler idler;
-    event.make_room(2);
-    event.join();
+    event.join(2);
     event.internal_subscribe(&idler, false);
     for (std::uint32_t i = 1; i <= 100; ++i) {
         port->send(hashBytes(i));
@@ -280,6 +342,22 @@ TEST_F(Event_test, NoMoreIsKeptThanTheLargestCacheHolds) {
     EXPECT_EQ(position, 100U);
     event.internal_unsubscribe(&idler);
     event.leave();
+}
+
+TEST_F(Event_test, RoomOfASubscriberStaysWhenAnotherLeaves) {
+    ac::com::cpp_binding::proxy::Event<DiagnosticDataDistribution::dataValuesHash::Notify> event(0, HANDLE,
+                                                                                                 port);
+    Idler idler;
+    event.internal_subscribe(&idler, false);
+    event.join(1);
+    event.join(5);
+    event.leave();
+    for (std::uint32_t i = 1; i <= 9; ++i) {
+        port->send(hashBytes(i));
+    }
+    std::uint64_t position = 0;
+    EXPECT_EQ(event.take(position, 100).size(), 5U);
+    event.internal_unsubscribe(&idler);
 }
 
 }  // namespace

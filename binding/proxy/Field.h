@@ -34,22 +34,25 @@ public:
     Event(Event const&) = delete;
     Event& operator=(Event const&) = delete;
 
-    /// Subscribes with a cache of that many samples, which takes its room at once. A sample that this process
-    /// has already, as a field's value, is told of once. While subscribed it changes size and policy of the
-    /// cache, which is emptied, and nothing else. Does not block. Throws what Client_port::subscribe throws.
+    /// Subscribes with a cache of that many samples, which takes its room at once. The newest sample that
+    /// this process has of the instance is delivered once, also one from before an earlier subscription's
+    /// end; a field's present value may follow. While subscribed it changes size and policy of the cache,
+    /// which is emptied, and nothing else. Does not block. Throws what Client_port::subscribe throws.
     void subscribe(std::size_t cacheSize,
                    Event_cache_update_policy policy = Event_cache_update_policy::last_n) {
         m_binding->subscribe(cacheSize, policy);
     }
 
     /// Ends the subscription and empties the cache. No handler runs or starts afterwards: it waits for one
-    /// that is running, unless it is called from inside. The handlers stay for the next subscription.
+    /// that is running, unless it is called from inside. Without a subscription it returns at once, whatever
+    /// runs. The handlers stay for the next subscription.
     void unsubscribe() { m_binding->unsubscribe(); }
 
-    /// Takes the samples that came since the last update, at most as many as the cache holds, the newest,
-    /// oldest first. Those that `filter` accepts go to the cache; without a filter all do. Returns whether it
-    /// took any; false while not subscribed. What the filter throws is thrown, and these samples are gone.
-    bool update(std::function<bool(Value const&)> const& filter = {}) { return m_binding->update(filter); }
+    /// Takes the samples that came since the last update, at most as many as the cache holds, the newest, to
+    /// the cache, and then passes each to the function, oldest first, until the subscription ends. What the
+    /// function returns changes nothing: the cache has the sample. Returns whether it took any; false while
+    /// not subscribed. What the function throws is thrown.
+    bool update(std::function<bool(Value const&)> const& passOn = {}) { return m_binding->update(passOn); }
 
     /// What the cache holds, oldest first. The samples live on as long as somebody has them.
     std::vector<std::shared_ptr<Value const>> cachedSamples() const { return m_binding->cached_samples(); }

@@ -47,7 +47,12 @@ public:
     Search(log::Instance_record who, Found_handler handler, ac::com::log::Generic_logger const& log)
         : m_record(std::move(who)), m_handler(std::move(handler)), m_log(log) {}
 
+    Find_service_handle::Stopped const& stopped() const noexcept { return m_stopped; }
+
     void deliver(std::vector<eb::com::runtime::Service_handle> const& found) const {
+        if (*m_stopped) {
+            return;
+        }
         m_log.trace(incidents::Find_service_result{m_record}, log::Found_instances{found});
         Deadline_guard const guard(FIND_HANDLER_LIMIT, [this](unsigned long time) {
             m_log.trace(incidents::Find_service_handler_performance{{m_record, time}});
@@ -63,15 +68,16 @@ private:
     log::Instance_record const m_record;
     Found_handler const m_handler;
     ac::com::log::Generic_logger const m_log;
+    Find_service_handle::Stopped const m_stopped = std::make_shared<std::atomic<bool>>(false);
 };
 
 }  // namespace
 
 Find_service_handle make_find_service_handle(
     std::shared_ptr<eb::com::runtime::Service_finder::Subscription_handle>&& subscription,
-    std::shared_ptr<Strand>&& strand) {
+    std::shared_ptr<Strand>&& strand, Find_service_handle::Stopped stopped) {
     static std::atomic<unsigned> last{0};
-    return {++last, std::move(subscription), std::move(strand)};
+    return {++last, std::move(subscription), std::move(strand), std::move(stopped)};
 }
 
 Find_service_handle start_find_service(eb::com::runtime::Service_id service,
@@ -86,7 +92,7 @@ Find_service_handle start_find_service(eb::com::runtime::Service_id service,
                            [strand, search](std::vector<eb::com::runtime::Service_handle> const& found) {
                                strand->post([strand, search, found] { search->deliver(found); });
                            });
-    return make_find_service_handle(std::move(subscription), std::move(strand));
+    return make_find_service_handle(std::move(subscription), std::move(strand), search->stopped());
 }
 
 }  // namespace proxy::detail

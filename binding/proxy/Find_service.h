@@ -17,7 +17,8 @@ using Found_handler = std::function<void(std::vector<eb::com::runtime::Service_h
 /// Gives a search its number.
 Find_service_handle make_find_service_handle(
     std::shared_ptr<eb::com::runtime::Service_finder::Subscription_handle>&& subscription,
-    std::shared_ptr<Strand>&& strand);
+    std::shared_ptr<Strand>&& strand,
+    Find_service_handle::Stopped stopped = std::make_shared<std::atomic<bool>>(false));
 
 /// Subscribes to the offers of a service. Each list goes to a strand of this search, where `handler` runs:
 /// the runtime's thread does nothing but post. What the handler throws, and that it took too long, is logged.

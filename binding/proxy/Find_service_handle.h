@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <memory>
 #include <nlohmann/json_fwd.hpp>
 #include <utility>
@@ -16,10 +17,16 @@ namespace ac::com::cpp_binding {
 /// the handler uses calls `stop` first.
 class Find_service_handle {
 public:
+    /// Set once the search was stopped: its lists on their way to the handler are dropped.
+    using Stopped = std::shared_ptr<std::atomic<bool>>;
+
     Find_service_handle(unsigned number,
                         std::shared_ptr<eb::com::runtime::Service_finder::Subscription_handle> subscription,
-                        std::shared_ptr<Strand> strand) noexcept
-        : m_number(number), m_subscription(std::move(subscription)), m_strand(std::move(strand)) {}
+                        std::shared_ptr<Strand> strand, Stopped stopped) noexcept
+        : m_number(number),
+          m_subscription(std::move(subscription)),
+          m_strand(std::move(strand)),
+          m_stopped(std::move(stopped)) {}
 
     /// Tells searches apart in logs; unique in the process, from 1.
     unsigned number() const noexcept { return m_number; }
@@ -28,8 +35,10 @@ public:
     /// for those that were under way, except from inside the handler.
     std::shared_ptr<Strand> const& strand() const noexcept { return m_strand; }
 
-    /// Ends the search. No call of the handler runs or starts afterwards, except the caller's own.
+    /// Ends the search. No call of the handler runs or starts afterwards, except the caller's own: called
+    /// from inside the handler, that call is the last.
     void stop() {
+        *m_stopped = true;
         m_subscription.reset();
         m_strand->internal_wait();
     }
@@ -38,6 +47,7 @@ private:
     unsigned m_number;
     std::shared_ptr<eb::com::runtime::Service_finder::Subscription_handle> m_subscription;
     std::shared_ptr<Strand> m_strand;
+    Stopped m_stopped;
 };
 
 namespace log {

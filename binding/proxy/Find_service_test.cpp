@@ -136,13 +136,25 @@ TEST_F(Find_service_test, HandlerThatThrowsIsToldAndCalledAgain) {
 
 TEST_F(Find_service_test, HandlerThatTakesTooLongIsTold) {
     Capture const log;
-    auto search = start([](Handles const&) {
-        std::this_thread::sleep_until(std::chrono::steady_clock::now() + std::chrono::milliseconds(501));
-    });
-    EXPECT_TRUE(eventually([&] { return !incidentsOf(log, "Find_service_handler_performance").empty(); }));
+    auto search = start([](Handles const&) { binding_testing::overrunHandlerLimit(); });
+    std::string const name = "Find_service_handler_performance";
+    EXPECT_TRUE(eventually([&] { return !incidentsOf(log, name).empty(); }));
     search.stop();
-    EXPECT_THAT(incidentsOf(log, "Find_service_handler_performance").at(0),
-                testing::HasSubstr(SEARCH + R"(,"4_time":)"));
+    EXPECT_THAT(incidentsOf(log, name).at(0), testing::HasSubstr(SEARCH + R"(,"4_time":)"));
+    EXPECT_GE(binding_testing::timeOf(incidentsOf(log, name).at(0)), 501U);
+}
+
+TEST_F(Find_service_test, HandlerThatHangsIsReportedWhileItHangs) {
+    Capture const log;
+    std::string const name = "Find_service_handler_performance";
+    std::atomic<bool> reported{false};
+    auto search = start([&](Handles const&) {
+        EXPECT_TRUE(eventually([&] { return !incidentsOf(log, name).empty(); }));
+        reported = true;
+    });
+    EXPECT_TRUE(eventually([&] { return reported.load(); }));
+    search.stop();
+    EXPECT_GE(binding_testing::timeOf(incidentsOf(log, name).at(0)), 1000U);
 }
 
 TEST_F(Find_service_test, StopWaitsForTheHandlerThatRuns) {
@@ -187,6 +199,48 @@ TEST_F(Find_service_test, HandlerMayStopItsSearch) {
     }));
     ready.open();
     EXPECT_TRUE(stopped.wait());
+}
+
+TEST_F(Find_service_test, CallOfTheHandlerThatStopsTheSearchIsTheLast) {
+    Gate ready, go, stopped;
+    std::atomic<int> calls{0};
+    std::optional<Find_service_handle> search;
+    search.emplace(start([&](Handles const&) {
+        if (++calls > 1) {
+            return;
+        }
+        ready.open();
+        EXPECT_TRUE(go.wait());
+        search->stop();
+        stopped.open();
+    }));
+    EXPECT_TRUE(ready.wait());
+    // Lists of three changes wait on the strand behind the handler: a later search has heard of the last.
+    service.withdraw();
+    service.offer();
+    service.withdraw();
+    auto witness = start(keep());
+    EXPECT_TRUE(awaitHandles(0));
+    go.open();
+    EXPECT_TRUE(stopped.wait());
+    search->strand()->internal_wait();
+    EXPECT_EQ(calls, 1);
+    witness.stop();
+}
+
+TEST_F(Find_service_test, CopyOfAStoppedSearchDeliversNothingMore) {
+    auto search = start(keep());
+    EXPECT_TRUE(awaitHandles(1));
+    auto copy = search;
+    search.stop();
+    std::size_t const before = found().size();
+    service.withdraw();
+    Gate later;
+    auto witness = start([&](Handles const&) { later.open(); });
+    EXPECT_TRUE(later.wait());
+    witness.stop();
+    copy.stop();
+    EXPECT_EQ(found().size(), before);
 }
 
 TEST_F(Find_service_test, SearchOfAnotherInstanceFindsNothing) {

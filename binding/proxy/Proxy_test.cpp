@@ -30,6 +30,7 @@ class Proxy_test : public testing::Test {
 protected:
     Proxy_test() { service.offer(); }
 
+    binding_testing::Fresh_hashes const m_fresh;
     binding_testing::Runtime m_runtime;
     binding_testing::Data_service service;
     Heard heard;

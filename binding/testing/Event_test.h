@@ -61,6 +61,7 @@ protected:
         return numbers;
     }
 
+    binding_testing::Fresh_hashes const m_fresh;
     binding_testing::Runtime m_runtime;
     std::shared_ptr<Fake_port> const port = std::make_shared<Fake_port>();
     Heard heard;

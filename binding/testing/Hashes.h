@@ -7,11 +7,14 @@
 
 #include "binding/generated/DiagnosticDataDistribution.h"
 #include "binding/payload/Serializer.h"
+#include "binding/testing/Fresh_events.h"
 #include "binding/testing/Incidents.h"
 
 namespace binding_testing {
 
 using Hash_field = zvg::services::diagnosticdatadistribution::DiagnosticDataDistribution::dataValuesHash;
+
+using Fresh_hashes = Fresh_events<Hash_field::Notify>;
 
 /// A value of the field that can be told from others by a number.
 inline Hash_field::Value hashes(std::uint32_t number) {
@@ -31,6 +34,10 @@ public:
     std::vector<std::uint32_t> numbers() const {
         std::lock_guard const lock(m_mutex);
         return m_numbers;
+    }
+    void clear() {
+        std::lock_guard const lock(m_mutex);
+        m_numbers.clear();
     }
     /// Waits until the value came, and nothing after it.
     bool endsWith(std::uint32_t number) const {

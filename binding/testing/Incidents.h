@@ -21,6 +21,17 @@ inline std::vector<std::string> incidentsOf(ara::log::Capture const& log, std::s
     return found;
 }
 
+/// The milliseconds of an incident about a handler that took too long.
+inline unsigned long timeOf(std::string const& incident) {
+    std::string const key = R"(_time":)";
+    return std::stoul(incident.substr(incident.find(key) + key.size()));
+}
+
+/// Keeps the thread a little longer than a handler may take, and much less than twice that.
+inline void overrunHandlerLimit() {
+    std::this_thread::sleep_until(std::chrono::steady_clock::now() + std::chrono::milliseconds(502));
+}
+
 /// Waits until the condition holds; false if it doesn't come to that.
 template <class Condition>
 bool eventually(Condition const& condition) {

@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "binding/testing/Fresh_events.h"
 #include "client/Listener.h"
 #include "client/test/DataService.h"
 #include "tests/support/Connector.h"
@@ -105,6 +106,9 @@ protected:
     /// Level and text of all lines of the client so far, in order.
     std::vector<std::string> story() const;
 
+    binding_testing::Fresh_events<
+        zvg::services::diagnosticdatadistribution::DiagnosticDataDistribution::dataValuesHash::Notify> const
+        fresh;
     test::DiagLog log;
     fake::Jvm jvm;
     fake::Connector java{jvm};
