@@ -47,7 +47,7 @@ public:
         Search search{Binding::start_find_service(
             [this](std::vector<Handle> const& handles) { serviceAvailabilityCallback(handles); },
             {ANY_INSTANCE}, incidentLog())};
-        incidentLog().trace(incidents::Find_service_start{{searchRecord()}}, search.number());
+        incidentLog().trace([&] { return incidents::Find_service_start{{searchRecord()}}; }, search.number());
         m_findHandle = std::make_unique<Search>(search);
         out(level::DETAIL, TRACE_HERE, "StartFindService called with instanceId: ", m_instanceName.c_str());
     }
@@ -98,17 +98,20 @@ protected:
                          unsigned long cacheSize, bool) {
         setCallback(field, printer, callback);
         out(level::DETAIL, TRACE_HERE, fieldName.c_str(), ".Subscribe()");
-        incidentLog().trace(incidents::Field_subscribe{{boundRecord()}});
+        incidentLog().trace([&] { return incidents::Field_subscribe{{boundRecord()}}; });
         field->subscribe(cacheSize, policy);
     }
 
     /// What the incident of the field's end tells.
-    void tellUnsubscribe() const { incidentLog().trace(incidents::Field_unsubscribe{{boundRecord()}}); }
+    void tellUnsubscribe() const {
+        incidentLog().trace([&] { return incidents::Field_unsubscribe{{boundRecord()}}; });
+    }
 
     /// Ends the search, if it has begun. The callback neither runs nor starts afterwards.
     void stopFindService() {
         if (!m_findHandle) return;
-        incidentLog().trace(incidents::Find_service_stop{{searchRecord()}}, m_findHandle->number());
+        incidentLog().trace([&] { return incidents::Find_service_stop{{searchRecord()}}; },
+                            m_findHandle->number());
         m_findHandle->handle.stop();
         m_findHandle.reset();
         out(level::INFO, TRACE_HERE, "StopFindService");

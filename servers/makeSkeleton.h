@@ -19,8 +19,8 @@ std::unique_ptr<Skeleton> makeSkeleton(std::string const& instanceId, Args&&... 
         return std::make_unique<Skeleton>(instanceId, std::forward<Args>(args)...);
     } catch (ac::com::Invalid_argument_exception const& error) {
         ara::com::log::service_log().trace(
-            ara::com::log::incidents::Service_instantiation_error{{{instanceId}}},
-            ac::com::cpp_binding::log::Failure_text{error.what()});
+            [&] { return ara::com::log::incidents::Service_instantiation_error{{{instanceId}}}; },
+            [&] { return ac::com::cpp_binding::log::Failure_text{error.what()}; });
         throw;
     }
 }

@@ -38,6 +38,10 @@ std::shared_ptr<Client_port> client_port(proxy::Rport const& port) {
     return port.client_port();
 }
 
+bool is_available(Client_port const& port) {
+    return port.service_state() == eb::com::runtime::Client::Service_state::available;
+}
+
 std::string endpoint(Client_port const& port) {
     return port.endpoint();
 }

@@ -49,6 +49,9 @@ void send_event(skeleton::Pport& port, unsigned short event_id,
 
 std::shared_ptr<eb::com::runtime::Client_port> client_port(proxy::Rport const& port);
 
+/// Whether the instance is there, as far as the runtime knows. Asked before each call; does not block.
+bool is_available(eb::com::runtime::Client_port const& port);
+
 /// Where the service is reached, for a log line.
 std::string endpoint(eb::com::runtime::Client_port const& port);
 

@@ -275,6 +275,29 @@ TYPED_TEST(FutureOf, WhatContinuationsHoldIsReleasedAfterTheyRan) {
     EXPECT_EQ(held.use_count(), 1);
 }
 
+TEST(Future, FailuresAreWordedAsTheStandardLibraryWordsThem) {
+    auto const textOf = [](auto const& action) -> std::string {
+        try {
+            action();
+        } catch (std::future_error const& error) {
+            return error.what();
+        }
+        return "nothing thrown";
+    };
+    Future<void> broken = Promise<void>().get_future();
+    EXPECT_EQ(textOf([&] { broken.get(); }), "std::future_error: Broken promise");
+    Promise<void> complete;
+    auto future = complete.get_future();
+    complete.set_value();
+    EXPECT_EQ(textOf([&] { complete.get_future(); }), "std::future_error: Future already retrieved");
+    EXPECT_EQ(textOf([&] { complete.set_value(); }), "std::future_error: Promise already satisfied");
+    EXPECT_EQ(textOf([] { Future<void>().get(); }), "std::future_error: No associated state");
+    Promise<void> const moved = std::move(complete);
+    EXPECT_EQ(textOf([&] { complete.set_value(); }), "std::future_error: No associated state");
+    EXPECT_EQ(textOf([] { Future<void>().then([](Future<void>) {}); }),
+              "std::future_error: No associated state");
+}
+
 TEST(Future, ChainPassesResultsOn) {
     Promise<int> promise;
     auto text = promise.get_future()

@@ -1,19 +1,40 @@
 #pragma once
 
+#include <concepts>
 #include <memory>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
+#include <type_traits>
+#include <utility>
 
 #include <ara/log/Logger.h>
 
 #include "binding/incident/Additional_args.h"
 
 namespace ac::com::log::target {
+namespace detail {
+
+/// What a maker makes; anything else itself.
+template <class T>
+decltype(auto) made(T const& maker) {
+    if constexpr (std::invocable<T const&>) {
+        return maker();
+    } else {
+        return (maker);
+    }
+}
+template <class T>
+using Made = std::remove_cvref_t<decltype(made(std::declval<T const&>()))>;
+
+}  // namespace detail
 
 /// Sends incidents to a logging context, each as one line of JSON. Refers to the logger, which lives as long
 /// as the process. Any thread.
 ///
-///     binding_log().trace(incidents::Offer_service{{service, instance}});
+///     binding_log().trace([&] { return incidents::Offer_service{{service, instance}}; });
+///
+/// An incident, and each argument, is given as itself or as a function that makes it. The level is asked
+/// before such a function is called: at a disabled level no record is copied and nothing is allocated.
 class Dlt {
 public:
     explicit Dlt(ara::log::Logger& logger) noexcept : m_logger(logger) {}
@@ -23,7 +44,7 @@ public:
     /// Writes an incident at its own level. At a disabled level nothing is built.
     template <class Incident, class... Args>
     void trace(Incident const& incident, Args const&... args) const {
-        trace_at(Incident::LEVEL, incident, args...);
+        trace_at(detail::Made<Incident>::LEVEL, incident, args...);
     }
 
     /// The same at another level.
@@ -33,8 +54,9 @@ public:
             return;
         }
         Line line;
-        to_json(line.incident(), incident);
-        json::serialization::detail::Serialization_helper::serialize_additional_args(line.json(), args...);
+        to_json(line.incident(), detail::made(incident));
+        json::serialization::detail::Serialization_helper::serialize_additional_args(line.json(),
+                                                                                     detail::made(args)...);
         trace_impl(json::serialization::detail::get_json_dump(line.json()), level);
     }
 

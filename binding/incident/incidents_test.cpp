@@ -5,10 +5,17 @@
 #include <gtest/gtest.h>
 
 #include <cctype>
+#include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <nlohmann/json.hpp>
+#include <regex>
 #include <string>
 #include <vector>
+
+#include "binding/incident/Dlt.h"
+#include "platform/log/Memory_target.h"
+#include "tests/support/Allocations.h"
 
 namespace ac::com::cpp_binding::log {
 namespace {
@@ -44,11 +51,19 @@ Keys const CONSTRUCTION{"2_service_id", "3_instance_id", "4_struct4bytes", "5_ut
 struct Incident_case {
     Row expected;
     Row actual;
+    void (*trace)(bool& made);
 };
+
+/// Traces an incident whose record and data have texts that stand on the heap.
+template <class Incident>
+void trace(bool& made) {
+    binding_log().trace([&] { return made = true, Incident{}; },
+                        [&] { return Failure_text{std::string(1000, 'x')}; });
+}
 
 template <class Incident>
 Incident_case check(std::string name, int level, Keys keys) {
-    return {{std::move(name), level, std::move(keys)}, rowOf(Incident{}, Incident::LEVEL)};
+    return {{std::move(name), level, std::move(keys)}, rowOf(Incident{}, Incident::LEVEL), &trace<Incident>};
 }
 
 #define CHECK_INCIDENT(Name, Level, ...) check<incidents::Name>(#Name, Level, __VA_ARGS__)
@@ -96,10 +111,48 @@ std::vector<Incident_case> all() {
 class Incident_of : public testing::TestWithParam<Incident_case> {};
 
 TEST_P(Incident_of, HasNameLevelAndKeys) {
-    auto const& [expected, actual] = GetParam();
+    auto const& [expected, actual, _] = GetParam();
     EXPECT_EQ(actual.name, expected.name);
     EXPECT_EQ(actual.level, expected.level);
     EXPECT_EQ(actual.keys, expected.keys);
+}
+
+TEST_P(Incident_of, AllocatesAndMakesNothingWhereItsLevelIsOff) {
+    bool made = false;
+    auto const level = GetParam().expected.level;
+    {
+        ara::log::Capture const log(static_cast<ara::log::LogLevel>(level - 1));
+        test::Allocations::left = 0;  // the first one throws
+        EXPECT_NO_THROW(GetParam().trace(made));
+        test::Allocations::left = -1;
+        EXPECT_FALSE(made);
+    }
+    ara::log::Capture const log(static_cast<ara::log::LogLevel>(level));
+    GetParam().trace(made);
+    EXPECT_TRUE(made);
+    EXPECT_EQ(log.messages().size(), 1U);
+}
+
+/// Where an incident is given as itself, its record has been copied before the level is asked.
+TEST(Incidents, AreEverywhereGivenByAFunctionThatMakesThem) {
+    std::regex const eager(R"(trace(_at)?\(\s*[a-z:]*incidents::)");
+    std::size_t calls = 0;
+    for (char const* folder : {"binding", "client", "servers"}) {
+        for (auto const& entry :
+             std::filesystem::recursive_directory_iterator(std::string(DOCS_DIRECTORY "/../") + folder)) {
+            std::string const path = entry.path().string();
+            bool const isSource = path.ends_with(".h") || path.ends_with(".cpp");
+            if (!isSource || path.ends_with("_test.cpp") || path.find("/test") != std::string::npos) {
+                continue;
+            }
+            std::ifstream file(path);
+            std::string const text{std::istreambuf_iterator<char>(file), {}};
+            EXPECT_FALSE(std::regex_search(text, eager)) << path;
+            std::regex const lazy(R"(trace(_at)?\([^;]*\{\s*return\s)");
+            calls += std::regex_search(text, lazy) ? 1 : 0;
+        }
+    }
+    EXPECT_GE(calls, 10U);  // the files were found
 }
 
 INSTANTIATE_TEST_SUITE_P(All, Incident_of, testing::ValuesIn(all()),

@@ -39,6 +39,11 @@ TEST(Callout, FunctionThatReturnsTellsNothing) {
     EXPECT_TRUE(called);
 }
 
+TEST(Callout, HandlersMayTakeHalfASecond) {
+    EXPECT_EQ(proxy::FIND_HANDLER_LIMIT, 500U);
+    EXPECT_EQ(proxy::EVENT_HANDLER_LIMIT, 500U);
+}
+
 namespace cache = proxy::detail;
 using Policy = proxy::Event_cache_update_policy;
 using Samples = std::vector<proxy::Sample>;

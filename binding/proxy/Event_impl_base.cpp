@@ -151,7 +151,7 @@ bool Event_impl_base::update(std::function<bool(Sample const&)> const& pass_on) 
     if (!is_subscribed()) {
         return false;
     }
-    log::binding_log().trace(incidents::Event_cache_update{m_record});
+    log::binding_log().trace([&] { return incidents::Event_cache_update{m_record}; });
     std::vector<Sample> received;
     std::uint64_t life = 0;
     bool took_any = false;
@@ -220,7 +220,7 @@ void Event_impl_base::call_receive_handler(std::uint64_t life) {
         m_noticed = m_event->count();
         m_handler_thread = std::this_thread::get_id();
     }
-    log::binding_log().trace(incidents::Event_receive_handler{m_record});
+    log::binding_log().trace([&] { return incidents::Event_receive_handler{m_record}; });
     call_out<incidents::Event_receive_handler_exception, incidents::Event_receive_handler_performance>(
         *handler);
 }
@@ -243,10 +243,11 @@ void Event_impl_base::call_state_handler(std::uint64_t life, Subscription_state 
 template <class Exception, class Performance, class Callout>
 void Event_impl_base::call_out(Callout const& callout) const {
     Deadline_guard const guard(EVENT_HANDLER_LIMIT, [this](unsigned long time) {
-        log::binding_log().trace(Performance{{m_record, time}});
+        log::binding_log().trace([&] { return Performance{{m_record, time}}; });
     });
     apply_callout_with_on_exception(callout, [this](std::exception_ptr const& thrown) {
-        log::binding_log().trace(Exception{m_record}, log::Failure_text{to_string(thrown)});
+        log::binding_log().trace([&] { return Exception{m_record}; },
+                                 [&] { return log::Failure_text{to_string(thrown)}; });
     });
 }
 

@@ -78,17 +78,17 @@ void Event_samples::exit() {
 }
 
 void Event_samples::event_updated(eb::com::runtime::Serialized_payload payload) {
-    log::binding_log().trace(incidents::Event_update_rx{m_record});
+    log::binding_log().trace([&] { return incidents::Event_update_rx{m_record}; });
     if (!has_subscriber()) {
-        log::binding_log().trace(incidents::Event_update_when_not_subscribed{m_record});
+        log::binding_log().trace([&] { return incidents::Event_update_when_not_subscribed{m_record}; });
         return;
     }
     Sample sample;
     try {
         sample = read(payload.bytes());
     } catch (...) {
-        log::binding_log().trace(incidents::Event_deserialize_exception{m_record},
-                                 log::Failure_text{to_string(std::current_exception())});
+        log::binding_log().trace([&] { return incidents::Event_deserialize_exception{m_record}; },
+                                 [&] { return log::Failure_text{to_string(std::current_exception())}; });
         return;
     }
     {

@@ -53,15 +53,16 @@ public:
         if (*m_stopped) {
             return;
         }
-        m_log.trace(incidents::Find_service_result{m_record}, log::Found_instances{found});
+        m_log.trace([&] { return incidents::Find_service_result{m_record}; }, log::Found_instances{found});
         Deadline_guard const guard(FIND_HANDLER_LIMIT, [this](unsigned long time) {
-            m_log.trace(incidents::Find_service_handler_performance{{m_record, time}});
+            m_log.trace([&] { return incidents::Find_service_handler_performance{{m_record, time}}; });
         });
-        apply_callout_with_on_exception([&] { m_handler(found); },
-                                        [this](std::exception_ptr const& thrown) {
-                                            m_log.trace(incidents::Find_service_handler_exception{m_record},
-                                                        log::Failure_text{to_string(thrown)});
-                                        });
+        apply_callout_with_on_exception(
+            [&] { m_handler(found); },
+            [this](std::exception_ptr const& thrown) {
+                m_log.trace([&] { return incidents::Find_service_handler_exception{m_record}; },
+                            [&] { return log::Failure_text{to_string(thrown)}; });
+            });
     }
 
 private:

@@ -54,8 +54,8 @@ namespace log {
 
 /// The number of a search, beside the incident of its start, result or end:
 ///
-///     binding_log().trace(incidents::Find_service_start{{service, instance}},
-///     Search_number{handle.number()});
+///     binding_log().trace([&] { return incidents::Find_service_start{{service, instance}}; },
+///                         Search_number{handle.number()});
 struct Search_number {
     unsigned number;
 };

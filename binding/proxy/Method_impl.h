@@ -35,6 +35,8 @@ class Method_impl;
 ///
 /// Owned by the proxy; any thread may call. Destruction ends open calls: their promises break.
 ///
+/// A call of a service that isn't there fails on the caller's thread, before it is serialized or logged.
+///
 /// Nothing is thrown at the caller: every failure arrives through the future. Beside the exceptions of
 /// detail::handle_error these are the serializer's, for arguments that can't be written and results that
 /// can't be read, and Infrastructure_exception if the runtime has ended. A call given up, by the runtime's
@@ -51,10 +53,11 @@ public:
         auto const promise = std::make_shared<eb::com::Promise<Output>>();
         eb::com::Future<Output> future = promise->get_future();
         try {
+            require_service();
             auto const request = get_shared_payload((std::size_t{0} + ... + sizeof(Input)));
             someip::serialization::Serializer serializer(*request, properties_of<M>());
             (serializer.serialize(input), ...);
-            log::binding_log().trace(log::incidents::Method_call_request_tx{{method()}},
+            log::binding_log().trace([&] { return log::incidents::Method_call_request_tx{{method()}}; },
                                      log::Generated_data<Arguments>{{std::tie(input...)}});
             send(promise, request, &settle);
         } catch (...) {
@@ -79,7 +82,9 @@ private:
             }
             return;
         }
-        log::binding_log().trace(log::incidents::Method_call_response_rx{{method, result.return_code}});
+        log::binding_log().trace([&] {
+            return log::incidents::Method_call_response_rx{{method, result.return_code}};
+        });
         if constexpr (std::is_void_v<Output>) {
             target.set_value();
         } else {

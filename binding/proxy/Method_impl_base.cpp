@@ -29,7 +29,9 @@ std::exception_ptr error_of(log::Method_record const& method, Call_result const&
     if (known) {
         return known;
     }
-    log::binding_log().trace(log::incidents::Method_call_response_invalid_code{{method, result.return_code}});
+    log::binding_log().trace([&] {
+        return log::incidents::Method_call_response_invalid_code{{method, result.return_code}};
+    });
     return std::make_exception_ptr(Infrastructure_exception(
         method.service_id.value + ": method " + std::to_string(method.method_id) +
         " was answered with return code " + std::to_string(result.return_code) + ", which it doesn't have"));
@@ -49,15 +51,18 @@ std::exception_ptr handle_error(log::Method_record const& method, Call_result co
         case Call_outcome::cancelled:
             break;
     }
-    log::binding_log().trace(log::incidents::Method_call_request_cancelled{{method}},
-                             log::Failure_text{result.detail});
+    log::binding_log().trace([&] { return log::incidents::Method_call_request_cancelled{{method}}; },
+                             [&] { return log::Failure_text{result.detail}; });
     return nullptr;
 }
 
 std::exception_ptr handle_unreadable(log::Method_record const& method, unsigned char return_code) {
     auto failure = std::current_exception();
-    log::binding_log().trace(log::incidents::Method_call_deserializer_exception{{method, return_code}},
-                             log::Failure_text{to_string(failure)});
+    log::binding_log().trace(
+        [&] {
+            return log::incidents::Method_call_deserializer_exception{{method, return_code}};
+        },
+        [&] { return log::Failure_text{to_string(failure)}; });
     return failure;
 }
 
@@ -79,6 +84,12 @@ Open_calls::Id Method_impl_base::add_cleanup(std::shared_ptr<void> promise) {
         throw Service_not_available_exception();
     }
     return id;
+}
+
+void Method_impl_base::require_service() const {
+    if (m_calls->aborted() || !adapter::is_available(*m_port)) {
+        throw Service_not_available_exception();
+    }
 }
 
 void Method_impl_base::send(std::shared_ptr<void> promise,

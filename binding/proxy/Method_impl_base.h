@@ -57,6 +57,9 @@ protected:
 
     log::Method_record const& method() const noexcept { return m_calls->method(); }
 
+    /// Throws Service_not_available_exception after an abort, and while the instance isn't there.
+    void require_service() const;
+
     /// Sends a request. The promise is kept until the answer or the end of the method. Throws
     /// Service_not_available_exception after an abort, and what the port throws.
     void send(std::shared_ptr<void> promise, std::shared_ptr<std::vector<unsigned char>> request,

@@ -284,6 +284,44 @@ TEST_F(Method_test, CallAfterAnAbortFailsWithoutBeingSent) {
     EXPECT_EQ(port->calls(), 0U);
 }
 
+TEST_F(Method_test, CallOfAServiceThatIsNotThereHasFailedOnReturnUnsentAndUnlogged) {
+    Capture const log;
+    port->isLost = true;
+    auto future = call();
+    ASSERT_EQ(future.wait_for(std::chrono::seconds(0)), std::future_status::ready);
+    expectThrow<ac::com::Service_not_available_exception>([&] { future.get(); },
+                                                          "Service not available exception");
+    EXPECT_EQ(port->calls(), 0U);
+    EXPECT_THAT(incidentsOf(log, "Method_call_request_tx"), testing::IsEmpty());
+    EXPECT_EQ(sut->getDiagnosticDataValues.openCalls(), 0U);
+
+    port->isLost = false;
+    auto next = call();
+    port->lastCall()->reply(0, VALUE);
+    EXPECT_NO_THROW(next.get());
+}
+
+TEST_F(Method_test, CallAfterAnAbortIsNotLoggedAsSent) {
+    Capture const log;
+    sut->abort();
+    auto future = call();
+    ASSERT_EQ(future.wait_for(std::chrono::seconds(0)), std::future_status::ready);
+    EXPECT_THAT(incidentsOf(log, "Method_call_request_tx"), testing::IsEmpty());
+}
+
+TEST_F(Method_test, EndpointIsAskedForItsIncidentOnly) {
+    {
+        Capture const log(LogLevel::kWarn);
+        Proxy const quiet(Proxy::Handle_type(HANDLE), port);
+        port->endpointsAsked = 0;
+        Proxy const another(Proxy::Handle_type(HANDLE), port);
+        EXPECT_EQ(port->endpointsAsked, 0);
+    }
+    Capture const log(LogLevel::kInfo);
+    Proxy const told(Proxy::Handle_type(HANDLE), port);
+    EXPECT_EQ(port->endpointsAsked, 1);
+}
+
 TEST_F(Method_test, AbortWhileACallIsBeingSentCancelsIt) {
     port->onCall = [this](Fake_port::Call const&) { sut->abort(); };
     auto future = call();
@@ -324,6 +362,10 @@ TEST_F(Method_test, ListWithoutALengthFieldIsNotSent) {
         "Vectors must have a length field that deserializer can also deserialize it. Violation of "
         "PRS_SOMEIP_00376 & PRS_SOMEIP_00107!");
     EXPECT_EQ(port->calls(), 0U);
+
+    port->isLost = true;  // and for a service that isn't there it isn't looked at
+    auto unsent = method({1});
+    EXPECT_THROW(unsent.get(), ac::com::Service_not_available_exception);
 }
 
 class Failing_method_test : public Method_test {

@@ -52,11 +52,17 @@ void Open_calls::abort() noexcept {
         call.promise.reset();
         try {
             adapter::cancel(std::move(call.sent));
-            log::binding_log().trace(log::incidents::Method_call_request_cancelled{{m_method}},
-                                     log::Failure_text{"the proxy gave the call up"});
+            log::binding_log().trace(
+                [&] { return log::incidents::Method_call_request_cancelled{{m_method}}; },
+                [&] { return log::Failure_text{"the proxy gave the call up"}; });
         } catch (std::exception const&) {  // the call has ended all the same
         }
     }
+}
+
+bool Open_calls::aborted() const {
+    std::lock_guard const lock(m_mutex);
+    return m_aborted;
 }
 
 std::size_t Open_calls::size() const {

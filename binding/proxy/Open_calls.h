@@ -39,6 +39,7 @@ public:
     /// Ends all calls, and takes no further one.
     void abort() noexcept;
 
+    bool aborted() const;
     std::size_t size() const;
 
 private:

@@ -21,8 +21,9 @@ Proxy_base::Proxy_base(eb::com::runtime::Service_handle handle,
                        eb::com::runtime::Service_interface_description description,
                        std::shared_ptr<Rport> rport, std::shared_ptr<eb::com::runtime::Client_port> port)
     : m_handle(std::move(handle)), m_rport(std::move(rport)), m_port(std::move(port)) {
-    log::binding_log().trace(
-        log::incidents::Service_proxy_constructed{{record(), description, adapter::endpoint(*m_port)}});
+    log::binding_log().trace([&] {
+        return log::incidents::Service_proxy_constructed{{record(), description, adapter::endpoint(*m_port)}};
+    });
 }
 
 void Proxy_base::abort() noexcept {

@@ -60,6 +60,20 @@ TEST_F(Proxy_test, CallIsAnswered) {
               (std::vector<std::uint8_t>{0, 0, 0, 0, 0, 0, 0, 4, 0, 0, 0x0A, 0x50}));
 }
 
+TEST_F(Proxy_test, CallOfAServiceThatWasWithdrawnHasFailedOnReturn) {
+    Proxy sut(HANDLE);
+    service.withdraw();
+    Capture const log;
+    auto future = sut.getDiagnosticDataValues(0, {2640});
+    ASSERT_EQ(future.wait_for(std::chrono::seconds(0)), std::future_status::ready);
+    EXPECT_THROW(future.get(), ac::com::Service_not_available_exception);
+    EXPECT_THAT(incidentsOf(log, "Method_call_request_tx"), testing::IsEmpty());
+
+    service.offer();
+    auto next = sut.getDiagnosticDataValues(0, {2640});
+    EXPECT_NO_THROW(next.get());
+}
+
 TEST_F(Proxy_test, CallOfAMethodThatNobodyImplementsFails) {
     Proxy sut(HANDLE);
     auto future = sut.getDiagnosticData(0, 1);

@@ -106,6 +106,27 @@ TEST_F(Proxy_threads_test, NoHandlerRunsAfterUnsubscribe) {
     stop();
 }
 
+TEST_F(Proxy_threads_test, HandlersAreReplacedWhileStatesChangeAndSamplesArrive) {
+    Proxy sut(FOUND, port);
+    std::atomic<int> states{0}, samples{0};
+    sut.dataValuesHash.subscribe(1);
+    meanwhile([&] {
+        port->tell(eb::com::runtime::Event_state::pending);
+        port->tell(eb::com::runtime::Event_state::subscribed);
+        port->send(hashBytes(1));
+    });
+    for (int thread = 0; thread < 2; ++thread) {
+        meanwhile([&] {
+            sut.dataValuesHash.setSubscriptionStateHandler([&](auto) { ++states; });
+            sut.dataValuesHash.setReceiveHandler([&] { ++samples; });
+            sut.dataValuesHash.setSubscriptionStateHandler({});
+        });
+    }
+    meanwhile([&] { sut.dataValuesHash.cachedSamples(); });
+    EXPECT_TRUE(eventually([&] { return states > 50 && samples > 50; }));
+    stop();
+}
+
 TEST_F(Proxy_threads_test, ProxiesComeAndGoWhileSamplesArrive) {
     std::atomic<int> lives{0};
     meanwhile([&] { port->send(hashBytes(1)); });

@@ -83,21 +83,29 @@ void Call_handler<Output(Input...)>::operator()(Method_call_id session, Reply_fu
                                                 eb::com::runtime::Serialized_payload const& payload) const {
     namespace incidents = log::incidents;
     if (!reply) {
-        log::binding_log().trace(incidents::Method_call_request_err{{m_core->method, NO_REPLY_FUNCTION}});
+        log::binding_log().trace([&] {
+            return incidents::Method_call_request_err{{m_core->method, NO_REPLY_FUNCTION}};
+        });
         return;
     }
     Arguments input;
     try {
         read(payload.bytes(), input);
     } catch (std::exception const& failure) {
-        log::binding_log().trace(incidents::Method_call_request_process{{m_core->method, session}},
-                                 log::Failure_text{failure.what()});
+        log::binding_log().trace(
+            [&] {
+                return incidents::Method_call_request_process{{m_core->method, session}};
+            },
+            [&] { return log::Failure_text{failure.what()}; });
         Method_impl_base::reply_method(reply, nullptr, UNREADABLE_REQUEST);
         return;
     }
-    log::binding_log().trace_at(ara::log::LogLevel::kVerbose,
-                                incidents::Method_call_request_process{{m_core->method, session}},
-                                log::Undefined_data{});
+    log::binding_log().trace_at(
+        ara::log::LogLevel::kVerbose,
+        [&] {
+            return incidents::Method_call_request_process{{m_core->method, session}};
+        },
+        log::Undefined_data{});
     // What `then` returns is dropped: it would hold what ended without a reply.
     call(*m_core, input).then([core = m_core, session, reply](eb::com::Future<Output> result) {
         send_reply(core->method, session, reply, std::move(result));
@@ -119,7 +127,8 @@ eb::com::Future<Output> Call_handler<Output(Input...)>::call(Core const& core, A
     try {
         return std::apply(core.call, input);
     } catch (...) {
-        log::binding_log().trace(log::incidents::Method_call_request_exception{{core.method}});
+        log::binding_log().trace(
+            [&] { return log::incidents::Method_call_request_exception{{core.method}}; });
         throw;
     }
 }
@@ -133,20 +142,26 @@ void Call_handler<Output(Input...)>::send_reply(log::Method_record const& method
     try {
         if constexpr (std::is_void_v<Output>) {
             result.get();
-            log::binding_log().trace(
-                log::incidents::Method_call_response_tx{{{method, session}, return_code}});
+            log::binding_log().trace([&] {
+                return log::incidents::Method_call_response_tx{{{method, session}, return_code}};
+            });
         } else {
             Output const output = result.get();
             serializer.serialize(output);
             log::binding_log().trace(
-                log::incidents::Method_call_response_tx{{{method, session}, return_code}},
+                [&] {
+                    return log::incidents::Method_call_response_tx{{{method, session}, return_code}};
+                },
                 log::Generated_data<Output>{output});
         }
     } catch (Application_error_exception const& error) {
         error.serialize(serializer);
         return_code = error.error();
-        log::binding_log().trace(log::incidents::Method_call_response_tx{{{method, session}, return_code}},
-                                 log::Failure_text{error.what()});
+        log::binding_log().trace(
+            [&] {
+                return log::incidents::Method_call_response_tx{{{method, session}, return_code}};
+            },
+            [&] { return log::Failure_text{error.what()}; });
     }
     Method_impl_base::reply_method(reply, payload, return_code);
 }

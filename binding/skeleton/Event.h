@@ -34,14 +34,17 @@ public:
             binding::adapter::send_event(m_port, m_event_id, eb::com::runtime::Serialized_payload(payload));
         } catch (std::exception const& failure) {
             binding::log::binding_log().trace(
-                binding::log::incidents::Event_request_update_err{
-                    {{binding::adapter::service_id(m_port), binding::adapter::instance_id(m_port)},
-                     m_event_id}},
-                binding::log::Failure_text{failure.what()});
+                [&] {
+                    return binding::log::incidents::Event_request_update_err{
+                        {{binding::adapter::service_id(m_port), binding::adapter::instance_id(m_port)},
+                         m_event_id}};
+                },
+                [&] { return binding::log::Failure_text{failure.what()}; });
             return;
         }
-        binding::log::binding_log().trace(binding::log::incidents::Event_update_tx{{m_event_id}},
-                                          binding::log::Generated_data<Value>{value});
+        binding::log::binding_log().trace(
+            [&] { return binding::log::incidents::Event_update_tx{{m_event_id}}; },
+            binding::log::Generated_data<Value>{value});
     }
 
 private:

@@ -21,8 +21,9 @@ std::shared_ptr<Method_dispatcher> make_dispatcher(
     unsigned char processingMode) {
     auto const mode = static_cast<Processing_mode>(processingMode);
     auto dispatcher = std::make_shared<Method_dispatcher>(port, make_method_processor(mode, shared_pool()));
-    log::binding_log().trace(
-        log::incidents::Service_skeleton_constructed{{record(port), description, text(mode)}});
+    log::binding_log().trace([&] {
+        return log::incidents::Service_skeleton_constructed{{record(port), description, text(mode)}};
+    });
     return dispatcher;
 }
 
@@ -30,13 +31,13 @@ void offer(Pport& port, Field_handler const& fields, Method_dispatcher& dispatch
     fields.run_offer_cond_checks();
     dispatcher.start();
     port.start_offer();
-    log::binding_log().trace(log::incidents::Offer_service{{record(port)}});
+    log::binding_log().trace([&] { return log::incidents::Offer_service{{record(port)}}; });
 }
 
 void stop_offer(Pport& port, Method_dispatcher& dispatcher) {
     port.stop_offer();
     dispatcher.stop();
-    log::binding_log().trace(log::incidents::Stop_offer_service{{record(port)}});
+    log::binding_log().trace([&] { return log::incidents::Stop_offer_service{{record(port)}}; });
 }
 
 }  // namespace ac::com::cpp_binding::skeleton::detail

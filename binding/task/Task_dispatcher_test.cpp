@@ -13,6 +13,7 @@
 
 #include "binding/task/Post.h"
 #include "binding/testing/Await.h"
+#include "binding/testing/Incidents.h"
 #include "platform/log/Memory_target.h"
 
 namespace ac::com {
@@ -284,6 +285,25 @@ TEST(Strand_test, TasksBehindTheOneThatEndsTheStrandAreDropped) {
     posted.open();
     ASSERT_TRUE(done.wait());
     EXPECT_EQ(*runs, 0);
+}
+
+TEST(Strand_test, NothingIsAcceptedOnceItsDestructionHasBegun) {
+    static_thread_pool pool(2);
+    auto strand = std::make_unique<Strand>(pool);
+    Gate begun;
+    std::atomic<bool> refused{false};
+    strand->post([&, &inside = *strand] {
+        begun.open();
+        refused = binding_testing::eventually([&] {
+            auto task = std::make_shared<int>(0);
+            std::weak_ptr<int> const held = task;
+            inside.post([task = std::move(task)] {});
+            return held.expired();  // dropped at once
+        });
+    });
+    EXPECT_TRUE(begun.wait());
+    strand.reset();
+    EXPECT_TRUE(refused);
 }
 
 TEST(Strand_test, DestructionRunsWhatWasPosted) {

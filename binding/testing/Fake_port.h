@@ -66,7 +66,15 @@ public:
         return subscription;
     }
 
-    std::string endpoint() const override { return "a test"; }
+    eb::com::runtime::Client::Service_state service_state() const override {
+        using enum eb::com::runtime::Client::Service_state;
+        return isLost ? unavailable : available;
+    }
+
+    std::string endpoint() const override {
+        ++endpointsAsked;
+        return "a test";
+    }
 
     std::shared_ptr<Call> lastCall() const {
         std::lock_guard const lock(m_mutex);
@@ -99,6 +107,8 @@ public:
 
     std::function<void(Call&)> onCall;  ///< runs inside `call`; set before the first call
     std::atomic<bool> refuseSubscriptions{false};
+    std::atomic<bool> isLost{false};
+    mutable std::atomic<int> endpointsAsked{0};
 
 private:
     struct Subscription : eb::com::runtime::Service_finder::Subscription_handle {};

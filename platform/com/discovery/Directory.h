@@ -42,8 +42,8 @@ public:
 
     /// Where a call to an instance goes now; nothing if nobody is known to offer it. io thread.
     virtual std::optional<Endpoint> locate(Service_deployment const& service) const = 0;
-    /// Whether clients are told that the instance is to be had. io thread.
-    virtual bool isOffered(Service_deployment const& service) const { return locate(service).has_value(); }
+    /// Whether clients are told that the instance is to be had. Any thread.
+    virtual bool isOffered(Service_deployment const& service) const = 0;
 
     /// As long as the result lives, this process wants to know where the instance is. Any thread.
     virtual std::shared_ptr<void> want(Service_deployment const& /*service*/) { return {}; }

@@ -38,6 +38,9 @@ public:
     void end() override;
 
     std::optional<Endpoint> locate(Service_deployment const& service) const override;
+    bool isOffered(Service_deployment const& service) const override {
+        return m_searches.isAvailable(service);
+    }
     void offered(Service_deployment const& service) override;
     void withdrawn(Service_deployment const& service) override;
     std::shared_ptr<void> want(Service_deployment const& service) override;

@@ -61,6 +61,11 @@ std::shared_ptr<Service_finder::Subscription_handle> Process_runtime::Port::subs
     return handle;
 }
 
+Client::Service_state Process_runtime::Port::service_state() const {
+    return m_runtime->m_directory->isOffered(m_service) ? Client::Service_state::available
+                                                        : Client::Service_state::unavailable;
+}
+
 std::string Process_runtime::Port::endpoint() const {
     bool local = false;
     std::optional<Endpoint> endpoint;

@@ -20,6 +20,7 @@ public:
                                               Reply reply) override;
     std::shared_ptr<Service_finder::Subscription_handle> subscribe(unsigned short event,
                                                                    std::weak_ptr<Event_sink> sink) override;
+    Client::Service_state service_state() const override;
     std::string endpoint() const override;
 
 private:
