@@ -258,7 +258,8 @@ TEST_F(Server_limits_test, ResetOfAConnectionThatIsNotReadIsNoticed) {
         underWay = m_tcpService.takeHeld();
         underWay.back()(0, {});
         underWay.pop_back();
-        ASSERT_TRUE(eventually([this] { return m_tcpService.held() == 1; })) << "the connection is full again";
+        ASSERT_TRUE(eventually([this] { return m_tcpService.held() == 1; }))
+            << "the connection is full again";
     }  // with the answer unread, which makes the close a reset
     EXPECT_TRUE(eventually([] { return counters().connections == 1; })) << "the UDP socket";
     EXPECT_EQ(counters().sessions, 4) << "although its calls are still under way";
