@@ -16,6 +16,7 @@
 #include "binding/adapter/Platform_adapter.h"
 #include "platform/com/deployment/Manifest.h"
 #include "platform/com/runtime/Process_runtime.h"
+#include "platform/com/runtime/Session.h"
 #include "platform/com/testing/Await.h"
 #include "platform/com/testing/Raw_socket.h"
 
@@ -27,10 +28,11 @@ using namespace testing;
 /// Answers each call with its own bytes.
 class Echo : public Call_taker {
 public:
-    void take(unsigned short, ac::com::cpp_binding::skeleton::Reply_function const& reply,
-              Serialized_payload const& payload, std::shared_ptr<void> const&) override {
+    void take(unsigned short, ac::com::cpp_binding::skeleton::Reply_function reply,
+              Serialized_payload const& payload, std::shared_ptr<Session>) override {
         reply(0, payload);
     }
+    void forget(Call_source const&) override {}
 };
 
 std::string ipOf(Address const& address) {
