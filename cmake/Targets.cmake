@@ -11,7 +11,8 @@ set(CODEC_GENERATED_DIR "${PROJECT_BINARY_DIR}/generated")
 # An object library that can include what SEES names and nothing else of this project: its include
 # directory is a folder of links to the permitted places (a folder such as `codec`, or one header such
 # as `registry/Components.h`). An include path equals the path in the tree. `platform/api` is special,
-# as the platform's headers are a stranger's: whoever SEES it includes them as <ara/log/Logger.h>.
+# as the platform's headers are a stranger's: whoever SEES it includes them as <ara/log/Logger.h>, from the folder
+# that DIAG_ARA_PLATFORM_API names.
 function(diag_component name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SEES;SOURCES;LINKS")
     add_library(${name} OBJECT ${arg_SOURCES})
@@ -25,7 +26,7 @@ function(diag_sees name)
     file(MAKE_DIRECTORY "${view}")
     foreach(place IN LISTS ARGN)
         if(place STREQUAL "platform/api")
-            target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/platform/api")
+            target_include_directories(${name} PRIVATE "${DIAG_ARA_PLATFORM_API}")
             continue()
         endif()
         if(place STREQUAL "codec")
@@ -52,6 +53,9 @@ endfunction()
 # diag_test_headers(): the headers that cost a test more than its own lines do, compiled once for all tests. Called once,
 # before the first test. It is a program and no library, so that it is compiled exactly as tests are.
 function(diag_test_headers)
+    if(DIAG_ARA_PLATFORM_LIBS)
+        return()
+    endif()
     file(CONFIGURE OUTPUT "${PROJECT_BINARY_DIR}/test_headers.cpp" CONTENT "int main() {}\n")
     add_executable(test_headers "${PROJECT_BINARY_DIR}/test_headers.cpp")
     target_link_libraries(test_headers PRIVATE GTest::gmock GTest::gtest Threads::Threads)
@@ -70,6 +74,10 @@ endfunction()
 function(diag_test name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "NO_TSAN;OWN_ADDRESS;LONG" "TIMEOUT" "SEES;SOURCES;LINKS;LABELS;ENVIRONMENT")
     add_executable(${name} ${arg_SOURCES})
+    if(DIAG_ARA_PLATFORM_LIBS)  # there is nothing to test it with
+        set_target_properties(${name} PROPERTIES EXCLUDE_FROM_ALL TRUE)
+        return()
+    endif()
     if(arg_OWN_ADDRESS)
         target_sources(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests/support/Own_address.cpp")
     endif()

@@ -20,7 +20,7 @@ namespace ac::dm::dem {
 /// The monitor of one trouble code: reports its state to the diagnostic event manager.
 struct DiagnosticMonitor {
     static constexpr std::string_view NAME = "ac::dm::dem::DiagnosticMonitor";
-    static constexpr std::uint32_t DESCRIPTION = 0x00010000;  ///< version 1.0
+    static constexpr std::uint32_t DESCRIPTION = 0x20000;  ///< version 2.0
 
     /// The trouble codes that this system has an instance for, in ascending order.
     static constexpr std::array<unsigned long, 3> CODES{0x81A2E0, 0x81A2E1, 0x81A2E2};

@@ -1,5 +1,8 @@
 #include <ac/com/Strand.h>
 
+#include <exception>
+#include <utility>
+
 #include "binding/task/Post.h"
 
 namespace ac::com {
@@ -8,73 +11,62 @@ namespace ac::com {
 /// with it and counted down.
 class Strand::Pending_run {
 public:
-    Pending_run(Strand& strand, std::shared_ptr<Queue> queue) noexcept
-        : m_strand(strand), m_queue(std::move(queue)) {}
+    explicit Pending_run(Strand& strand) noexcept : m_strand(&strand) {}
+    Pending_run(Pending_run&& other) noexcept : m_strand(std::exchange(other.m_strand, nullptr)) {}
+    /// A std::function asks for it; none that holds a run is ever copied.
+    Pending_run(Pending_run const&) { std::terminate(); }
+    Pending_run& operator=(Pending_run const&) = delete;
     ~Pending_run() {
-        if (!m_begun) {
-            drop_queued(*m_queue);
+        if (m_strand != nullptr) {
+            m_strand->drop_queued();
         }
     }
-    Pending_run(Pending_run const&) = delete;
-    Pending_run& operator=(Pending_run const&) = delete;
 
-    void run() {
-        m_begun = true;
-        m_strand.run();
-    }
+    void operator()() { std::exchange(m_strand, nullptr)->run(); }
 
 private:
-    Strand& m_strand;  // lives as long as tasks are pending and none of them is running
-    std::shared_ptr<Queue> m_queue;
-    bool m_begun = false;  // used by the thread that runs or drops this
+    // Until it begins. Lives as long as tasks are pending and none of them is running.
+    Strand* m_strand = nullptr;
 };
 
-Strand::Strand(static_thread_pool& pool) : Strand(std::make_shared<Queue>(pool)) {}
-
-Strand::Strand(std::shared_ptr<Queue> queue) noexcept : Task_dispatcher(queue), m_queue(std::move(queue)) {}
+Strand::Strand(static_thread_pool& pool) : Task_dispatcher(pool) {}
 
 Strand::~Strand() {
     {
-        std::lock_guard const lock(m_queue->m_mutex);
-        m_queue->m_state = 2;
+        std::lock_guard const lock(m_mutex);
+        m_state = 2;
     }
     if (running_in_this_thread()) {
-        drop_queued(*m_queue);
+        drop_queued();
     } else {
         internal_wait();
     }
 }
 
-void Strand::drop_queued(Queue& queue) {
+void Strand::drop_queued() {
     std::deque<std::function<void()>> dropped;  // ends after the lock is released
-    std::lock_guard const lock(queue.m_mutex);
-    dropped.swap(queue.m_tasks);
-    queue.count_down(static_cast<std::uint32_t>(dropped.size()));
+    std::lock_guard const lock(m_mutex);
+    dropped.swap(m_tasks);
+    count_down(static_cast<std::uint32_t>(dropped.size()));
 }
 
 void Strand::internal_post(std::function<void()> task) {
     {
-        std::lock_guard const lock(m_queue->m_mutex);
-        if (m_queue->m_state == 2) {
+        std::lock_guard const lock(m_mutex);
+        if (m_state == 2) {
             return;
         }
-        m_queue->m_tasks.push_back(std::move(task));
-        if (++m_queue->m_pending != 1) {
+        m_tasks.push_back(std::move(task));
+        if (++m_pending != 1) {
             return;  // a run is on its way or under way, and takes this task too
         }
     }
-    try {
-        auto const run = std::make_shared<Pending_run>(*this, m_queue);
-        m_queue->m_pool->post([run] { run->run(); });
-    } catch (...) {
-        drop_queued(*m_queue);
-        throw;
-    }
+    m_pool->post(std::function<void()>(Pending_run(*this)));  // dropped, it drops the tasks
 }
 
 bool Strand::running_in_this_thread() const {
-    std::lock_guard const lock(m_queue->m_mutex);
-    return m_queue->m_runningThread == std::this_thread::get_id();
+    std::lock_guard const lock(m_mutex);
+    return m_runningThread == std::this_thread::get_id();
 }
 
 }  // namespace ac::com

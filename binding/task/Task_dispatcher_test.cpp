@@ -362,5 +362,89 @@ TEST(Thread_pool_view_test, EndInsideATaskLeavesTheOtherTasksToEnd) {
     EXPECT_TRUE(otherDone.wait());
 }
 
+TEST(Thread_pool_view_test, TasksThatWaitWhenATaskEndsTheViewStillRun) {
+    std::atomic<int> runs{0};
+    Gate posted;
+    {
+        static_thread_pool pool(1);
+        auto sut = std::make_unique<Thread_pool_view>(pool);
+        sut->post([&] {
+            posted.wait();
+            sut.reset();
+        });
+        for (int i = 0; i < 3; ++i) {
+            sut->post([&] { ++runs; });
+        }
+        Gate done;
+        pool.post([&] { done.open(); });
+        posted.open();
+        EXPECT_TRUE(done.wait());
+    }
+    EXPECT_EQ(runs, 3);
+}
+
+TEST(Thread_pool_view_test, ViewsThatEndInsideTheirTasksAmongOthersTouchNothingThatHasGone) {
+    // Given views that share three threads
+    static_thread_pool pool(3);
+    std::atomic<int> ended{0};
+    Gate done;
+    constexpr int ROUNDS = 2'000;
+    constexpr int TASKS = 4;
+    for (int round = 0; round < ROUNDS; ++round) {
+        // When each is ended by whichever of its tasks comes first, while others run or wait
+        struct Own {
+            std::unique_ptr<Thread_pool_view> view;
+            std::atomic<bool> ending{false};
+        };
+        auto const own = std::make_shared<Own>();
+        own->view = std::make_unique<Thread_pool_view>(pool);
+        Thread_pool_view& view = *own->view;
+        auto const posted = std::make_shared<Gate>();
+        for (int task = 0; task < TASKS; ++task) {
+            view.post([&, own, posted] {
+                posted->wait();
+                if (!own->ending.exchange(true)) {
+                    own->view.reset();
+                }
+                if (++ended == ROUNDS * TASKS) {
+                    done.open();
+                }
+            });
+        }
+        posted->open();
+    }
+    // Then every task has run
+    EXPECT_TRUE(done.wait());
+}
+
+TEST(Strand_test, StrandsThatEndInsideTheirTasksTouchNothingThatHasGone) {
+    static_thread_pool pool(3);
+    std::atomic<int> ended{0};
+    Gate done;
+    constexpr int ROUNDS = 2'000;
+    for (int round = 0; round < ROUNDS; ++round) {
+        auto sut = std::make_shared<Strand>(pool);
+        Strand& strand = *sut;
+        auto const posted = std::make_shared<Gate>();
+        strand.post([&, posted, sut = std::move(sut)]() mutable {
+            posted->wait();
+            sut.reset();
+            if (++ended == ROUNDS) {
+                done.open();
+            }
+        });
+        strand.post([] { ADD_FAILURE() << "behind the end of the strand"; });
+        posted->open();
+    }
+    EXPECT_TRUE(done.wait());
+}
+
+// What a platform's own run() works on is in the object, not behind a pointer of ours.
+static_assert(sizeof(Task_dispatcher) >= sizeof(static_thread_pool*) + sizeof(std::mutex) +
+                                             2 * sizeof(std::uint32_t) + sizeof(std::condition_variable));
+static_assert(sizeof(Strand) >=
+              sizeof(Task_dispatcher) + sizeof(std::thread::id) + sizeof(std::deque<std::function<void()>>));
+static_assert(sizeof(Thread_pool_view) >= sizeof(Task_dispatcher) + sizeof(std::vector<std::thread::id>));
+
 }  // namespace
 }  // namespace ac::com

@@ -189,7 +189,7 @@ class ScapyCalls(unittest.TestCase):
                 vehicle.command("dtc 8495841 failed")
                 event = stream.receive()
             self.assertEqual((event.srv_id, event.sub_id, event.event_id, event.msg_type, event.iface_ver),
-                             (MONITOR, 1, 1, SOMEIP.TYPE_NOTIFICATION, 1))
+                             (MONITOR, 1, 1, SOMEIP.TYPE_NOTIFICATION, 2))
             self.assertEqual(payload(event), b"\x01")
 
 

@@ -41,12 +41,12 @@ class Monitor:
     def expect_state(self, state):
         heard = self.tcp.receive()
         self.test.assertEqual((heard.service, heard.method, heard.type, heard.return_code, heard.interface),
-                              (MONITOR, MONITOR_ACTION, wire.NOTIFICATION, 0, 1))
+                              (MONITOR, MONITOR_ACTION, wire.NOTIFICATION, 0, 2))
         self.test.assertEqual(heard.payload, state)
 
     def init(self, session, reason=b"\x01"):
         """Asks for a repetition; the answer and, if there is a state, a notification come in any order."""
-        self.tcp.send(wire.request(MONITOR, INIT_MONITOR, reason, session, interface=1))
+        self.tcp.send(wire.request(MONITOR, INIT_MONITOR, reason, session, interface=2))
 
     def expect_answer(self, session):
         answer = self.tcp.receive()
@@ -61,7 +61,7 @@ class OnTheWire(unittest.TestCase):
                 with self.subTest(code=code), Monitor(self, finder, instance) as monitor:
                     self.assertEqual(monitor.offer.endpoints,
                                      {discovery.TCP: (vehicle.address, FIRST_PORT + instance - 1)})
-                    self.assertEqual((monitor.offer.major, monitor.offer.minor), (1, 0))
+                    self.assertEqual((monitor.offer.major, monitor.offer.minor), (2, 0))
                     monitor.subscribe()
                     for state, byte in (("failed", FAILED), ("passed", PASSED), ("failed", FAILED)):
                         vehicle.command(f"dtc {code} {state}")

@@ -157,7 +157,7 @@ TEST(TroubleCodes, AreFoundByDecimalAndHexadecimalNumbers) {
         EXPECT_EQ(code->shortName, "8495840");
         EXPECT_EQ(code->instance, "\u202D8495840\u202C");
         EXPECT_EQ(code->service, "ac::dm::dem::DiagnosticMonitor");
-        EXPECT_EQ(code->version, 0x10000U);
+        EXPECT_EQ(code->version, 0x20000U);
     }
     for (char const* name : {"8495843", "0x8495840", "DiagnosticMonitor", "", "\u202D8495840\u202C"}) {
         EXPECT_EQ(troubleCodes().find(name), nullptr) << name;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <compare>
 #include <cstddef>
@@ -50,14 +51,44 @@ struct Event_deployment {
     bool field = false;  ///< whether its last value is given to late subscribers
 };
 
+/// An interface's version on the wire: the one that the manifest says, or else the one that the program gives
+/// to its first port of the instance. Until then it is any version. Any thread.
+class Service_version {
+public:
+    static constexpr std::uint8_t ANY_MAJOR = 0xFF;
+    static constexpr std::uint32_t ANY_MINOR = 0xFFFFFFFF;
+
+    Service_version() = default;
+    Service_version(std::uint8_t major, std::uint32_t minor) noexcept : m_value(packed(major, minor)) {}
+    Service_version(Service_version const& other) noexcept : m_value(other.m_value.load()) {}
+    Service_version& operator=(Service_version const& other) noexcept {
+        m_value = other.m_value.load();
+        return *this;
+    }
+
+    std::uint8_t major() const noexcept { return static_cast<std::uint8_t>(m_value >> 32U); }
+    std::uint32_t minor() const noexcept { return static_cast<std::uint32_t>(m_value); }
+    std::string text() const;  ///< "2.0"
+
+    /// Takes the program's version, if there is none yet. Whether that is the version now.
+    bool settle(Service_interface_description const& description) const noexcept;
+
+private:
+    static constexpr std::uint64_t packed(std::uint8_t major, std::uint32_t minor) noexcept {
+        return std::uint64_t{major} << 32U | minor;
+    }
+    static constexpr std::uint64_t NONE = std::uint64_t{ANY_MAJOR} << 32U | ANY_MINOR;
+
+    mutable std::atomic<std::uint64_t> m_value{NONE};
+};
+
 /// One instance of a service: its names in the program and its numbers on the wire.
 struct Service_deployment {
     Service_id interface;
     Instance_id instance;
     std::uint16_t serviceId = 0;
     std::uint16_t instanceId = 0;
-    std::uint8_t major = 1;  ///< the interface version in every header
-    std::uint32_t minor = 0;
+    Service_version version;  ///< its major number is the interface version in every header
     std::vector<Method_deployment>
         methods;  ///< by name, so that an index counts as skeletons and proxies count
     std::vector<Event_deployment> events;  ///< by name, as the methods
@@ -113,7 +144,8 @@ struct Discovery {
     Delay requestResponseDelay{std::chrono::milliseconds(0), std::chrono::milliseconds(10)};
 };
 
-/// The whole table. Never changed after it was read, so any thread may read it.
+/// The whole table. Never changed after it was read, versions that it left open apart, so any thread may read
+/// it.
 struct Deployment {
     std::string origin;  ///< file name of the manifest, or "built-in manifest"
     Limits limits;

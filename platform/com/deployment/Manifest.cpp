@@ -164,9 +164,11 @@ Service_deployment readService(Node const& node) {
     service.instance.value = node["instance"].text();
     service.serviceId = node["service_id"].number<std::uint16_t>(1, 0xFFFE);  // 0xFFFF is discovery's own
     service.instanceId = node["instance_id"].number<std::uint16_t>(1, 0xFFFE);
-    Node const version = node["version"].object({"major", "minor"});
-    service.major = version["major"].number<std::uint8_t>(0, 0xFE);
-    service.minor = version["minor"].number<std::uint32_t>(0, 0xFFFFFFFEU);
+    if (node.has("version")) {
+        Node const version = node["version"].object({"major", "minor"});
+        service.version = {version["major"].number<std::uint8_t>(0, 0xFE),
+                           version["minor"].number<std::uint32_t>(0, 0xFFFFFFFEU)};
+    }
     service.methods = readMethods(node["methods"]);
     if (node.has("events")) service.events = readEvents(node["events"]);
     service.endpoint = readEndpoint(node["endpoint"]);

@@ -48,8 +48,8 @@ TEST_F(Manifest_rows_test, FourRoutines) {
         ASSERT_NE(service, nullptr);
         EXPECT_EQ(service->serviceId, id);
         EXPECT_EQ(service->instanceId, 1);
-        EXPECT_EQ(service->major, 2);
-        EXPECT_EQ(service->minor, 0U);
+        EXPECT_EQ(service->version.major(), 2);
+        EXPECT_EQ(service->version.minor(), 0U);
         EXPECT_EQ(service->endpoint.text(), "tcp 127.0.0.1:30509");
         expectMethods(*service, {"Cancel", "RequestResults", "Start", "Stop"});
         EXPECT_TRUE(service->events.empty());
@@ -65,8 +65,8 @@ TEST_F(Manifest_rows_test, ThreeMonitorsWithTheInvisibleMarksAroundTheirNumbers)
         ASSERT_NE(service, nullptr);
         EXPECT_EQ(service->serviceId, 0x0D7C);
         EXPECT_EQ(service->instanceId, number);
-        EXPECT_EQ(service->major, 1);
-        EXPECT_EQ(service->minor, 0U);
+        EXPECT_EQ(service->version.major(), 2);
+        EXPECT_EQ(service->version.minor(), 0U);
         EXPECT_EQ(service->endpoint.text(), "tcp 127.0.0.1:" + std::to_string(30'510 + number));
         expectMethods(*service, {"InitMonitor"});
         expectEvent(*service, "MonitorAction", false);
@@ -79,8 +79,8 @@ TEST_F(Manifest_rows_test, DataDistributionWithItsField) {
     ASSERT_NE(service, nullptr);
     EXPECT_EQ(service->serviceId, 0x0DDD);
     EXPECT_EQ(service->instanceId, 1);
-    EXPECT_EQ(service->major, 3);
-    EXPECT_EQ(service->minor, 1U);
+    EXPECT_EQ(service->version.major(), 3);
+    EXPECT_EQ(service->version.minor(), 1U);
     EXPECT_EQ(service->endpoint.text(), "tcp 127.0.0.1:30510");
     expectMethods(*service, {"dataValuesHash::Get", "getDiagnosticData", "getDiagnosticDataValues"});
     expectEvent(*service, "dataValuesHash::Notify", true);

@@ -58,8 +58,8 @@ TEST(Manifest_test, DefaultNamesTheFourteenDataIdentifiers) {
         EXPECT_EQ(service.interface.value, "zvg::services::diag::" + expected.at(service.serviceId));
         EXPECT_EQ(service.instance.value, "1");
         EXPECT_EQ(service.instanceId, 1);
-        EXPECT_EQ(service.major, 2);
-        EXPECT_EQ(service.minor, 0U);
+        EXPECT_EQ(service.version.major(), 2);
+        EXPECT_EQ(service.version.minor(), 0U);
         EXPECT_EQ(service.endpoint.text(), "tcp 127.0.0.1:30509");
         ASSERT_EQ(service.methods.size(), 2U);
         EXPECT_EQ(service.methods[0].name, "Cancel");

@@ -227,7 +227,8 @@ void Sd_directory::handleFind(Address const& peer, Sd_entry const& entry,
         Service_deployment const& service = row.deployment;
         if (!row.offer.isAnnounced() || entry.service != service.serviceId ||
             !means(entry.instance, ANY_INSTANCE, service.instanceId) ||
-            !means(entry.major, ANY_MAJOR, service.major) || !means(entry.minor, ANY_MINOR, service.minor))
+            !means(entry.major, ANY_MAJOR, service.version.major()) ||
+            !means(entry.minor, ANY_MINOR, service.version.minor()))
             continue;
         if (answerAt)
             m_answers.add(peer, service, *answerAt);
@@ -488,7 +489,7 @@ Sd_directory::Row const& Sd_directory::rowOf(Service_deployment const& service) 
 Sd_directory::Row* Sd_directory::rowOf(Sd_entry const& entry) {
     for (Row& row : m_rows)
         if (row.deployment.serviceId == entry.service && row.deployment.instanceId == entry.instance &&
-            row.deployment.major == entry.major)
+            means(row.deployment.version.major(), ANY_MAJOR, entry.major))
             return &row;
     return nullptr;
 }
@@ -498,14 +499,14 @@ Sd_entry Sd_directory::entryFor(Sd_entry::Type type, Row const& row) const {
     entry.type = type;
     entry.service = row.deployment.serviceId;
     entry.instance = row.deployment.instanceId;
-    entry.major = row.deployment.major;
+    entry.major = row.deployment.version.major();
     entry.ttl = m_ttl;
     return entry;
 }
 
 Sd_entry Sd_directory::offerOf(Row const& row) const {
     Sd_entry entry = entryFor(Sd_entry::Type::offer, row);
-    entry.minor = row.deployment.minor;
+    entry.minor = row.deployment.version.minor();
     Endpoint const& endpoint = row.deployment.endpoint;
     (endpoint.transport == Transport::tcp ? entry.tcp : entry.udp) = endpoint.address;
     return entry;

@@ -8,10 +8,10 @@
 namespace ac::com::cpp_binding::skeleton {
 
 Pport::Pport(eb::com::runtime::Service_id service, eb::com::runtime::Instance_id instance,
-             eb::com::runtime::Service_interface_description /*description*/)
+             eb::com::runtime::Service_interface_description description)
     : m_service(std::move(service)), m_instance(std::move(instance)) {
     auto const runtime = eb::com::runtime::currentRuntime();
-    m_core = std::make_shared<Core>(runtime, runtime->deploymentOf(m_service, m_instance));
+    m_core = std::make_shared<Core>(runtime, runtime->deploymentOf(m_service, m_instance, description));
 }
 
 Pport::~Pport() {

@@ -105,6 +105,20 @@ Service_deployment const& Process_runtime::deploymentOf(Service_id const& servic
                                               service.value + " with instance " + instance.value);
 }
 
+Service_deployment const& Process_runtime::deploymentOf(Service_id const& service,
+                                                        Instance_id const& instance,
+                                                        Service_interface_description const& description) {
+    Service_deployment const& row = deploymentOf(service, instance);
+    if (row.version.settle(description)) return row;
+    std::lock_guard lock(m_mutex);
+    if (m_otherVersions.insert(&row).second)
+        log(ara::log::LogLevel::kWarn, m_deployment.origin + ": " + service.value + ", instance " +
+                                           instance.value + ": has version " + row.version.text() +
+                                           " where the program has " + std::to_string(description.major()) +
+                                           "." + std::to_string(description.minor()));
+    return row;
+}
+
 ac::com::static_thread_pool& Process_runtime::pool(unsigned int poolClass) {
     std::lock_guard lock(m_mutex);
     if (m_ended) throw ac::com::Infrastructure_exception("the communication runtime has ended");

@@ -4,6 +4,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <utility>
 
 #include <ac/com/static_thread_pool.h>
@@ -55,6 +56,11 @@ public:
 
     /// Throws Invalid_argument_exception if the deployment doesn't know the instance.
     Service_deployment const& deploymentOf(Service_id const& service, Instance_id const& instance) const;
+
+    /// The same for a port of that version, which holds unless the manifest says another: then the manifest's
+    /// does, and a line at level 3 reports that once for each instance. Any thread.
+    Service_deployment const& deploymentOf(Service_id const& service, Instance_id const& instance,
+                                           Service_interface_description const& description);
 
     /// The pool of a class, made on first use. Throws Infrastructure_exception after `end`. Any thread.
     ac::com::static_thread_pool& pool(unsigned int poolClass);
@@ -110,7 +116,8 @@ private:
     Clock::Timer m_nextLook;
 
     std::mutex m_mutex;
-    bool m_ended = false;                                                          // guarded by m_mutex
+    std::set<Service_deployment const*> m_otherVersions;  // guarded by m_mutex; reported
+    bool m_ended = false;                                 // guarded by m_mutex
     std::map<unsigned int, std::unique_ptr<ac::com::static_thread_pool>> m_pools;  // guarded by m_mutex
 };
 

@@ -174,7 +174,7 @@ void Subscriptions::linkGone(Endpoint const& remote) {
 void Subscriptions::notified(Endpoint const& remote, someip::Frame const& frame) {
     for (auto& [service, publisher] : m_publishers) {
         if (publisher.elsewhere != remote || service->serviceId != frame.header.service ||
-            service->major != frame.header.interfaceVersion)
+            service->version.major() != frame.header.interfaceVersion)
             continue;
         for (unsigned short event = 0; event < service->events.size(); ++event) {
             Event_deployment const& row = service->events[event];

@@ -22,7 +22,7 @@ void log_failure(char const* what) noexcept {
 
 }  // namespace
 
-void run_task(std::function<void()> task) noexcept {
+void run_task(std::function<void()>&& task) noexcept {
     try {
         std::exchange(task, nullptr)();
     } catch (std::exception const& failure) {

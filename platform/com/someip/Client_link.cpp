@@ -84,8 +84,8 @@ void Client_link::send(std::shared_ptr<Open_call> const& call, Service_deploymen
     header.method = method;
     header.client = m_client;
     header.session = m_lastSession;
-    header.interfaceVersion = service.major;
-    m_pending.emplace(m_lastSession, Pending{service.serviceId, method, service.major, call});
+    header.interfaceVersion = service.version.major();
+    m_pending.emplace(m_lastSession, Pending{service.serviceId, method, header.interfaceVersion, call});
     call->onEnd = [weak = weak_from_this(), session = m_lastSession] {
         if (auto const self = weak.lock()) self->m_pending.erase(session);
     };

@@ -30,7 +30,7 @@ std::uint8_t check(Header const& header, Offers const& offers) {
     auto const service = offers.find(header.service);
     if (service == offers.end()) return E_UNKNOWN_SERVICE;
     Service_deployment const& deployment = service->second->deployment();
-    if (header.interfaceVersion != deployment.major) return E_WRONG_INTERFACE_VERSION;
+    if (header.interfaceVersion != deployment.version.major()) return E_WRONG_INTERFACE_VERSION;
     if (!indexOf(deployment, header.method)) return E_UNKNOWN_METHOD;
     if (!isType(header, Message_type::request) && !isType(header, Message_type::requestNoReturn))
         return E_WRONG_MESSAGE_TYPE;

@@ -67,7 +67,7 @@ void Subscribers::send(Subscriber& subscriber, Address const& address, Service_d
     std::uint16_t& session = subscriber.sessions[event.id];
     if (++session == 0) session = 1;  // 0 would say that messages aren't numbered
     header.session = session;
-    header.interfaceVersion = service.major;
+    header.interfaceVersion = service.version.major();
     header.type = static_cast<std::uint8_t>(Message_type::notification);
     connection->notify(header, address, payload);
 }

@@ -25,7 +25,7 @@ Service_deployment service(char const* interface, std::uint16_t id, Transport tr
     row.instance = {"1"};
     row.serviceId = id;
     row.instanceId = 1;
-    row.major = 2;
+    row.version = {2, 0};
     row.methods = {{"Echo", 1}, {"Hold", 2}};
     row.events = {{"Field", 0x8001, FAKE_EVENTGROUP, true}, {"Tick", 0x8002, FAKE_EVENTGROUP, false}};
     row.endpoint = {transport, {server, FAKE_PORT}};

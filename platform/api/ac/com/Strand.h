@@ -2,7 +2,6 @@
 
 #include <deque>
 #include <functional>
-#include <memory>
 #include <thread>
 #include <utility>
 
@@ -31,18 +30,14 @@ public:
     void run();
 
 private:
-    struct Queue : Core {
-        using Core::Core;
-        std::thread::id m_runningThread;            // guarded by m_mutex; the thread inside the strand
-        std::deque<std::function<void()>> m_tasks;  // guarded by m_mutex
-    };
     class Pending_run;
 
-    explicit Strand(std::shared_ptr<Queue> queue) noexcept;
     void internal_post(std::function<void()> task);
-    static void drop_queued(Queue& queue);
+    void drop_queued();
 
-    std::shared_ptr<Queue> m_queue;
+    std::thread::id m_runningThread;  // guarded by m_mutex; the thread inside the strand
+    std::deque<std::function<void()>>
+        m_tasks;  // guarded by m_mutex; the one that is running is counted as well
 };
 
 }  // namespace ac::com

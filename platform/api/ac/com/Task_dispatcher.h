@@ -2,9 +2,7 @@
 
 #include <condition_variable>
 #include <cstdint>
-#include <memory>
 #include <mutex>
-#include <utility>
 
 #include <ac/com/static_thread_pool.h>
 
@@ -21,7 +19,7 @@ namespace ac::com {
 ///
 /// A dispatcher that was drained once stays stopped. Waiters are released when it is stopped and nothing is
 /// pending. Any thread may post and wait. Destruction drains; inside one of its own tasks it doesn't wait,
-/// and what that task and others under way need lives on until they have ended.
+/// and nothing of the dispatcher is used any more when that task and others under way end.
 class ARA_API Task_dispatcher {
 public:
     virtual ~Task_dispatcher();
@@ -36,31 +34,23 @@ public:
     void internal_wait();
 
 protected:
-    /// What tasks need of their dispatcher. Shared with each of them.
-    struct Core {
-        explicit Core(static_thread_pool& pool) noexcept : m_pool(&pool) {}
+    explicit Task_dispatcher(static_thread_pool& pool) noexcept : m_pool(&pool) {}
 
-        /// Counts a task that was posted and will not run again. m_mutex must be held: a waiter may destroy
-        /// the dispatcher as soon as it is released.
-        void count_down(std::uint32_t tasks) {
-            m_pending -= tasks;
-            if (m_pending == 0 && m_state != 0) {
-                m_state = 2;
-                m_idle.notify_all();
-            }
+    /// Counts tasks that were posted and will not run again. m_mutex must be held: a waiter may destroy the
+    /// dispatcher as soon as it is released.
+    void count_down(std::uint32_t tasks) {
+        m_pending -= tasks;
+        if (m_pending == 0 && m_state != 0) {
+            m_state = 2;
+            m_idle.notify_all();
         }
+    }
 
-        static_thread_pool* const m_pool;
-        std::mutex m_mutex;
-        std::uint8_t m_state = 0;        // guarded by m_mutex
-        std::uint32_t m_pending = 0;     // guarded by m_mutex; tasks posted and not yet ended
-        std::condition_variable m_idle;  // told with m_mutex held
-    };
-
-    explicit Task_dispatcher(std::shared_ptr<Core> core) noexcept : m_core(std::move(core)) {}
-
-private:
-    std::shared_ptr<Core> m_core;
+    static_thread_pool* const m_pool;
+    mutable std::mutex m_mutex;
+    std::uint8_t m_state = 0;        // guarded by m_mutex
+    std::uint32_t m_pending = 0;     // guarded by m_mutex; tasks posted and not yet ended
+    std::condition_variable m_idle;  // notified with m_mutex held
 };
 
 }  // namespace ac::com

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <functional>
-#include <memory>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -26,17 +25,12 @@ public:
     bool running_in_this_thread() const override;
 
 private:
-    struct Running : Core {
-        explicit Running(static_thread_pool& pool);
-        std::vector<std::thread::id> m_runningThreads;  // guarded by m_mutex; pool threads inside a task
-    };
     class Running_thread_guard;
     class Pending_task;
 
-    explicit Thread_pool_view(std::shared_ptr<Running> running) noexcept;
     void internal_post(std::function<void()> task);
 
-    std::shared_ptr<Running> m_running;
+    std::vector<std::thread::id> m_runningThreads;  // guarded by m_mutex; pool threads inside a task
 };
 
 }  // namespace ac::com
