@@ -117,6 +117,19 @@ TEST_F(Client_and_server_test, PortsOfOneEndpointShareAConnection) {
     EXPECT_EQ(counters().links, 1);
 }
 
+TEST_F(Client_and_server_test, FailureIsReportedAlsoToACallerThatAsksAfterTheEnd) {
+    // Given a call that has ended without an answer, before anybody asked how
+    auto const refused = m_tcp
+                             ->call(ECHO, payload(Bytes((1U << 20U) + 1)),
+                                    [](unsigned char, Serialized_payload const&) { ADD_FAILURE(); })
+                             .get();
+    EXPECT_EQ(call(m_tcp, ECHO).outcome, Call_outcome::answered) << "behind it on the same thread";
+    // When somebody asks
+    refused->on_failure([box = m_box](Call_result const& result) { box->put(result); });
+    // Then the outcome is reported
+    EXPECT_EQ(m_box->take().value().outcome, Call_outcome::transport);
+}
+
 TEST_F(Client_and_server_test, CancelledCallEndsAtOnceAndItsLateAnswerIsDropped) {
     auto const cancelled = begin(m_tcp, HOLD);
     ASSERT_TRUE(eventually([this] { return m_tcpService->held() == 1; }));
