@@ -6,9 +6,9 @@
 #include <ac/com/Exceptions.h>
 #include <ac/com/cpp_binding/proxy/Rport.h>
 #include <ac/com/runtime/Component_singleton.h>
-#include <eb/com/runtime/Runtime_report.h>
 #include <eb/com/runtime/Service_finder.h>
 
+#include "platform/report/Runtime_report.h"
 #include "tools/tester/Services.h"
 
 namespace tester {

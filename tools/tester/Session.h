@@ -10,8 +10,7 @@
 #include <stop_token>
 #include <string>
 
-#include <eb/com/runtime/Deployed_services.h>
-
+#include "platform/report/Deployed_services.h"
 #include "tools/tester/Exchange.h"
 #include "tools/tester/Services.h"
 

@@ -1,4 +1,4 @@
-#include <eb/com/runtime/Deployed_services.h>
+#include "platform/report/Deployed_services.h"
 
 #include "platform/com/deployment/Manifest.h"
 

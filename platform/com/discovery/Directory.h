@@ -5,10 +5,10 @@
 #include <optional>
 
 #include <eb/com/runtime/Client_port.h>
-#include <eb/com/runtime/Runtime_report.h>
 #include <eb/com/runtime/Service_finder.h>
 
 #include "platform/com/deployment/Deployment.h"
+#include "platform/report/Runtime_report.h"
 
 namespace eb::com::runtime {
 

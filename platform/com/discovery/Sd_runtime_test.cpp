@@ -11,7 +11,6 @@
 
 #include <ac/com/Exceptions.h>
 #include <ac/com/runtime/Component_singleton.h>
-#include <eb/com/runtime/Runtime_report.h>
 
 #include "binding/adapter/Platform_adapter.h"
 #include "platform/com/deployment/Manifest.h"
@@ -19,6 +18,7 @@
 #include "platform/com/runtime/Session.h"
 #include "platform/com/testing/Await.h"
 #include "platform/com/testing/Raw_socket.h"
+#include "platform/report/Runtime_report.h"
 
 namespace eb::com::runtime {
 namespace {

@@ -4,10 +4,9 @@
 #include <mutex>
 #include <vector>
 
-#include <eb/com/runtime/Runtime_report.h>
-
 #include "platform/com/deployment/Deployment.h"
 #include "platform/com/runtime/Answers.h"
+#include "platform/report/Runtime_report.h"
 
 namespace eb::com::runtime {
 

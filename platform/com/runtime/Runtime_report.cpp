@@ -1,4 +1,4 @@
-#include <eb/com/runtime/Runtime_report.h>
+#include "platform/report/Runtime_report.h"
 
 #include <utility>
 

@@ -7,8 +7,9 @@
 
 #include <ac/com/cpp_binding/proxy/Rport.h>
 #include <eb/com/runtime/Client_port.h>
-#include <eb/com/runtime/Runtime_report.h>
 #include <eb/com/runtime/Service_finder.h>
+
+#include "platform/report/Runtime_report.h"
 
 namespace tester {
 

@@ -5,8 +5,7 @@
 #include <string>
 #include <vector>
 
-#include <eb/com/runtime/Runtime_report.h>
-
+#include "platform/report/Runtime_report.h"
 #include "tools/tester/Probe.h"
 
 namespace tester {

@@ -4,7 +4,7 @@
 #include <map>
 #include <string>
 
-#include <eb/com/runtime/Deployed_services.h>
+#include "platform/report/Deployed_services.h"
 
 namespace tester::wireshark {
 
