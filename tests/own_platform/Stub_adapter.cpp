@@ -38,6 +38,10 @@ std::shared_ptr<eb::com::runtime::Client_port> client_port(proxy::Rport const& p
     return port.client_port();
 }
 
+bool is_available(eb::com::runtime::Client_port const&) {
+    return false;
+}
+
 std::string endpoint(eb::com::runtime::Client_port const& port) {
     return port.endpoint();
 }
