@@ -177,6 +177,25 @@ TEST_F(BridgeLife, DeinitWithoutEnvironmentLeavesTheBridgeUp) {
     EXPECT_EQ(write(test::Components::ONLY_C, {1}, 1), 0);
 }
 
+TEST_F(BridgeLife, EndedBridgeHasNoComponentsAndRefusesEveryCallWithoutTouchingTheJvm) {
+    // Given
+    bringUp();
+    ASSERT_TRUE(service.end());
+    EXPECT_EQ(components.alive(), 0);
+    // When
+    EXPECT_EQ(init(), -1);
+    EXPECT_EQ(write(test::Components::ONLY_C, {1}, 1), -1);
+    EXPECT_EQ(send(), eValNotReady);
+    EXPECT_EQ(service.deinit(jvm.env()), -1);
+    // Then
+    EXPECT_THAT(jvm.calls(), IsEmpty());
+    EXPECT_THAT(log.errors(), ElementsAre("The process is ending.",
+                                          "Required references to JVM aren't valid. See <init()>.",
+                                          "Native interface wasn't initialized properly."));
+    EXPECT_EQ(jvm.globalRefs(), 2U) << "the JVM may be gone";
+    jvm.forgetGlobalRefs();
+}
+
 TEST_F(BridgeLife, EveryStartMakesNewComponentsThatAreToldTheirGeneration) {
     for (auto const* generation : {"0", "1", "2"}) {
         components.forgetEvents();

@@ -1,9 +1,11 @@
 #include "registry/Diag_Ara_Components.h"
 
 #include <algorithm>
+#include <future>
 #include <stdexcept>
 
 #include "tests/support/BridgeTest.h"
+#include "tests/support/Patience.h"
 
 namespace {
 
@@ -149,6 +151,21 @@ TEST_F(RegistryTest, EmptiesTheAvailabilityBeforeTheFirstComponentEnds) {
     registry.destroy();
     // Then
     EXPECT_EQ(known, 0) << "a component saw it still set as it ended";
+}
+
+TEST_F(RegistryTest, AThreadMayWaitForTheStopOfAComponentThatIsAskedLater) {
+    registry.init();
+    auto* const a = registry.get(30);
+    auto* const z = registry.getReceivers(10)[1];
+    std::promise<void> done;
+    auto const isDone = done.get_future().share();
+    seen.behave("Z", {.destroyed = [isDone] { isDone.wait(); }});  // it is looked at till then
+    a->startThread([z, &done] {
+        while (!z->stop()) std::this_thread::yield();
+        done.set_value();
+    });
+    registry.destroy();
+    EXPECT_EQ(isDone.wait_for(test::PATIENCE), std::future_status::ready);
 }
 
 TEST_F(RegistryTest, UnroutedComponentsEndBeforeTheRoutedOnes) {

@@ -374,6 +374,11 @@ std::size_t Jvm::globalRefs() const {
                                                   [](auto const& entry) { return entry.second.global; }));
 }
 
+void Jvm::forgetGlobalRefs() {
+    std::lock_guard const lock(m_mutex);
+    std::erase_if(m_references, [](auto const& entry) { return entry.second.global; });
+}
+
 std::size_t Jvm::arrays() const {
     std::lock_guard const lock(m_mutex);
     return static_cast<std::size_t>(

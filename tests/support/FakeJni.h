@@ -75,6 +75,7 @@ public:
     std::optional<JavaException> takeException();
 
     std::size_t globalRefs() const;
+    void forgetGlobalRefs();              ///< of a bridge that was not to give them back
     std::size_t arrays() const;           ///< references to byte arrays that nobody has dropped
     std::size_t pinnedArrays() const;     ///< elements got and not released
     std::size_t attachedThreads() const;  ///< native threads that are attached
