@@ -185,11 +185,12 @@ TEST_F(BaseListenerTest, InstanceThatNoProxyCanBeMadeForIsNotAvailable) {
 
 TEST_F(BaseListenerTest, StartResetsAvailabilityAndTellsTheSearch) {
     bringUpBridge();
-    Counting sut;
-    sut.serviceAvailabilityCallback(offers({"1"}));
+    Counting found;
+    found.serviceAvailabilityCallback(offers({"1"}));
     log.clear();
+    Counting sut;  // has found nothing yet, so only its start can empty the set
     sut.start();
-    ASSERT_TRUE(awaitLine("Service lost")) << "nobody offers it";
+    ASSERT_TRUE(awaitLine("Service still unavailable")) << "nobody offers it";
     sut.stopFindService();  // from here on the lists are this thread's again
     sut.serviceAvailabilityCallback(offers({"1"}));
     EXPECT_EQ(availabilityChanges(), 2U) << "the set was emptied: found again is news";

@@ -43,7 +43,8 @@ TEST(StoppableMutex, IsNotTakenByWhoHasAReasonToGiveUp) {
     EXPECT_TRUE(sut.lockUnless([] { return false; }).owns_lock()) << "the lock before has gone";
 }
 
-TEST(StoppableMutex, EverybodyWhoWaitsGivesUpOnceWoken) {
+/// Whether all of four who wait for a held lock give up after `act`, when they have a reason to.
+bool allGiveUpAfter(void (StoppableMutex::*act)()) {
     StoppableMutex sut;
     std::atomic<bool> stopped{false};
     std::atomic<int> asked{0};
@@ -60,12 +61,20 @@ TEST(StoppableMutex, EverybodyWhoWaitsGivesUpOnceWoken) {
     }
     while (asked < 4) std::this_thread::yield();
     stopped = true;
-    sut.wake();
-    for (auto& one : waiting) {
-        ASSERT_EQ(one.wait_for(LONG_ENOUGH), std::future_status::ready);
-        EXPECT_FALSE(one.get());
-    }
-    sut.unlock();
+    (sut.*act)();
+    bool all = true;
+    for (auto& one : waiting) all = one.wait_for(LONG_ENOUGH) == std::future_status::ready && all;
+    sut.wake();  // should one still wait
+    for (auto& one : waiting) all = !one.get() && all;
+    return all;
+}
+
+TEST(StoppableMutex, EverybodyWhoWaitsGivesUpOnceWoken) {
+    EXPECT_TRUE(allGiveUpAfter(&StoppableMutex::wake));
+}
+
+TEST(StoppableMutex, EverybodyWhoWaitsGivesUpOnceItIsUnlocked) {
+    EXPECT_TRUE(allGiveUpAfter(&StoppableMutex::unlock));
 }
 
 TEST(StoppableMutex, IsHandedToSomebodyWhoWaits) {
