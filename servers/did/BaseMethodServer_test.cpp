@@ -105,6 +105,19 @@ TEST_P(Server, TellsItsLife) {
                                              Line{DETAIL, "~BaseMethodServer", "StopOfferService()"}));
 }
 
+TEST_P(Server, TakesCallsSideBySide) {
+    auto server = makeServer(id.number);
+    log.clear();
+    server->init("1");
+    int parallel = 0;
+    for (ara::log::Message const& message : log.messages()) {
+        if (message.text.find("Service_skeleton_constructed") == std::string::npos) continue;
+        EXPECT_THAT(message.text, HasSubstr("\"parallel\""));
+        ++parallel;
+    }
+    EXPECT_EQ(parallel, 1);
+}
+
 TEST_P(Server, WithoutInitOffersNothingAndEndsQuietly) {
     auto server = makeServer(id.number);
     linesOf("");

@@ -46,7 +46,7 @@ public:
 
 private:
     template <class... Args>
-    void out(eLogLevel level, Args... args) const;
+    void out(eLogLevel level, int line, Args... args) const;
 
     template <std::size_t n>
     void take(std::array<std::uint8_t, n>& field) {

@@ -69,7 +69,7 @@ TEST_P(Decoder, AnswersPayloadsThatAreTooShortTooLongOrMiscountedWithSeven) {
         // When
         EXPECT_EQ(respond(id, payload), eValBadMessage);
         // Then
-        EXPECT_THAT(linesOf(id), testing::Contains(Line{LogLevel::kError, "unpack",
+        EXPECT_THAT(linesOf(id), testing::Contains(Line{LogLevel::kError, "unpackDiagnosticsresponse",
                                                         "unpacking error=" + std::to_string(code)}));
         EXPECT_EQ(outcome->done, !id.shortShape());
         EXPECT_EQ(outcome->code, id.shortShape() ? std::nullopt : std::optional(FAILURE));
@@ -370,7 +370,7 @@ TEST_P(FoundByDatabus, ResultOfUnpackingIsToldBeforeTheError) {
     std::vector<Line> const lines = linesOf(id);
     ASSERT_EQ(lines.size(), 4U);
     EXPECT_EQ(lines[2].text, "UnpackValDiagnosticsresponseInd err:4");
-    EXPECT_EQ(lines[3], (Line{LogLevel::kError, "unpack", "unpacking error=4"}));
+    EXPECT_EQ(lines[3], (Line{LogLevel::kError, "unpackDiagnosticsresponse", "unpacking error=4"}));
 }
 
 class ShortShapeServer : public Decoder {};

@@ -51,6 +51,21 @@ TEST_P(Operations, ReadThatCanNotBeSentEndsWithZeros) {
                                  "Server::handleMsg diagnostic response received but no request is send"}));
 }
 
+TEST_P(Operations, ResponseThatComesWhileTheRequestIsBeingSentCompletesTheRead) {
+    // Given a Java that is so fast that its response overtakes the return of the request
+    auto const reader = probe(id);
+    eValStatus status = eValError;
+    jvm.onMessage([&](fake::Message const&) { status = respond(id, good); });
+    // When
+    auto const outcome = reader->read();
+    // Then
+    EXPECT_EQ(status, eValOk);
+    EXPECT_TRUE(outcome->done);
+    EXPECT_EQ(hex(outcome->data), hex(id.sample));
+    // And nothing is awaited any more.
+    EXPECT_EQ(respond(id, good), eValError);
+}
+
 TEST_P(Operations, CancelOfAReadGivesZerosAndDropsItsLateResponse) {
     // Given
     auto const reader = probe(id);

@@ -4,6 +4,7 @@
 
 #include "codec/diagnostics.h"
 #include "core/Trace.h"
+#include "servers/makeSkeleton.h"
 
 namespace zvg::val::diag_ara::services::diagnosticsmonitor::methods {
 
@@ -49,7 +50,7 @@ void Server::init(std::string) {
     using ac::dm::dem::DiagnosticMonitor;
     for (unsigned long const dtc : DiagnosticMonitor::CODES) {
         m_dtcMonitors.emplace_back(
-            dtc, std::make_unique<DiagnosticsMonitorSkeleton_impl>(DiagnosticMonitor::instance(dtc)));
+            dtc, makeSkeleton<DiagnosticsMonitorSkeleton_impl>(DiagnosticMonitor::instance(dtc)));
         Trace::out(level::DETAIL, TRACE_HERE, "Diagnostics Monitor Initialized for ", dtc);
     }
 }

@@ -1,4 +1,5 @@
 // The life of the routine servers, and how much of a request it takes with it.
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <system_error>
@@ -16,7 +17,21 @@ using testing::IsEmpty;
 using namespace zvg::val;
 namespace services = zvg::val::diag_ara::services;
 
-class ServerLife : public ServerTest {};
+class ServerLife : public ServerTest {
+protected:
+    /// The place of the first message of any log that has all these texts; behind the last if there is none.
+    std::size_t firstWith(std::vector<std::string> const& texts) const {
+        auto const messages = log.messages();
+        return static_cast<std::size_t>(
+            std::ranges::find_if(messages,
+                                 [&](ara::log::Message const& message) {
+                                     return std::ranges::all_of(texts, [&](auto const& text) {
+                                         return message.text.find(text) != std::string::npos;
+                                     });
+                                 }) -
+            messages.begin());
+    }
+};
 INSTANTIATE_TEST_SUITE_P(All, ServerLife, testing::ValuesIn(routines()),
                          [](auto const& info) { return info.param.name; });
 
@@ -72,6 +87,26 @@ TEST_P(ServerLife, InitNamesItsLines) {
     EXPECT_EQ(deliver(*server, 1, {}), eValNotSupported);
     EXPECT_THAT(linesOf(sut.word + "::methods::Server<17>::"),
                 ElementsAre(Line{INFO, "handleMsg", "<msgId> 1 ignored."}));
+}
+
+TEST_P(ServerLife, TakesCallsSideBySide) {
+    auto server = makeServer(sut);
+    log.clear();
+    server->init("1");
+    EXPECT_EQ(firstWith({"Service_skeleton_constructed", "\"parallel\""}), firstWith({sut.interface}));
+}
+
+TEST_P(ServerLife, WithdrawsItsOfferBeforeItCancelsItsRequests) {
+    // Given
+    auto const calls = fill();
+    log.clear();
+    // When
+    unregisterJava();
+    // Then
+    std::size_t const withdrawn = firstWith({"Stop_offer_service", sut.interface});
+    std::size_t const canceled = firstWith({sut.name + "::RequestResultsResponseHandler::", "cancelled!"});
+    ASSERT_LT(canceled, log.messages().size());
+    EXPECT_LT(withdrawn, canceled);
 }
 
 TEST_P(ServerLife, WithoutInitOffersNothingAndEndsQuietly) {
