@@ -25,6 +25,7 @@ struct Instance_report {
     bool found = false;      ///< here or elsewhere
     std::string endpoint;    ///< where it was found; "local" in this process, empty if it wasn't
     std::string offered_by;  ///< SD address of the process that offers it; empty without discovery
+    std::vector<std::string> also_offered_by;  ///< SD addresses and endpoints of others, which aren't used
     std::chrono::milliseconds ttl_left{0};  ///< of its offer; 0 without discovery or for ever
     struct Event {
         std::string name;

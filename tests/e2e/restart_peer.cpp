@@ -42,20 +42,30 @@ void say(std::string const& line) {
     std::cout << line << std::endl;
 }
 
-/// Runs calls one after another, each on a thread of its own: few come.
+/// Runs each call on a thread of its own. Posting waits for none of them, since their replies need the thread
+/// that posts.
 class Own_thread : public ac::com::cpp_binding::skeleton::detail::Method_processor {
 public:
     ~Own_thread() override { wait(); }
     void post(std::function<void()>&& call) override {
-        wait();
-        m_thread = std::thread(std::move(call));
+        std::lock_guard lock(m_mutex);
+        ++m_running;
+        std::thread([this, run = std::move(call)] {
+            run();
+            std::lock_guard const ended(m_mutex);
+            --m_running;
+            m_changed.notify_all();
+        }).detach();
     }
     void wait() override {
-        if (m_thread.joinable()) m_thread.join();
+        std::unique_lock lock(m_mutex);
+        m_changed.wait(lock, [this] { return m_running == 0; });
     }
 
 private:
-    std::thread m_thread;
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    unsigned m_running = 0;  // guarded by m_mutex
 };
 
 int serve(std::string const& number) {

@@ -27,7 +27,7 @@ class Peer:
     """A process with its lines, by default of restart_peer; killed at the end of its `with`."""
 
     def __init__(self, address, folder, *arguments, program=(PEER,), **environment):
-        environment = dict(os.environ, ARA_COM_ADDRESS=address, ARA_LOG_TARGET="none", **environment)
+        environment = dict(os.environ, ARA_COM_ADDRESS=address, **{"ARA_LOG_TARGET": "none", **environment})
         self.started = time.monotonic()
         self.process = subprocess.Popen([*program, *arguments], env=environment, cwd=folder, stdin=subprocess.PIPE,
                                         stdout=subprocess.PIPE, text=True)

@@ -7,11 +7,13 @@ import pathlib
 import re
 import subprocess
 import sys
+import tempfile
 import threading
 import time
 import unittest
 
-from vehicle import PATIENCE, TESTER, UNHURRIED, Vehicle, wait_until
+from restart_test import PEER, Peer
+from vehicle import DEFAULT_MANIFEST, PATIENCE, TESTER, UNHURRIED, Vehicle, wait_until
 from vehicle_test import VALUES, expected
 
 VEHICLE, MANAGER = "192.0.2.1", "192.0.2.2"
@@ -19,6 +21,9 @@ GROUP = "224.244.224.245"
 DISCOVERY = {"mode": "multicast", "ttl_s": 3}  # a lost host is noticed well within the cut
 CUT = 5  # seconds
 LINK = "eth0"
+# TCP sends again 0.2, 0.6, 1.4, 3, 6.2 and 12.6 s after what isn't acknowledged.
+STALLED = 7  # seconds
+NEXT_RETRANSMISSION = 12.4
 
 
 def ip(*arguments):
@@ -178,6 +183,32 @@ class TwoHosts(unittest.TestCase):
             print(f"\nlink cut for {restored - cut:.1f} s: noticed after {noticed - cut:.2f} s; restored: the watching tester "
                   f"found all {len(VALUES)} after {found - restored:.2f} s, a new one had read them after "
                   f"{read - restored:.2f} s", flush=True)
+
+    def test_a_call_across_a_link_that_was_cut_does_not_wait_for_tcp_to_try_again(self):
+        with tempfile.TemporaryDirectory(prefix="two-hosts-") as folder, Hosts() as hosts:
+            path = pathlib.Path(folder, "manifest.json")
+            manifest = json.loads(DEFAULT_MANIFEST.read_text())
+            manifest["discovery"] = {"mode": "multicast", "ttl_s": 60}  # the offer stands throughout
+            path.write_text(json.dumps(manifest))
+
+            def peer(host, address, *arguments):
+                return Peer(address, folder, *arguments, program=("ip", "netns", "exec", host, PEER),
+                            ARA_COM_MANIFEST=str(path))
+
+            with peer(hosts.vehicle, VEHICLE, "serve", "7"), peer(hosts.manager, MANAGER, "call") as client:
+                client.answered()
+                hosts.plug("down")
+                cut = time.monotonic()
+                client.process.stdin.write("call\n")
+                client.process.stdin.flush()
+                time.sleep(STALLED)  # the length of the cut is what this is about
+                hosts.plug("up")
+                restored = time.monotonic()
+                client.answered()
+                answered = time.monotonic()
+        print(f"\nlink cut for {restored - cut:.1f} s below a call: answered {answered - restored:.2f} s after it was whole",
+              flush=True)
+        self.assertLess(answered - cut, NEXT_RETRANSMISSION)
 
 
 if __name__ == "__main__":

@@ -24,6 +24,10 @@ public:
     /// or its publisher started again.
     virtual void locationChanged(Service_deployment const& service) = 0;
 
+    /// The publisher of an instance in another process was heard to offer it there, for the first time or
+    /// again.
+    virtual void heardAt(Endpoint const& endpoint) = 0;
+
     /// Where a subscription that was asked for stands now: acknowledged (subscribed), refused by its
     /// publisher (not_subscribed), or not acknowledged in time (pending).
     virtual void subscriptionChanged(Service_deployment const& service, std::uint16_t eventgroup,

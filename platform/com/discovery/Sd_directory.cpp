@@ -14,6 +14,9 @@ using std::chrono::milliseconds;
 /// the first ones, and said nothing itself, is told within two cycles once the network lets it through.
 constexpr unsigned CYCLES_TO_EVERYBODY = 2;
 
+/// Pairs of peers that offer the same, of which a warning was logged. Further ones are logged again.
+constexpr std::size_t RIVALS_LOGGED = 64;
+
 template <class Number>
 bool means(Number asked, Number any, Number value) {
     return asked == any || asked == value;
@@ -162,6 +165,8 @@ void Sd_directory::report(Runtime_report& report) const {
             instance.endpoint = found->endpoint.text();
             instance.offered_by = found->peer.text();
             if (!found->isForEver()) instance.ttl_left = found->expires() - now;
+            for (auto const& [peer, rival] : row.rivals.known(now))
+                instance.also_offered_by.push_back(peer.text() + " (" + rival.endpoint.text() + ")");
         }
         for (Instance_report::Event& event : instance.events)
             if (auto const wish = row.wishes.find(event.eventgroup); wish != row.wishes.end())
@@ -216,8 +221,10 @@ void Sd_directory::peerRebooted(Address const& peer) {
     m_early.removeOf(peer);
     for (Row& row : m_rows) {
         auto const before = row.search.found();
-        if (row.search.rebooted(peer, m_clock.now(), initialDelay()) == Sd_search::Change::lost)
-            lost(row, before, "rebooted");
+        row.rivals.remove(peer);
+        if (row.search.rebooted(peer, m_clock.now(), initialDelay()) != Sd_search::Change::lost) continue;
+        lost(row, before, "rebooted");
+        takeRival(row);
     }
 }
 
@@ -245,7 +252,10 @@ void Sd_directory::handleOffer(Address const& peer, Sd_entry const& entry) {
     }
     auto const before = row->search.found();
     if (entry.ttl == 0) {
-        if (row->search.stopped(peer) == Sd_search::Change::lost) lost(*row, before, "withdrawn");
+        row->rivals.remove(peer);
+        if (row->search.stopped(peer) != Sd_search::Change::lost) return;
+        lost(*row, before, "withdrawn");
+        takeRival(*row);
         return;
     }
     Transport const transport = row->deployment.endpoint.transport;
@@ -255,20 +265,65 @@ void Sd_directory::handleOffer(Address const& peer, Sd_entry const& entry) {
         return;
     }
     using Change = Sd_search::Change;
-    auto const change =
-        row->search.offered({peer, {transport, *address}, m_clock.now(), std::chrono::seconds(entry.ttl)});
+    Sd_found const offer{peer, {transport, *address}, m_clock.now(), std::chrono::seconds(entry.ttl)};
+    auto const change = row->search.offered(offer);
+    if (change == Change::none) return rivalOffered(*row, offer);
+    row->rivals.remove(peer);
     if (change == Change::renewed) {
         for (auto& [eventgroup, wish] : row->wishes)
             if (wish.subscription.offered(m_clock.now())) ask(*row, eventgroup, wish);
     } else if (change == Change::replaced) {
-        auto const now = row->search.found();
-        row->search.stopped(now->peer);
-        lost(*row, before, "rebooted");
-        row->search.offered(*now);
-        found(*row);
+        replace(*row, *before, offer, "rebooted");
     } else if (change == Change::found) {
         found(*row);
     }
+    m_clients->heardAt(row->search.found()->endpoint);
+    unite();
+}
+
+void Sd_directory::rivalOffered(Row& row, Sd_found const& offer) {
+    auto const used = row.search.found()->peer;
+    row.rivals.offered(offer, m_clock.now());
+    if (m_rivalsLogged.size() == RIVALS_LOGGED) m_rivalsLogged.clear();
+    if (m_rivalsLogged.insert(std::minmax(used, offer.peer)).second)
+        log(ara::log::LogLevel::kWarn, "discovery: " + used.text() + " and " + offer.peer.text() +
+                                           " both offer " + row.deployment.interface.value + " instance " +
+                                           row.deployment.instance.value + ", and maybe more; " +
+                                           used.text() + " was there first");
+    unite();
+}
+
+std::optional<std::uint32_t> Sd_directory::chosenHost() const {
+    for (Row const& row : m_rows)
+        if (row.search.found() && !row.rivals.known(m_clock.now()).empty())
+            return row.search.found()->peer.ip;
+    return {};
+}
+
+void Sd_directory::unite() {
+    auto const host = chosenHost();
+    if (!host) return;
+    for (Row& row : m_rows) {
+        auto const used = row.search.found();
+        if (!used || used->peer.ip == *host || !row.rivals.hasOffersOf(*host, m_clock.now())) continue;
+        replace(row, *used, *row.rivals.take(host, m_clock.now()), "another vehicle's is used");
+        row.rivals.offered(*used, m_clock.now());
+    }
+}
+
+/// `row.search` may have the new offer already.
+void Sd_directory::replace(Row& row, Sd_found const& before, Sd_found const& offer, char const* reason) {
+    row.search.stopped(row.search.found()->peer);
+    lost(row, before, reason);
+    row.search.offered(offer);
+    found(row);
+}
+
+void Sd_directory::takeRival(Row& row) {
+    auto const rival = row.rivals.take(chosenHost(), m_clock.now());
+    if (!rival) return;
+    row.search.offered(*rival);
+    found(row);
 }
 
 void Sd_directory::handleSubscribe(Address const& peer, Sd_entry const& entry) {
@@ -417,8 +472,10 @@ void Sd_directory::tick() {
                 m_channel.tellEverybody(find);
             else if (action == Action::findAtPeer)
                 m_channel.tell(row.search.found()->peer, find);
-            else
+            else {
                 lost(row, before, "ran out");
+                takeRival(row);
+            }
         tickWishes(row, now);
     }
     for (auto const& [asker, service] : m_answers.take(now))

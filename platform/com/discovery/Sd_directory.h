@@ -10,6 +10,7 @@
 #include "platform/com/discovery/Sd_channel.h"
 #include "platform/com/discovery/Sd_early.h"
 #include "platform/com/discovery/Sd_offer.h"
+#include "platform/com/discovery/Sd_rivals.h"
 #include "platform/com/discovery/Sd_search.h"
 #include "platform/com/discovery/Sd_subscribers.h"
 #include "platform/com/discovery/Sd_subscription.h"
@@ -78,6 +79,7 @@ private:
         Sd_offer offer;
         unsigned wanted = 0;
         Sd_search search;
+        mutable Sd_rivals rivals;  ///< of the one that is found; a look at them forgets what ran out
         std::map<std::uint16_t, Wish> wishes;  ///< by eventgroup
         /// By eventgroup: the end of this process that a publisher may still hold for a subscriber.
         std::map<std::uint16_t, Endpoint> asked;
@@ -95,6 +97,16 @@ private:
     /// Asks the publisher, and acknowledges what it accepts.
     Subscribe_result accept(Sd_request const& request);
     void refuse(Address const& peer, Sd_entry const& subscribe);
+
+    /// Another peer offers what is found already.
+    void rivalOffered(Row& row, Sd_found const& offer);
+    /// All instances that several hosts offer are used at one of them: where the first of them in the
+    /// deployment was found first.
+    void unite();
+    std::optional<std::uint32_t> chosenHost() const;
+    void replace(Row& row, Sd_found const& before, Sd_found const& offer, char const* reason);
+    /// Somebody else may offer what was just lost.
+    void takeRival(Row& row);
 
     void found(Row& row);
     /// `before` is what was known of it.
@@ -139,6 +151,7 @@ private:
     Sd_early m_early;
     Sd_answers m_answers;         // to searches by multicast
     std::uint64_t m_ignored = 0;  // entries
+    std::set<std::pair<Address, Address>> m_rivalsLogged;
     bool m_ended = false;
     Clock::Timer m_timer;
     std::optional<std::chrono::milliseconds> m_timerDue;

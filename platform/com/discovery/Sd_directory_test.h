@@ -110,6 +110,7 @@ public:
 
 private:
     void locationChanged(Service_deployment const&) override {}
+    void heardAt(Endpoint const&) override {}
     void subscriptionChanged(Service_deployment const&, std::uint16_t, Event_state state) override {
         m_events.push_back("state " + std::to_string(int(state)));
     }

@@ -55,6 +55,7 @@ public:
     std::optional<Event_state> state(Service_deployment const& service, std::uint16_t eventgroup) const;
 
     void locationChanged(Service_deployment const& service) override;
+    void heardAt(Endpoint const& endpoint) override { m_links.hurry(endpoint); }
     void subscriptionChanged(Service_deployment const& service, std::uint16_t eventgroup,
                              Event_state state) override;
     void linkConnected(Endpoint const& remote) override;

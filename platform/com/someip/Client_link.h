@@ -48,6 +48,9 @@ public:
     /// Ends without a word; for the end of the runtime, when no call is open any more.
     void close() { m_link->close(); }
 
+    /// The peer was just heard on another way.
+    void hurry() { m_link->hurry(); }
+
     bool isConnected() const noexcept { return m_connected; }
     /// This end's address, once it is connected.
     Address local() const { return m_link->local(); }

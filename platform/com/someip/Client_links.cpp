@@ -24,6 +24,10 @@ std::shared_ptr<Client_link> Client_links::to(Endpoint const& remote) {
     }
 }
 
+void Client_links::hurry(Endpoint const& remote) {
+    if (auto const link = m_links.find(remote); link != m_links.end()) link->second->hurry();
+}
+
 void Client_links::close() {
     for (auto const& [endpoint, link] : std::exchange(m_links, {})) link->close();
 }

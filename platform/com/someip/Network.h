@@ -47,6 +47,10 @@ public:
     /// Stops reading, and goes on, so that the peer's own send queue fills up.
     virtual void pause() = 0;
     virtual void resume() = 0;
+    /// The peer was just heard on another way, so that what waits in a pause that has grown need not wait on:
+    /// a stream whose bytes weren't acknowledged for long breaks with timed_out, and one that is connecting
+    /// begins anew.
+    virtual void hurry() {}
     /// Tells the peer that nothing more will be sent. Streams only.
     virtual void endSending() = 0;
     /// Frees the socket at once. The user hears nothing more.

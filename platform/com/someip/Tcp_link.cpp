@@ -1,5 +1,9 @@
 #include "platform/com/someip/Tcp_link.h"
 
+#include <fcntl.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+
 #include <asio/buffer.hpp>
 #include <asio/write.hpp>
 #include <utility>
@@ -8,6 +12,19 @@ namespace eb::com::runtime::someip {
 namespace {
 
 constexpr std::size_t READ_BYTES = 16'384;
+
+/// So often the system sent bytes again, in pauses that double from 0.2 s on, until they count as stalled:
+/// the next pause is 1.6 s and more. What a network loses now and then is acknowledged after one or two.
+constexpr unsigned STALLED_RETRANSMISSIONS = 3;
+constexpr unsigned STALLED_CONNECTS = 1;  // the first pause is 1 s
+
+/// How often the socket's oldest bytes were sent again without an acknowledgement.
+unsigned retransmissions(asio::ip::tcp::socket& socket) {
+    tcp_info info{};
+    socklen_t size = sizeof info;
+    bool const known = ::getsockopt(socket.native_handle(), IPPROTO_TCP, TCP_INFO, &info, &size) == 0;
+    return known ? info.tcpi_retransmits : 0;
+}
 
 }  // namespace
 
@@ -33,9 +50,34 @@ void Tcp_link::start(std::weak_ptr<Link_user> user) {
         read();
         return;
     }
-    m_socket.async_connect(m_target, [self = shared_from_this()](asio::error_code const& error) {
-        if (!self->m_closed) self->connected(error);
-    });
+    connect();
+}
+
+void Tcp_link::connect() {
+    m_socket.async_connect(m_target,
+                           [self = shared_from_this(), attempt = ++m_attempt](asio::error_code const& error) {
+                               if (!self->m_closed && attempt == self->m_attempt) self->connected(error);
+                           });
+}
+
+void Tcp_link::hurry() {
+    if (m_closed) return;
+    unsigned const times = retransmissions(m_socket);
+    if (!m_connecting) {
+        if (times < STALLED_RETRANSMISSIONS) return;
+        m_loop->post([self = shared_from_this()] {
+            if (!self->m_closed) self->fail(asio::error::timed_out);
+        });
+        return;
+    }
+    if (times < STALLED_CONNECTS) return;
+    asio::error_code ignored;
+    auto const local = m_socket.local_endpoint(ignored).address();
+    m_socket.close(ignored);
+    m_socket.open(asio::ip::tcp::v4(), ignored);
+    ::fcntl(m_socket.native_handle(), F_SETFD, FD_CLOEXEC);
+    m_socket.bind({local, 0}, ignored);
+    connect();  // an error of these comes from it as well
 }
 
 void Tcp_link::connected(asio::error_code const& error) {

@@ -31,6 +31,7 @@ public:
     bool idle() const override { return m_queue.empty(); }
     void pause() override;
     void resume() override;
+    void hurry() override;
     void endSending() override;
     void close() override;
     Address local() const override { return m_local; }
@@ -38,6 +39,7 @@ public:
 
 private:
     void learnAddresses();
+    void connect();
     void connected(asio::error_code const& error);
     void read();
     void write();
@@ -54,6 +56,7 @@ private:
     std::size_t m_queued = 0;
     std::vector<std::uint8_t> m_buffer;
     bool m_connecting = false;
+    unsigned m_attempt = 0;  // to connect
     bool m_reading = false;
     bool m_ended = false;  // by the peer
     bool m_paused = false;

@@ -199,6 +199,58 @@ TEST_F(Discovery_faults_test, PartitionOfFiveSecondsIsOverWithinTwoCycles) {
     EXPECT_EQ(other.comingsAndGoings(), 1);
 }
 
+/// What TCP waits until it tries again, once nothing was acknowledged for 14 s.
+constexpr milliseconds GROWN_PAUSE{6'900};
+
+TEST_F(Discovery_faults_test, CallAfterACutIsAnsweredAtOnceWhenTheServersDiscoveryIsHeardAgain) {
+    Fake_service const service(*m_server, OVER_TCP);
+    Fake_client client(*m_client, OVER_TCP);
+    ASSERT_LE(cyclesUntil(client, true, 2), 2);
+    for (auto const cut : {milliseconds(4'000), milliseconds(14'000)}) {  // the offer stands, or has run out
+        SCOPED_TRACE(cut.count());
+        ASSERT_TRUE(client.echoes());
+        m_network.partition(SERVER, CLIENT);
+        int const stalled = client.call(FAKE_ECHO, {1});
+        m_clock.advance(cut);
+        EXPECT_TRUE(client.results(stalled).empty());
+        m_network.heal(GROWN_PAUSE);
+        ASSERT_LE(cyclesUntil(client, true, 2), 2);
+        m_clock.advance(CYCLE);
+        auto const result = client.await(stalled);
+        ASSERT_TRUE(result);
+        EXPECT_EQ(result->outcome, Call_outcome::transport);
+        EXPECT_EQ(result->detail, "tcp 127.0.0.1:30509: Connection timed out");
+        EXPECT_TRUE(client.echoes());
+    }
+}
+
+TEST_F(Discovery_faults_test, CallThatConnectsAcrossACutIsAnsweredWhenTheServersDiscoveryIsHeardAgain) {
+    Fake_service const service(*m_server, OVER_TCP);
+    Fake_client client(*m_client, OVER_TCP);
+    ASSERT_LE(cyclesUntil(client, true, 2), 2);
+    m_network.partition(SERVER, CLIENT);
+    int const call = client.call(FAKE_ECHO, {1});
+    m_clock.advance(milliseconds(1'500));
+    m_network.heal(GROWN_PAUSE);
+    m_clock.advance(CYCLE);
+    auto const result = client.await(call);
+    ASSERT_TRUE(result);
+    EXPECT_EQ(result->outcome, Call_outcome::answered);
+}
+
+TEST_F(Discovery_faults_test, CallThatIsLongUnderWayOutlivesTheServersDiscovery) {
+    Fake_service service(*m_server, OVER_TCP);
+    Fake_client client(*m_client, OVER_TCP);
+    ASSERT_LE(cyclesUntil(client, true, 2), 2);
+    int const call = client.call(FAKE_HOLD, {1});
+    m_clock.advance(milliseconds(60'000));
+    EXPECT_TRUE(client.results(call).empty());
+    service.answer();
+    auto const result = client.await(call);
+    ASSERT_TRUE(result);
+    EXPECT_EQ(result->outcome, Call_outcome::answered);
+}
+
 TEST_F(Discovery_faults_test, ServiceOfAKilledProcessRunsOutAndOfARestartedOneIsFoundWithinTwoCycles) {
     Fake_client client(*m_client, OVER_TCP);
     for (int round = 0; round < TRIALS; ++round) {

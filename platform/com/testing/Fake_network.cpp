@@ -103,17 +103,23 @@ void Fake_network::partition(std::uint32_t one, std::uint32_t other) {
     m_core->partitions.insert(ordered(one, other));
 }
 
-void Fake_network::heal() {
+void Fake_network::heal(milliseconds pause) {
     Core::Streams connecting;
     Core::Streams open;
     {
         std::lock_guard lock(m_core->mutex);
-        m_core->partitions.clear();
         connecting.swap(m_core->heldBack);
         open = m_core->openStreamsLocked();
-        for (auto const& end : open) m_core->readLaterLocked(end, {});
+        for (auto const& end : open) {
+            bool const waits = end->unread != 0 && m_core->isCutLocked(end->local.ip, end->remote.ip);
+            if (waits) end->notBefore = m_core->clock.now() + pause;
+            m_core->readLaterLocked(end, waits ? pause : milliseconds(0));
+        }
+        m_core->partitions.clear();
+        for (auto const& end : connecting) end->notBefore = m_core->clock.now() + pause;
     }
-    for (auto const& end : connecting) m_core->connect(end);
+    for (auto const& end : connecting)
+        m_core->clock.later(end->host->loop, pause, [core = m_core, end] { core->connect(end); });
 }
 
 void Fake_network::disconnect() {

@@ -53,8 +53,9 @@ public:
     void set(Faults const& faults);
     /// Nothing passes between two addresses any more.
     void partition(std::uint32_t one, std::uint32_t other);
-    /// All partitions are over; streams go on where they stood.
-    void heal();
+    /// All partitions are over; streams go on where they stood, those that have something under way or are
+    /// connecting after a pause, as TCP has one that grows.
+    void heal(std::chrono::milliseconds pause = {});
     /// Breaks all streams, as a reset does: connection_reset at both ends.
     void disconnect();
     /// Breaks the streams between two addresses.

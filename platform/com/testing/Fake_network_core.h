@@ -62,9 +62,11 @@ struct Fake_stream {
     std::deque<std::vector<std::uint8_t>> outgoing;
     std::size_t queued = 0;  // bytes of outgoing
     std::deque<Fake_segment> incoming;
-    std::size_t unread = 0;                // bytes of incoming
-    std::chrono::milliseconds lastDue{0};  // of incoming
+    std::size_t unread = 0;                  // bytes of incoming
+    std::chrono::milliseconds lastDue{0};    // of incoming
+    std::chrono::milliseconds notBefore{0};  // nothing is read, or connected, after a partition
     bool started = false;
+    bool connecting = false;  // the door was knocked at
     bool connected = false;
     bool paused = false;
     bool endSending = false;  // asked for
@@ -132,6 +134,7 @@ struct Fake_network::Core : std::enable_shared_from_this<Fake_network::Core> {
     void read(std::shared_ptr<Fake_stream> const& end);
     void readLaterLocked(std::shared_ptr<Fake_stream> const& end, std::chrono::milliseconds delay);
     void close(std::shared_ptr<Fake_stream> const& end);
+    void hurry(std::shared_ptr<Fake_stream> const& end);
     void fail(std::shared_ptr<Fake_stream> const& end, std::error_code const& reason);
     void failLaterLocked(std::shared_ptr<Fake_stream> const& end, std::errc reason,
                          std::chrono::milliseconds delay = {});

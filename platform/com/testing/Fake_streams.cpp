@@ -44,6 +44,7 @@ public:
         m_end->paused = false;
         m_core->readLaterLocked(m_end, {});
     }
+    void hurry() override { m_core->hurry(m_end); }
     void endSending() override {
         std::lock_guard lock(m_core->mutex);
         m_end->endSending = true;
@@ -102,11 +103,12 @@ std::shared_ptr<someip::Link> Core::stream(std::shared_ptr<Fake_host> host, Addr
 
 void Core::connect(std::shared_ptr<Fake_stream> const& end) {
     std::lock_guard lock(mutex);
-    if (end->closed) return;
+    if (end->closed || end->connecting || clock.now() < end->notBefore) return;
     if (isCutLocked(end->local.ip, end->remote.ip)) {
         heldBack.push_back(end);
         return;
     }
+    end->connecting = true;
     auto const found = doors.find(end->remote);
     if (found == doors.end())
         return failLaterLocked(end, std::errc::connection_refused, delayLocked(*end->host));
@@ -211,7 +213,7 @@ void Core::read(std::shared_ptr<Fake_stream> const& end) {
         {
             std::lock_guard lock(mutex);
             if (end->closed || end->failing || !end->started || !end->connected || end->paused ||
-                end->endReceived || stalled.contains(end->local.ip) ||
+                end->endReceived || stalled.contains(end->local.ip) || clock.now() < end->notBefore ||
                 isCutLocked(end->local.ip, end->remote.ip))
                 return;
             std::size_t const most = faults.pieceBytes == 0 ? READ_BYTES : faults.pieceBytes;
@@ -257,6 +259,22 @@ void Core::close(std::shared_ptr<Fake_stream> const& end) {
         failLaterLocked(peer, std::errc::connection_reset);
     else if (!std::exchange(end->endSent, true))
         pushLocked(peer, *end->host, {});
+}
+
+void Core::hurry(std::shared_ptr<Fake_stream> const& end) {
+    {
+        std::lock_guard lock(mutex);
+        auto const now = clock.now();
+        if (end->connected) {
+            auto const peer = end->peer.lock();
+            if (peer && peer->unread != 0 && now < peer->notBefore)
+                failLaterLocked(end, std::errc::timed_out);
+            return;
+        }
+        if (now >= end->notBefore) return;
+        end->notBefore = now;
+    }
+    connect(end);
 }
 
 void Core::fail(std::shared_ptr<Fake_stream> const& end, std::error_code const& reason) {
