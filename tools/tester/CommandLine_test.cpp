@@ -139,6 +139,16 @@ TEST_F(CommandLineTest, CancelCallsTheOtherMethod) {
     EXPECT_THAT(out.str(), EndsWith("\n1/1 data identifiers cancelled\n"));
 }
 
+TEST_F(CommandLineTest, ListNamesWhoElseOffersAService) {
+    FakeServices::others = {
+        {dataIdentifiers().find("b047")->service, {"127.0.0.2:30490 (tcp 127.0.0.2:30509)"}}};
+    run({"list"});
+    FakeServices::others.clear();
+    EXPECT_THAT(
+        out.str(),
+        HasSubstr("\n        also offered by 127.0.0.2:30490 (tcp 127.0.0.2:30509), which isn't used\n"));
+}
+
 TEST_F(CommandLineTest, NobodyThereIsACodeOfItsOwn) {
     EXPECT_EQ(run({"read", "all"}), 3);
     EXPECT_EQ(run({"list"}), 3);

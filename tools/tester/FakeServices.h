@@ -95,6 +95,14 @@ public:
         return port(wanted);
     }
 
+    std::vector<std::string> rivals(Wanted const& wanted) override {
+        auto const known = others.find(wanted.service);
+        return known == others.end() ? std::vector<std::string>() : known->second;
+    }
+
+    /// Who else offers a service.
+    static inline std::map<std::string, std::vector<std::string>> others;
+
     /// What stands behind the service's name in the key of a port: nothing for the usual instance.
     static std::string key(std::string const& instance) { return instance == INSTANCE ? "" : ' ' + instance; }
 

@@ -17,6 +17,7 @@ struct Row {
     std::string endpoint;  // as the runtime tells it; empty if the service can't be reached at all
     Listening listening = Listening::no;
     std::string problem;
+    std::vector<std::string> rivals = {};  // who else offers the instance
 };
 
 char const* word(Listening listening) {
@@ -73,7 +74,7 @@ private:
                 m_probed.emplace(endpoint, probe(parseEndpoint(endpoint), session.options().patience.timeout))
                     .first;
         }
-        return {&target, endpoint, known->second, {}};
+        return {&target, endpoint, known->second, {}, session.rivals(target)};
     }
 
     static ExitCode judge(std::vector<Row> const& rows) {
@@ -105,6 +106,9 @@ private:
                                   row.endpoint.empty() ? "-" : row.endpoint)
                           << (row.listening == Listening::no ? paint.red(text) : paint.green(text)) << '\n';
             if (!row.problem.empty()) session.out() << "        " << paint.yellow(row.problem) << '\n';
+            for (auto const& rival : row.rivals)
+                session.out() << "        " << paint.yellow("also offered by " + rival + ", which isn't used")
+                              << '\n';
         }
         session.out() << std::flush;
     }
@@ -125,6 +129,7 @@ private:
                  {"port", endpoint.address.empty() ? Json() : Json(endpoint.port)},
                  {"listening",
                   row.listening == Listening::unknown ? Json() : Json(row.listening == Listening::yes)},
+                 {"also_offered_by", row.rivals},
                  {"detail", row.problem.empty() ? Json() : Json(row.problem)}});
         }
         Json const document{

@@ -58,6 +58,13 @@ public:
         return reached;
     }
 
+    std::vector<std::string> rivals(Wanted const& wanted) override {
+        for (auto const& instance : eb::com::runtime::report().instances)
+            if (instance.service.value == wanted.service && instance.instance.value == wanted.instance)
+                return instance.also_offered_by;
+        return {};
+    }
+
 private:
     static Service_handle handleOf(Wanted const& wanted) {
         return {Service_id{wanted.service}, Instance_id{wanted.instance}};

@@ -5,6 +5,7 @@
 #include <memory>
 #include <stop_token>
 #include <string>
+#include <vector>
 
 #include <eb/com/runtime/Client_port.h>
 
@@ -40,6 +41,9 @@ public:
     /// Waits for the instance to be found, at most `limit`. With nothing left to wait it still hears what is
     /// known.
     virtual Reached reach(Wanted const& wanted, milliseconds limit, std::stop_token const& stop) = 0;
+
+    /// Who else offers the instance beside the one that is used, each with its endpoint.
+    virtual std::vector<std::string> rivals(Wanted const& /*wanted*/) { return {}; }
 
     Reached reach(std::string const& service, std::uint32_t version, milliseconds limit,
                   std::stop_token const& stop) {

@@ -71,6 +71,10 @@ Reached Session::reach(Target const& target) {
     return reached;
 }
 
+std::vector<std::string> Session::rivals(Target const& target) {
+    return services().rivals({target.service, target.version, target.instance});
+}
+
 void Session::progress(std::string const& text) {
     if (!m_environment.errIsTerminal) return;
     err() << "\r\033[K" << text << std::flush;

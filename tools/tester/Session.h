@@ -93,6 +93,9 @@ public:
     /// Waits for a target to be found. What a run waits for its targets is bounded as a whole.
     Reached reach(Target const& target);
 
+    /// Who else offers a target beside the one that is used.
+    std::vector<std::string> rivals(Target const& target);
+
     /// A line that tells what is being waited for, on a terminal's error stream only. It is written over
     /// itself until `clearProgress` wipes it.
     void progress(std::string const& text);

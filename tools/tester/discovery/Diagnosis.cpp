@@ -59,6 +59,17 @@ void findUnheard(Runtime_report const& report, std::vector<Finding>& findings) {
         }
 }
 
+void findRivals(Runtime_report const& report, std::vector<Finding>& findings) {
+    std::map<std::string, std::vector<std::string>> doubled;  // by who offers them
+    for (auto const& instance : report.instances)
+        for (auto const& rival : instance.also_offered_by)
+            doubled[instance.offered_by + " (" + instance.endpoint + "), which is used, and by " + rival]
+                .push_back(shownName(instance.service, instance.instance));
+    for (auto const& [who, names] : doubled)
+        findings.push_back({list(names) + (names.size() == 1 ? " is" : " are") + " offered by " + who,
+                            "end one of the two, or give them instance ids of their own", "doubled"});
+}
+
 void findDeaf(Runtime_report const& report, std::map<std::string, Listening> const& listening,
               std::vector<Finding>& findings) {
     for (auto const& [endpoint, state] : listening) {
@@ -79,6 +90,7 @@ std::vector<Finding> diagnose(Runtime_report const& report,
     std::vector<Finding> findings;
     findNobody(report, findings);
     findMissing(report, findings);
+    findRivals(report, findings);
     findDeaf(report, listening, findings);
     findUnheard(report, findings);
     if (report.sd_malformed != 0)

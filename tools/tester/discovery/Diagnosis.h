@@ -14,6 +14,7 @@ namespace tester {
 struct Finding {
     std::string what;
     std::string remedy;
+    std::string kind = "missing";
 };
 
 /// What is missing and why. `listening` tells of endpoints where services were found whether somebody

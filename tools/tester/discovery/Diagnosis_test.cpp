@@ -55,6 +55,22 @@ TEST(DiagnosisTest, TellsThatNobodyElseWasHeard) {
     EXPECT_TRUE(diagnose(report, everybodyListens()).empty()) << "nobody is heard without discovery";
 }
 
+TEST(DiagnosisTest, NamesBothVehiclesThatOfferTheSame) {
+    Runtime_report report = wellReport();
+    for (auto& instance : report.instances) {
+        instance.offered_by = "127.0.0.1:30490";
+        instance.also_offered_by = {"127.0.0.2:30490 (tcp 127.0.0.2:30509)"};
+    }
+    auto const findings = diagnose(report, everybodyListens());
+    ASSERT_EQ(findings.size(), 1U);
+    EXPECT_EQ(findings[0].kind, "doubled");
+    EXPECT_EQ(findings[0].what,
+              shownName(report.instances[0].service, report.instances[0].instance) + ", " +
+                  shownName(report.instances[1].service, report.instances[1].instance) +
+                  " are offered by 127.0.0.1:30490 (tcp 127.0.0.1:30509), which is used, and by "
+                  "127.0.0.2:30490 (tcp 127.0.0.2:30509)");
+}
+
 TEST(DiagnosisTest, NamesMissingServicesByWhatMayHelp) {
     Runtime_report report = wellReport();
     report.instances.push_back(

@@ -117,7 +117,8 @@ private:
         showInstances(session, report);
         out << '\n';
         for (auto const& finding : findings)
-            out << paint.red("missing    ") << finding.what << "\n           " << finding.remedy << '\n';
+            out << paint.red(padRight(finding.kind, 11)) << finding.what << "\n           " << finding.remedy
+                << '\n';
         if (findings.empty()) out << paint.green("all is well") << '\n';
         out << std::flush;
     }
@@ -159,6 +160,7 @@ private:
                 {"found", instance.found},
                 {"endpoint", instance.endpoint},
                 {"offered_by", instance.offered_by},
+                {"also_offered_by", instance.also_offered_by},
                 {"events", events}};
     }
 
@@ -174,7 +176,7 @@ private:
         for (auto const& instance : report.instances) instances.push_back(instanceJson(instance));
         Json missing = Json::array();
         for (auto const& finding : findings)
-            missing.push_back({{"what", finding.what}, {"remedy", finding.remedy}});
+            missing.push_back({{"kind", finding.kind}, {"what", finding.what}, {"remedy", finding.remedy}});
         Json const document{{"command", "doctor"},
                             {"exit_code", static_cast<int>(code)},
                             {"manifest", report.manifest},
