@@ -140,6 +140,7 @@ TEST_F(CommandLineTest, CancelCallsTheOtherMethod) {
 }
 
 TEST_F(CommandLineTest, ListNamesWhoElseOffersAService) {
+    port("b047");
     FakeServices::others = {
         {dataIdentifiers().find("b047")->service, {"127.0.0.2:30490 (tcp 127.0.0.2:30509)"}}};
     run({"list"});
