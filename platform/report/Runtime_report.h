@@ -24,8 +24,8 @@ struct Instance_report {
     bool offered = false;    ///< by this process
     bool found = false;      ///< here or elsewhere
     std::string endpoint;    ///< where it was found; "local" in this process, empty if it wasn't
-    std::string offered_by;  ///< SD address of the process that offers it; empty without discovery
-    std::vector<std::string> also_offered_by;  ///< SD addresses and endpoints of others, which aren't used
+    std::string offered_by;  ///< identity of the process or stranger that offers it; empty without discovery
+    std::vector<std::string> also_offered_by;  ///< identities and endpoints of others, which aren't used
     std::chrono::milliseconds ttl_left{0};  ///< of its offer; 0 without discovery or for ever
     struct Event {
         std::string name;
@@ -39,7 +39,7 @@ struct Instance_report {
 
 /// A process that takes part in discovery.
 struct Peer_report {
-    std::string address;                      ///< of its SD socket: "127.0.0.1:30491"
+    std::string address;                      ///< identity of a process at the own address, or SD socket
     std::chrono::milliseconds last_heard{0};  ///< ago
     unsigned reboots = 0;                     ///< noticed
     unsigned offers = 0;                      ///< standing
@@ -48,7 +48,9 @@ struct Peer_report {
 struct Runtime_report {
     std::string manifest;                 ///< file, or "built-in manifest"
     std::string discovery;                ///< "unicast", "multicast", "static"
-    std::string sd_address;               ///< own SD socket; empty without discovery
+    std::string sd_address;   ///< SD socket of all processes at the own address; empty without discovery
+    std::string sd_identity;  ///< by which they know this process: "127.0.0.1:30491"
+    std::string sd_role;      ///< "speaker" (has the SD socket), "member" (uses its), "joining" (isn't heard)
     std::vector<std::string> sd_targets;  ///< where offers and finds are sent to, as "127.0.0.1:30490-30505"
     std::uint64_t sd_sent = 0, sd_received = 0, sd_malformed = 0;  ///< messages
     std::uint64_t sd_ignored = 0;  ///< offers and subscriptions of services that the manifest doesn't know
@@ -71,7 +73,7 @@ struct Runtime_notice {
     Service_id service;    ///< empty for `rebooted`
     Instance_id instance;  ///< empty for `rebooted`
     std::string where;     ///< endpoint, peer or subscriber
-    std::string reason;    ///< "offer", "withdrawn", "ran out", "rebooted", "no such eventgroup"
+    std::string reason;    ///< "offer", "withdrawn", "ran out", "rebooted", "gone", "no such eventgroup"
 };
 
 /// Any thread; throws Infrastructure_exception if there is no runtime in this process.

@@ -12,7 +12,7 @@ from dataclasses import dataclass
 import wire
 from vehicle import PATIENCE
 
-PORTS = range(30490, 30506)  # every process of one address has one of these for its discovery
+PORTS = range(30490, 30506)  # the first is the vehicle's; a program at its address that has another hears its offers
 SERVICE, METHOD = 0xFFFF, 0x8100
 REBOOT_AND_UNICAST = 0xC0
 FIND, OFFER, SUBSCRIBE, SUBSCRIBE_ACK = 0, 1, 6, 7

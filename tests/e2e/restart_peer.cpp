@@ -4,6 +4,7 @@
 //   restart_peer serve NUMBER   offers the data distribution service, whose field has that number as its
 //   value; says
 //                               "offered"
+//   restart_peer offer          offers data identifier 0x54DF, which answers nobody; says "offered"
 //   restart_peer call           calls and subscribes there: for each line of its input one call, and the line
 //                               "answered", or why it wasn't; "sample NUMBER" whenever the field's value
 //                               comes
@@ -86,6 +87,19 @@ int serve(std::string const& number) {
     return 0;
 }
 
+int offer() {
+    ac::com::cpp_binding::skeleton::Pport port({PARAMETERS}, {"1"}, {0x30001});
+    ac::com::cpp_binding::skeleton::Method_dispatcher dispatcher(port, std::make_unique<Own_thread>());
+    dispatcher.start();
+    port.start_offer();
+    say("offered");
+    for (std::string line; std::getline(std::cin, line);) {
+    }
+    port.stop_offer();
+    dispatcher.stop();
+    return 0;
+}
+
 class Sink : public eb::com::runtime::Event_sink {
 public:
     void event_updated(Serialized_payload payload) override {
@@ -117,8 +131,9 @@ int main(int argc, char* argv[]) {
     std::vector<std::string> const arguments(argv + 1, argv + argc);
     ac::com::runtime::Component_singleton const runtime(false, "restart_peer");
     if (arguments.size() == 2 && arguments[0] == "serve") return serve(arguments[1]);
+    if (arguments == std::vector<std::string>{"offer"}) return offer();
     if (arguments == std::vector<std::string>{"call"}) return call(DISTRIBUTION, GET_DATA, true);
     if (arguments == std::vector<std::string>{"read"}) return call(PARAMETERS, READ, false);
-    std::cerr << "usage: restart_peer serve NUMBER | call | read\n";
+    std::cerr << "usage: restart_peer serve NUMBER | offer | call | read\n";
     return 2;
 }

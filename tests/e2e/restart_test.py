@@ -164,7 +164,8 @@ class Restart(unittest.TestCase):
 
     def test_a_java_service_that_is_killed_is_read_again(self):
         times = []
-        with Vehicle({0x54DF: b"value"}, address=self.address) as vehicle, self.peer("read") as client:
+        # The client comes first, and so speaks for both of them from beginning to end.
+        with self.peer("read") as client, Vehicle({0x54DF: b"value"}, address=self.address) as vehicle:
             client.answered()
             held = client.held()
             for _ in range(5):

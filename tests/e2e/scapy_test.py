@@ -199,7 +199,7 @@ class Service:
     def __init__(self, address, service, version, replies, notify=None):
         self.service, self.version, self.replies, self.notify = service, version, replies, notify
         self.listener = socket.create_server((address, 0))
-        self.sd = Discovery(address, PORTS[0])
+        self.sd = Discovery(address, PORTS[1])  # the first is that of the processes under test
         self.requests = []
         self.streams = {}  # by the client's address
         self.ended = threading.Event()

@@ -121,8 +121,8 @@ struct Port_range {
 /// found in some milliseconds on one machine, and keep it found where every third datagram is lost.
 struct Discovery {
     enum class Mode : std::uint8_t {
-        unicast,    ///< every process has a port of `ports` and tells all of them, and `peers`
-        multicast,  ///< ... and tells a multicast group, and `peers`
+        unicast,    ///< messages go to `ports` and `peers`
+        multicast,  ///< messages go to a multicast group and `peers`
         fixed,      ///< no discovery ("static"): services are where the manifest says
     };
     struct Delay {
@@ -132,8 +132,9 @@ struct Discovery {
     static constexpr std::chrono::seconds FOR_EVER{0xFFFFFF};  ///< as a time to live
 
     Mode mode = Mode::unicast;
-    Port_range ports{0x7F000001, 30490, 16};  ///< where this process takes the first that is free
-    std::vector<Port_range> peers;            ///< on other addresses
+    /// The first is that of all processes of the address. They take their identities from the others.
+    Port_range ports{0x7F000001, 30490, 16};
+    std::vector<Address> peers;               ///< on other addresses
     Address group{0xE0F4E0F5, 30490};         ///< 224.244.224.245
     std::uint32_t interface = 0x7F000001;     ///< that hears the group
     std::chrono::seconds ttl{5};

@@ -201,8 +201,8 @@ Limits readLimits(Node const& node) {
     return limits;
 }
 
-/// "address", which stands for the range's ports there, or "address:port".
-Port_range readPeer(Node const& node, Port_range const& range) {
+/// "address", which stands for the first port of the range there, or "address:port".
+Address readPeer(Node const& node, Port_range const& range) {
     std::string const text = node.text();
     std::size_t const colon = std::min(text.find(':'), text.size());
     std::string const digits = text.substr(std::min(colon + 1, text.size()));
@@ -213,8 +213,7 @@ Port_range readPeer(Node const& node, Port_range const& range) {
     unsigned long const port = valid && !digits.empty() ? std::stoul(digits) : 1;
     if (!valid || port == 0 || port > 0xFFFF)
         node.refuse("has to be an IPv4 address, or one with a port, such as 192.168.0.7:30490");
-    if (digits.empty()) return {*ip, range.first, range.count};
-    return {*ip, static_cast<std::uint16_t>(port), 1};
+    return {*ip, digits.empty() ? range.first : static_cast<std::uint16_t>(port)};
 }
 
 Discovery::Mode readMode(Node const& node) {

@@ -141,7 +141,7 @@ TEST(Manifest_test, DiscoveryIsReadWhole) {
     EXPECT_EQ(discovery.mode, Discovery::Mode::multicast);
     EXPECT_EQ(discovery.ports.text(), "127.0.0.9:4000-4002");
     ASSERT_EQ(discovery.peers.size(), 2U);
-    EXPECT_EQ(discovery.peers[0].text(), "10.0.0.1:4000-4002");
+    EXPECT_EQ(discovery.peers[0].text(), "10.0.0.1:4000");
     EXPECT_EQ(discovery.peers[1].text(), "10.0.0.2:65535");
     EXPECT_EQ(discovery.group.text(), "239.1.2.3:5000");
     EXPECT_EQ(discovery.interface, 0x0A000009U);

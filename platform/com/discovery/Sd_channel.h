@@ -7,46 +7,55 @@
 #include <vector>
 
 #include "platform/com/deployment/Deployment.h"
-#include "platform/com/discovery/Sd_message.h"
-#include "platform/com/discovery/Sd_peers.h"
+#include "platform/com/discovery/Sd_member.h"
+#include "platform/com/discovery/Sd_voice.h"
 #include "platform/com/runtime/Loop.h"
 #include "platform/com/runtime/Peer_line.h"
 #include "platform/com/someip/Network.h"
 
 namespace eb::com::runtime {
 
-/// The sockets of discovery: collects entries into messages, stamps and sends them, and takes messages apart
-/// that came. In unicast mode "everybody" is every port of the own range and of the peers in the manifest,
-/// in multicast mode the group and those peers; and in both whoever was heard from elsewhere.
+/// Discovery's way to all other processes. Collects entries for everybody, for those that were heard, and for
+/// one of them, and hands them to the voice of this process's address:
 ///
-/// Each process binds the first port of the range that is free; the operating system gives it back however
-/// the process ends.
+///     .--> port is free -----> speaking
+///     |                            ^ port is free
+///     '--> port is taken --> joining --welcome--> member
+///                                ^                  |
+///                                '--- speaker gone -'
+///
+/// What is said while joining goes nowhere; the user says all of it again once somebody listens. Whoever
+/// speaks after another one waits until the fellows that it knew have done so, for COLLECT at most, so that
+/// the first message names all that the address offers. Fellows that aren't back by then are gone.
 ///
 /// Owned by the directory. io thread.
-class Sd_channel {
+class Sd_channel : private Sd_member::User {
 public:
+    static constexpr std::chrono::milliseconds COLLECT{500};
+    /// Nobody has welcomed a process for so long: its connection is made anew, and the log tells why.
+    static constexpr std::chrono::milliseconds JOIN{2000};
+
     class User {
     public:
         virtual ~User() = default;
         /// A message came. `heard` is known, first or rebooted.
         virtual void heard(Address const& peer, Sd_peers::Heard heard, Sd_message const& message,
                            bool byMulticast) = 0;
+        /// Another process of this address has ended.
+        virtual void left(Address const& fellow) = 0;
+        /// To say again what this process offers and asks for.
+        virtual void sayAll() = 0;
         /// Whose offers and subscriptions hold now.
         virtual std::set<Address> partners() const = 0;
     };
-
-    struct Counts {
-        std::uint64_t sent = 0;
-        std::uint64_t received = 0;
-        std::uint64_t malformed = 0;  ///< messages, and entries whose options can't be used
-    };
+    using Counts = Sd_voice::Counts;
 
     Sd_channel(Deployment const& deployment, someip::Network& network, Clock& clock, User& user);
-    ~Sd_channel();
+    ~Sd_channel() override;
     Sd_channel(Sd_channel const&) = delete;
     Sd_channel& operator=(Sd_channel const&) = delete;
 
-    /// Throws Invalid_argument_exception if no port can be bound.
+    /// Throws Invalid_argument_exception if no port can be bound at the address.
     void open();
     /// Sends what waits, and frees the sockets.
     void close();
@@ -58,37 +67,61 @@ public:
     void tell(Address const& peer, Sd_entry const& entry) { add(m_toPeer[peer], entry); }
     void flush();
 
-    Address const& local() const noexcept { return m_local; }
+    /// Where strangers find all processes of this address.
+    Address local() const noexcept;
+    /// What fellows know this process by.
+    Address const& identity() const noexcept { return m_self; }
+    /// For people.
+    std::string role() const;
     /// Where `tellEverybody` sends to, for people.
     std::vector<std::string> targets() const;
-    Sd_peers const& peers() const noexcept { return m_peers; }
+    /// Strangers and fellows.
+    std::vector<Sd_peers::Known> known() const;
     Counts const& counts() const noexcept { return m_counts; }
 
 private:
-    class Ear;
     static void add(std::vector<Sd_entry>& waiting, Sd_entry const& entry);
-    std::shared_ptr<someip::Link> bindFirstFree();
-    void hear(std::uint8_t const* bytes, std::size_t size, Address const& from, bool byMulticast);
-    void drop(Address const& from, char const* reason);
-    std::vector<Address> everybody() const;
-    void send(std::vector<Sd_entry> const& entries, std::vector<Address> const& targets);
+    void free();
+    void bindIdentity();
+    void checkGroup();
+    void join();
+    bool speak();
+    void retry(std::chrono::milliseconds pause);
+    void retrySoon();
+    void complain();
+    void miss();
+    void settleMissing();
+
+    void heard(Address const& peer, Sd_peers::Heard heard, Sd_message const& message,
+               bool byMulticast) override;
+    void joined(Address const& fellow, bool justNow) override;
+    void ready(Address const& fellow) override;
+    void left(Address const& fellow) override;
+    std::set<Address> partners() const override { return m_user.partners(); }
+    void welcomed() override;
+    void broken() override;
 
     Deployment const& m_deployment;
     someip::Network& m_network;
     Clock& m_clock;
     Peer_line m_dropped{m_clock, ara::log::LogLevel::kDebug};
     User& m_user;
-    Address m_local;
-    Sd_peers m_peers;
+    Address m_self;
+    std::shared_ptr<someip::Link> m_name;  // keeps m_self
     Counts m_counts;
-    std::vector<Address> m_fixed;  // everybody of the manifest
+    std::shared_ptr<Sd_voice> m_voice;
     std::vector<Sd_entry> m_toEverybody;
     std::vector<Sd_entry> m_toPeers;
     std::map<Address, std::vector<Sd_entry>> m_toPeer;
-    std::shared_ptr<someip::Link> m_link;
-    std::shared_ptr<someip::Link> m_group;  // multicast mode
-    std::shared_ptr<Ear> m_ear;
-    std::shared_ptr<Ear> m_groupEar;
+    std::map<Address, Sd_peers::Time> m_fellows;  // when they were heard
+    std::optional<Address> m_speaker;             // of a member
+    std::set<Address> m_missing;                  // fellows, since their speaker ended
+    std::vector<Sd_peers::Known> m_strangers;     // as the former voice knew them
+    Sd_peers::Time m_since{0};                    // when joining began, or ended
+    bool m_complained = false;
+    bool m_closed = false;
+    Clock::Timer m_retry;
+    Clock::Timer m_collect;
 };
 
 }  // namespace eb::com::runtime

@@ -146,6 +146,8 @@ void Sd_directory::report(Runtime_report& report) const {
     auto const now = m_clock.now();
     report.discovery = m_deployment.discovery.mode == Discovery::Mode::multicast ? "multicast" : "unicast";
     report.sd_address = m_channel.local().text();
+    report.sd_identity = m_channel.identity().text();
+    report.sd_role = m_channel.role();
     report.sd_targets = m_channel.targets();
     report.sd_sent = m_channel.counts().sent;
     report.sd_received = m_channel.counts().received;
@@ -160,7 +162,7 @@ void Sd_directory::report(Runtime_report& report) const {
         instance.found = row.here || found;
         if (row.here) {
             instance.endpoint = "local";
-            instance.offered_by = report.sd_address;
+            instance.offered_by = report.sd_identity;
         } else if (found) {
             instance.endpoint = found->endpoint.text();
             instance.offered_by = found->peer.text();
@@ -172,7 +174,7 @@ void Sd_directory::report(Runtime_report& report) const {
             if (auto const wish = row.wishes.find(event.eventgroup); wish != row.wishes.end())
                 event.subscription = wish->second.subscription.isRefused() ? "refused" : event.subscription;
     }
-    for (auto const& peer : m_channel.peers().known())
+    for (auto const& peer : m_channel.known())
         report.peers.push_back({peer.address.text(), now - peer.heard, peer.reboots, offers[peer.address]});
 }
 
@@ -217,15 +219,35 @@ std::set<Address> Sd_directory::partners() const {
 
 void Sd_directory::peerRebooted(Address const& peer) {
     m_notices.tell({Kind::rebooted, {}, {}, peer.text(), "rebooted"});
-    forget(m_subscribers.removeOf(peer), "rebooted");
+    peerGone(peer, "rebooted");
+}
+
+void Sd_directory::peerGone(Address const& peer, char const* reason) {
+    forget(m_subscribers.removeOf(peer), reason);
     m_early.removeOf(peer);
     for (Row& row : m_rows) {
         auto const before = row.search.found();
         row.rivals.remove(peer);
         if (row.search.rebooted(peer, m_clock.now(), initialDelay()) != Sd_search::Change::lost) continue;
-        lost(row, before, "rebooted");
+        lost(row, before, reason);
         takeRival(row);
     }
+}
+
+void Sd_directory::left(Address const& fellow) {
+    peerGone(fellow, "gone");
+    settle();
+}
+
+void Sd_directory::sayAll() {
+    for (Row& row : m_rows) {
+        if (row.offer.isAnnounced()) m_channel.tellEverybody(offerOf(row));
+        if (row.wanted != 0 && !row.search.found() && !row.search.isInitiallyWaiting())
+            m_channel.tellEverybody(entryFor(Sd_entry::Type::find, row));
+        for (auto const& [eventgroup, wish] : row.wishes)
+            if (wish.subscription.isAsked()) ask(row, eventgroup, wish);
+    }
+    settle();
 }
 
 void Sd_directory::handleFind(Address const& peer, Sd_entry const& entry,

@@ -87,8 +87,11 @@ private:
 
     void heard(Address const& peer, Sd_peers::Heard heard, Sd_message const& message,
                bool byMulticast) override;
+    void left(Address const& fellow) override;
+    void sayAll() override;
     std::set<Address> partners() const override;
     void peerRebooted(Address const& peer);
+    void peerGone(Address const& peer, char const* reason);
     /// It is answered at `answerAt`, or at once.
     void handleFind(Address const& peer, Sd_entry const& entry, std::optional<Sd_answers::Time> answerAt);
     void handleOffer(Address const& peer, Sd_entry const& entry);

@@ -2,8 +2,7 @@
 #include "platform/com/discovery/Sd_directory_test.h"
 
 #include <atomic>
-
-#include <ac/com/Exceptions.h>
+#include <set>
 
 namespace eb::com::runtime {
 namespace {
@@ -68,8 +67,8 @@ TEST_F(Sd_directory_test, EndOfTheRuntimeWithdrawsAll) {
 }
 
 TEST_F(Sd_directory_test, OffersOfASilentProcessRunOut) {
-    Process server(m_clock, m_network);
-    Process client(m_clock, m_network);
+    Process server(m_clock, m_network, apart(1));
+    Process client(m_clock, m_network, apart(2));
     auto const wanted = client.directory().want(client.row(0));
     server.offer(0);
     meet();
@@ -87,8 +86,8 @@ TEST_F(Sd_directory_test, OffersOfASilentProcessRunOut) {
 }
 
 TEST_F(Sd_directory_test, EveryThirdDatagramLostLosesNoService) {
-    Process server(m_clock, m_network);
-    Process client(m_clock, m_network);
+    Process server(m_clock, m_network, apart(1));
+    Process client(m_clock, m_network, apart(2));
     Faults faults;
     faults.drop = 0.3;
     faults.duplicate = 0.1;
@@ -222,8 +221,8 @@ TEST_F(Sd_directory_test, RefusedSubscriptionSucceedsLater) {
 }
 
 TEST_F(Sd_directory_test, SubscriberThatFellSilentIsForgotten) {
-    Process server(m_clock, m_network);
-    Process client(m_clock, m_network);
+    Process server(m_clock, m_network, apart(1));
+    Process client(m_clock, m_network, apart(2));
     server.offer(0);
     meet();
     client.subscribe(0);
@@ -240,22 +239,23 @@ TEST_F(Sd_directory_test, SubscriberThatFellSilentIsForgotten) {
     EXPECT_EQ(server.events(), Texts{"initial to tcp 127.0.0.1:5555"});
 }
 
-TEST_F(Sd_directory_test, SeventeenthProcessIsToldWhatToDo) {
+TEST_F(Sd_directory_test, AsManyProcessesAsWantedShareAnAddress) {
     std::vector<std::unique_ptr<Process>> processes;
-    for (int count = 0; count < 16; ++count)
+    for (int count = 0; count < 20; ++count)
         processes.push_back(std::make_unique<Process>(m_clock, m_network));
-    EXPECT_EQ(processes.back()->report().sd_address, "127.0.0.1:30505");
-    try {
-        Process const another(m_clock, m_network);
-        FAIL();
-    } catch (ac::com::Invalid_argument_exception const& exception) {
-        EXPECT_EQ(
-            std::string(exception.what()),
-            "test.json: discovery.ports: all of udp 127.0.0.1:30490-30505 are in use; end processes that "
-            "aren't needed, or give all of them a larger discovery.ports.count");
+    processes[19]->offer(0);
+    meet();
+    std::set<std::string> identities;
+    for (auto const& process : processes) {
+        auto const report = process->report();
+        identities.insert(report.sd_identity);
+        EXPECT_EQ(report.sd_address, "127.0.0.1:30490");
+        EXPECT_EQ(report.sd_role, process == processes.front() ? "speaker" : "member");
+        EXPECT_EQ(report.peers.size(), 19U);
+        EXPECT_EQ(process->where(0), "tcp 127.0.0.1:30509");
     }
-    processes.pop_back();
-    EXPECT_EQ(Process(m_clock, m_network).report().sd_address, "127.0.0.1:30505");
+    EXPECT_EQ(identities.size(), 20U);
+    EXPECT_EQ(*identities.begin(), "127.0.0.1:30491");
 }
 
 }  // namespace

@@ -23,23 +23,32 @@ inline Deployment deployment(std::string const& discovery = "{}", std::string co
                          "test.json");
 }
 
+/// The same at 127.0.0.1 or 127.0.0.2, whose processes hear each other by the network only.
+inline Deployment apart(int host) {
+    std::string const own = "127.0.0." + std::to_string(host);
+    return deployment(R"({"address": ")" + own + R"(", "peers": ["127.0.0.)" + std::to_string(3 - host) +
+                      "\"]}");
+}
+
 /// The runtime around a directory, as far as the directory sees it.
 class Process : Directory_listener, Eventgroups {
 public:
-    Process(Fake_clock& clock, Fake_network& network, Deployment manifest = deployment())
+    Process(Fake_clock& clock, Fake_network& network, Deployment manifest = deployment(),
+            std::size_t sendQueueBytes = Limits{}.sendQueueBytes)
         : m_deployment(std::move(manifest)),
           m_loop(std::make_shared<Loop>()),
           m_clock(clock.of(m_loop)),
-          m_network(network.host(0x7F000001, m_loop)),
+          m_network(network.host(m_deployment.discovery.ports.ip, m_loop, sendQueueBytes)),
           m_answers(std::make_shared<Answers>()),
           m_notices(m_answers),
-          m_directory(m_deployment, m_loop, *m_clock, *m_network, m_answers, m_notices) {
+          m_directory(std::make_unique<Sd_directory>(m_deployment, m_loop, *m_clock, *m_network, m_answers,
+                                                     m_notices)) {
         m_watch = m_notices.watch([this](Runtime_notice const& notice) {
             std::lock_guard lock(m_mutex);
             m_told.push_back(notice);
         });
         try {
-            m_loop->run([this] { m_directory.start(*this, *this); });
+            m_loop->run([this] { m_directory->start(*this, *this); });
         } catch (...) {
             end();
             throw;
@@ -49,13 +58,19 @@ public:
 
     /// Ends with a goodbye.
     void end() {
-        m_loop->end([this] { m_directory.end(); });
+        m_loop->end([this] {
+            if (m_directory) m_directory->end();
+        });
         m_answers->end(std::chrono::seconds(10));
+    }
+    /// Ends as the operating system lets a killed process end: without a word.
+    void kill() {
+        m_loop->end([this] { m_directory.reset(); });
     }
 
     Service_deployment const& row(std::size_t index) const { return m_deployment.services[index]; }
     void with(std::function<void(Directory&)> const& task) {
-        m_loop->run([&] { task(m_directory); });
+        m_loop->run([&] { task(*m_directory); });
     }
     void offer(std::size_t index) {
         with([&](Directory& directory) { directory.offered(row(index)); });
@@ -104,7 +119,7 @@ public:
                             notice.where + " " + notice.reason);
         return texts;
     }
-    Directory& directory() { return m_directory; }
+    Directory& directory() { return *m_directory; }
 
     Subscribe_result answer = Subscribe_result::accepted;  // of the publisher
 
@@ -132,7 +147,7 @@ private:
     std::unique_ptr<someip::Network> const m_network;
     std::shared_ptr<Answers> const m_answers;
     Notices m_notices;
-    Sd_directory m_directory;
+    std::unique_ptr<Sd_directory> m_directory;
     std::vector<std::string> m_events;  // io thread
     std::mutex m_mutex;
     std::vector<Runtime_notice> m_told;  // guarded by m_mutex

@@ -96,15 +96,17 @@ TEST_F(Sd_peer_test, FindIsAnsweredAtOnceAndOnlyIfItMeansWhatIsOffered) {
     }
 }
 
-/// The same with a process of a multicast group, which offers the first instance and has announced it.
+/// The same with a process of a multicast group at another address, which offers the first instance and has
+/// announced it.
 class Sd_group_test : public Sd_peer_test {
 protected:
     void start(std::string const& requestResponseDelay, std::string const& initialDelay = "0") {
         group = std::make_unique<Process>(
             m_clock, m_network,
-            deployment(R"({"mode": "multicast", "ttl_s": 36000, "cyclic_ms": 3600000, "initial_delay_ms": )" +
-                       span(initialDelay) + R"(, "request_response_delay_ms": )" +
-                       span(requestResponseDelay) + "}"));
+            deployment(
+                R"({"mode": "multicast", "address": "127.0.0.3", "ttl_s": 36000, "cyclic_ms": 3600000, "initial_delay_ms": )" +
+                span(initialDelay) + R"(, "request_response_delay_ms": )" + span(requestResponseDelay) +
+                "}"));
         group->offer(0);
         pass(milliseconds(2'000));
         heard();

@@ -94,9 +94,12 @@ TEST_F(Sd_runtime_test, ServiceIsFoundAndCalledWhicheverRuntimeStartsFirst) {
     EXPECT_EQ(report.discovery, "unicast");
     EXPECT_EQ(report.manifest, "test.json");
     EXPECT_EQ(report.sd_address, ipOf(m_address) + ":30490");
+    EXPECT_EQ(report.sd_identity, ipOf(m_address) + ":30491");
+    EXPECT_EQ(report.sd_role, "speaker");
+    EXPECT_EQ(server->report().sd_role, "member");
     EXPECT_EQ(report.sd_targets, std::vector<std::string>{ipOf(m_address) + ":30490-30505"});
     EXPECT_EQ(report.instances[0].endpoint, "tcp " + m_address.text());
-    EXPECT_EQ(report.instances[0].offered_by, ipOf(m_address) + ":30491");
+    EXPECT_EQ(report.instances[0].offered_by, ipOf(m_address) + ":30492");
     EXPECT_FALSE(report.instances[0].offered);
     EXPECT_TRUE(server->report().instances[0].offered);
     EXPECT_EQ(server->report().instances[0].events.at(0).subscribers, 0U);
@@ -116,7 +119,7 @@ TEST_F(Sd_runtime_test, EndOfARuntimeIsNoticedByOthersAndItsPortIsFreeAgain) {
     EXPECT_TRUE(eventually([&] { return finds(*client); }));
     server->end();
     EXPECT_EQ(lost.take(), "withdrawn");
-    EXPECT_EQ(runtime()->report().sd_address, ipOf(m_address) + ":30491");
+    EXPECT_EQ(runtime()->report().sd_identity, ipOf(m_address) + ":30492");
     EXPECT_THROW(server->report(), ac::com::Infrastructure_exception);
 }
 

@@ -188,4 +188,15 @@ std::shared_ptr<Link> Asio_network::connect(Endpoint const& remote) {
     });
 }
 
+std::shared_ptr<Link> Asio_network::connectFrom(std::uint32_t local, Address const& remote) {
+    return withStandardErrors([&]() -> std::shared_ptr<Link> {
+        asio::ip::tcp::socket socket(m_loop->context(), asio::ip::tcp::v4());
+        closeOnExec(socket);
+        socket.bind(toEndpoint<asio::ip::tcp>({local, 0}));
+        auto link = std::make_shared<Tcp_link>(m_loop, std::move(socket), m_sendQueueBytes);
+        link->connectTo(toEndpoint<asio::ip::tcp>(remote));
+        return link;
+    });
+}
+
 }  // namespace eb::com::runtime::someip

@@ -17,6 +17,7 @@ public:
     std::shared_ptr<Link> bindDatagrams(Address const& local) override;
     std::shared_ptr<Link> bindGroup(Address const& group, std::uint32_t interface) override;
     std::shared_ptr<Link> connect(Endpoint const& remote) override;
+    std::shared_ptr<Link> connectFrom(std::uint32_t local, Address const& remote) override;
 
 private:
     std::shared_ptr<Loop> m_loop;

@@ -85,6 +85,8 @@ public:
     }
     /// Connects while messages may already be queued.
     virtual std::shared_ptr<Link> connect(Endpoint const& remote) = 0;
+    /// A stream from one of this machine's addresses, where the system would choose another.
+    virtual std::shared_ptr<Link> connectFrom(std::uint32_t local, Address const& remote) = 0;
 };
 
 }  // namespace eb::com::runtime::someip

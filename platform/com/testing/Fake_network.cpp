@@ -40,6 +40,9 @@ public:
         if (remote.transport == Transport::tcp) return m_core->stream(m_host, remote.address);
         return m_core->datagrams(m_host, {m_host->ip, 0}, remote.address);
     }
+    std::shared_ptr<someip::Link> connectFrom(std::uint32_t /*local*/, Address const& remote) override {
+        return m_core->stream(m_host, remote);
+    }
 
 private:
     std::shared_ptr<Core> m_core;

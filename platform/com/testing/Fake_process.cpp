@@ -41,7 +41,7 @@ Deployment fakeDeployment(std::uint32_t ip, std::uint32_t server,
     deployment.discovery.mode = everybody.empty() ? Discovery::Mode::fixed : Discovery::Mode::unicast;
     deployment.discovery.ports = {ip, FAKE_SD_PORT, 1};
     for (std::uint32_t const other : everybody)
-        if (other != ip) deployment.discovery.peers.push_back({other, FAKE_SD_PORT, 1});
+        if (other != ip) deployment.discovery.peers.push_back({other, FAKE_SD_PORT});
     deployment.services = {service(OVER_TCP, FAKE_TCP_ID, Transport::tcp, server),
                            service(OVER_UDP, FAKE_UDP_ID, Transport::udp, server)};
     return deployment;

@@ -31,6 +31,12 @@ std::string list(std::vector<std::string> const& names) {
 
 void findNobody(Runtime_report const& report, std::vector<Finding>& findings) {
     if (report.discovery == "static" || !report.peers.empty()) return;
+    if (report.sd_role == "joining") {
+        findings.push_back({"discovery has no voice: another program holds " + report.sd_address,
+                            "end that program (`ss -lnp` names it), or give all processes another "
+                            "discovery.ports.first"});
+        return;
+    }
     if (std::any_of(report.instances.begin(), report.instances.end(),
                     [](Instance_report const& instance) { return instance.offered; }))
         return;
@@ -96,7 +102,7 @@ std::vector<Finding> diagnose(Runtime_report const& report,
     if (report.sd_malformed != 0)
         findings.push_back({std::to_string(report.sd_malformed) + " discovery messages couldn't be read",
                             "somebody else sends to " + report.sd_address +
-                                "; capture it: tshark -i lo -f 'udp portrange 30490-30505'"});
+                                "; capture it: tshark -i lo -f 'udp port 30490'"});
     return findings;
 }
 

@@ -93,6 +93,13 @@ private:
         return text;
     }
 
+    static std::string roleText(Runtime_report const& report) {
+        std::string const as = ", known there as " + report.sd_identity;
+        if (report.sd_role == "speaker") return "spoken by this program" + as;
+        if (report.sd_role == "member") return "spoken by another program" + as;
+        return "not heard: the port is taken";
+    }
+
     static std::string secondsText(milliseconds time) {
         return millisecondsText(double(time.count()) / 1000) + " s";
     }
@@ -104,7 +111,8 @@ private:
         out << paint.bold("manifest   ") << report.manifest << ", "
             << counted(report.instances.size(), "instance") << '\n';
         out << paint.bold("discovery  ") << report.discovery;
-        if (!report.sd_address.empty()) out << " at " << report.sd_address << ", to " << targets(report);
+        if (!report.sd_address.empty())
+            out << " at " << report.sd_address << " (" << roleText(report) << "), to " << targets(report);
         out << '\n';
         if (!report.sd_address.empty())
             out << paint.bold("messages   ") << report.sd_sent << " sent, " << report.sd_received
@@ -183,6 +191,8 @@ private:
                             {"discovery",
                              {{"mode", report.discovery},
                               {"address", report.sd_address},
+                              {"identity", report.sd_identity},
+                              {"role", report.sd_role},
                               {"targets", report.sd_targets},
                               {"sent", report.sd_sent},
                               {"received", report.sd_received},

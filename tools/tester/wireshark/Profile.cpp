@@ -78,6 +78,7 @@ std::string lastName(std::string const& name) {
 std::string decodeAs(Deployed_services const& deployed) {
     std::set<std::string> ports;
     for (unsigned const port : deployed.discovery) ports.insert("udp.port," + std::to_string(port));
+    if (!deployed.discovery.empty()) ports.insert("tcp.port," + std::to_string(deployed.discovery.front()));
     for (auto const& each : deployed.services)
         ports.insert(each.transport + ".port," + std::to_string(each.port));
     std::string text = GENERATED;
