@@ -274,6 +274,56 @@ TEST_P(Sd_voice_test, SpeakerAndMemberKilledAtOnceAreBothMissed) {
     EXPECT_EQ(processes[2]->where(1), "nowhere");
 }
 
+TEST_P(Sd_voice_test, StrangerThatNoManifestNamesIsKnownToTheNextSpeaker) {
+    if (std::string(GetParam()) == "multicast") return;  // where the group is told
+    Fake_peer other(m_clock, m_network, 0x7F000009);
+    auto const unnamed = other.bind({0x7F000009, 30490});
+    auto speaker = process();
+    auto const early = process();
+    early->offer(0);
+    pass(seconds(1));
+    Sd_message question;
+    question.session = 1;
+    question.reboot = true;
+    question.entries = {entry(Type::find, 0x7777)};
+    unnamed->send(encode(question), VOICE);
+    meet();
+    auto const late = process();  // when the stranger has said all that it has to say
+    meet();
+    early->kill();
+    unnamed->take();
+    speaker->kill();
+    late->offer(1);
+    pass(TAKE_OVER);
+    auto const told = unnamed->take();
+    ASSERT_FALSE(told.empty());
+    EXPECT_EQ(told.back().from, VOICE);
+}
+
+TEST_P(Sd_voice_test, VoiceThatWasStoppedGoesOn) {
+    auto const speaker = process();
+    auto const member = process();
+    member->offer(0);
+    pass(seconds(1));
+    // Given processes that don't read what the others at their address say ...
+    m_network.stall(VOICE.ip);
+    member->withdraw(0);
+    member->offer(1);
+    pass(seconds(20));
+    auto const late = process();
+    pass(seconds(10));
+    EXPECT_EQ(role(late), "joining");
+    // ... when they go on, then all is as if they had.
+    m_network.stall(VOICE.ip, false);
+    pass(seconds(3));
+    EXPECT_EQ(role(late), "member");
+    EXPECT_EQ(role(member), "member");
+    EXPECT_EQ(standing(), std::set<Instance>{A2});
+    EXPECT_EQ(speaker->where(0), "nowhere");
+    EXPECT_EQ(late->where(1), "tcp 127.0.0.1:30510");
+    EXPECT_EQ(reboots(), 0U);
+}
+
 TEST_P(Sd_voice_test, StrangerAtThePortIsWaitedFor) {
     Fake_peer other(m_clock, m_network, VOICE.ip);
     auto const held = other.bind(VOICE);

@@ -25,8 +25,8 @@ Instance_report instance(std::string service, bool found) {
 Runtime_report wellReport() {
     Runtime_report report;
     report.discovery = "unicast";
-    report.sd_address = "127.0.0.1:30491";
-    report.peers.push_back({"127.0.0.1:30490", {}, 0, 2});
+    report.sd_address = "127.0.0.1:30490";
+    report.peers.push_back({"127.0.0.1:30491", {}, 0, 2});
     report.instances = {instance("a::Plain", true), instance("a::Eventful", true)};
     report.instances[1].events.push_back({"Changed", 0x8001, 7, 0, "subscribed"});
     return report;
@@ -45,7 +45,7 @@ TEST(DiagnosisTest, TellsThatNobodyElseWasHeard) {
     report.peers.clear();
     auto const findings = diagnose(report, everybodyListens());
     ASSERT_EQ(findings.size(), 1U);
-    EXPECT_EQ(findings[0].what, "no other process was heard by discovery at 127.0.0.1:30491");
+    EXPECT_EQ(findings[0].what, "no other process was heard by discovery at 127.0.0.1:30490");
     EXPECT_THAT(findings[0].remedy, HasSubstr("ARA_COM_ADDRESS"));
 
     report.instances[0].offered = true;
@@ -69,6 +69,16 @@ TEST(DiagnosisTest, NamesBothVehiclesThatOfferTheSame) {
                   shownName(report.instances[1].service, report.instances[1].instance) +
                   " are offered by 127.0.0.1:30490 (tcp 127.0.0.1:30509), which is used, and by "
                   "127.0.0.2:30490 (tcp 127.0.0.2:30509)");
+}
+
+TEST(DiagnosisTest, NamesThePortThatAnotherProgramHolds) {
+    Runtime_report report = wellReport();
+    report.peers.clear();
+    report.sd_role = "joining";
+    auto const findings = diagnose(report, everybodyListens());
+    ASSERT_EQ(findings.size(), 1U);
+    EXPECT_EQ(findings[0].what, "discovery has no voice: another program holds 127.0.0.1:30490");
+    EXPECT_THAT(findings[0].remedy, HasSubstr("discovery.ports.first"));
 }
 
 TEST(DiagnosisTest, NamesMissingServicesByWhatMayHelp) {
