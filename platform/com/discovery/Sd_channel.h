@@ -10,7 +10,6 @@
 #include "platform/com/discovery/Sd_member.h"
 #include "platform/com/discovery/Sd_voice.h"
 #include "platform/com/runtime/Loop.h"
-#include "platform/com/runtime/Peer_line.h"
 #include "platform/com/someip/Network.h"
 
 namespace eb::com::runtime {
@@ -104,7 +103,6 @@ private:
     Deployment const& m_deployment;
     someip::Network& m_network;
     Clock& m_clock;
-    Peer_line m_dropped{m_clock, ara::log::LogLevel::kDebug};
     User& m_user;
     Address m_self;
     std::shared_ptr<someip::Link> m_name;  // keeps m_self
