@@ -9,15 +9,12 @@ namespace eb::com::runtime {
 namespace {
 
 constexpr std::size_t MESSAGE_BYTES = 1400;
-constexpr std::size_t OPTION_AT = 12;  ///< in a payload: behind flags, and two lengths
-constexpr std::size_t ITEMS_AT = OPTION_AT + 4;
-constexpr std::uint8_t UNICAST = 0x40;
-constexpr std::uint8_t CONFIGURATION_OPTION = 0x01;
+constexpr std::uint16_t RELAY_METHOD = 1;
 constexpr std::string_view RELAY = "relay=";
 constexpr std::string_view KNOWN = "known=";
 
 constexpr someip::Header ENVELOPE{SD_SERVICE,
-                                  SD_METHOD,
+                                  RELAY_METHOD,
                                   0,
                                   1,
                                   someip::PROTOCOL_VERSION,
@@ -30,15 +27,17 @@ std::size_t bytesOf(Sd_entry const& entry) {
            (entry.multicast ? SD_ENDPOINT_BYTES : 0);
 }
 
-bool carriesMessage(Sd_relay::Kind kind) {
-    return kind == Sd_relay::Kind::say || kind == Sd_relay::Kind::heard;
+/// Whether the discovery message that it is about follows.
+bool carriesMessage(Sd_relay const& relay) {
+    return !relay.entries.empty() &&
+           (relay.kind == Sd_relay::Kind::say || relay.kind == Sd_relay::Kind::heard);
 }
 
 void writeNumber(std::vector<std::uint8_t>& bytes, std::size_t value, unsigned count) {
     while (count-- != 0) bytes.push_back(static_cast<std::uint8_t>(value >> (8 * count)));
 }
 
-/// One item of the configuration option.
+/// One item of an envelope, behind its length.
 class Item {
 public:
     explicit Item(std::string_view name) : m_text(name) {}
@@ -83,26 +82,20 @@ private:
 /// The items of an envelope; none if it isn't one.
 std::vector<std::string_view> itemsOf(someip::Frame const& frame) {
     auto const& bytes = frame.payload.bytes();
-    if (frame.header != ENVELOPE || bytes.size() < ITEMS_AT) return {};
-    std::vector<std::uint8_t> expected{UNICAST, 0, 0, 0, 0, 0, 0, 0};
-    writeNumber(expected, bytes.size() - OPTION_AT, 4);
-    writeNumber(expected, bytes.size() - OPTION_AT - 3, 2);
-    writeNumber(expected, CONFIGURATION_OPTION, 1);
-    writeNumber(expected, 0, 1);
-    if (!std::equal(expected.begin(), expected.end(), bytes.begin())) return {};
-    std::string_view left(reinterpret_cast<char const*>(bytes.data()) + ITEMS_AT, bytes.size() - ITEMS_AT);
+    if (frame.header != ENVELOPE || bytes.empty()) return {};
+    std::string_view left(reinterpret_cast<char const*>(bytes.data()), bytes.size());
     std::vector<std::string_view> items;
     while (!left.empty()) {
         std::size_t const size = static_cast<std::uint8_t>(left.front());
-        if (size == 0) return left.size() == 1 ? items : std::vector<std::string_view>();
         if (size >= left.size()) break;
         items.push_back(left.substr(1, size));
         left.remove_prefix(1 + size);
     }
-    return {};
+    return left.empty() ? items : std::vector<std::string_view>();
 }
 
-std::optional<Sd_relay> decodeEnvelope(someip::Frame const& frame) {
+/// `follows`: the next frame belongs to it.
+std::optional<Sd_relay> decodeEnvelope(someip::Frame const& frame, bool& follows) {
     auto const items = itemsOf(frame);
     if (items.empty() || !items.front().starts_with(RELAY) || items.size() > 1 + Sd_relay::LONGEST_LIST)
         return {};
@@ -113,6 +106,7 @@ std::optional<Sd_relay> decodeEnvelope(someip::Frame const& frame) {
     relay.address = digits.address();
     relay.detail = static_cast<std::uint8_t>(digits.number(1));
     relay.flag = digits.number(1) != 0;
+    follows = digits.number(1) != 0;
     if (!digits.areRead() || kind == 0 || kind > static_cast<std::uint8_t>(Sd_relay::Kind::partners))
         return {};
     for (std::size_t index = 1; index < items.size(); ++index) {
@@ -134,20 +128,14 @@ void append(std::vector<std::uint8_t>& bytes, Sd_relay const& relay) {
         .address(relay.address)
         .number(relay.detail, 1)
         .number(relay.flag ? 1 : 0, 1)
+        .number(carriesMessage(relay) ? 1 : 0, 1)
         .write(items);
     auto const count = std::min(relay.list.size(), Sd_relay::LONGEST_LIST);
     for (std::size_t index = 0; index < count; ++index)
         Item(KNOWN).address(relay.list[index].address).number(relay.list[index].age, 4).write(items);
-    items.push_back(0);
-    std::vector<std::uint8_t> payload{UNICAST, 0, 0, 0, 0, 0, 0, 0};
-    writeNumber(payload, items.size() + 4, 4);
-    writeNumber(payload, items.size() + 1, 2);
-    writeNumber(payload, CONFIGURATION_OPTION, 1);
-    writeNumber(payload, 0, 1);
-    payload.insert(payload.end(), items.begin(), items.end());
-    auto frame = someip::encode(ENVELOPE, payload);
+    auto frame = someip::encode(ENVELOPE, items);
     bytes.insert(bytes.end(), frame.begin(), frame.end());
-    if (!carriesMessage(relay.kind)) return;
+    if (!carriesMessage(relay)) return;
     Sd_message message;
     message.session = 1;
     message.entries = relay.entries;
@@ -167,12 +155,13 @@ std::optional<Sd_relay> Sd_relay_reader::next(std::string& fault) {
             return {};
         }
         if (!m_open) {
-            m_open = decodeEnvelope(frame);
+            bool follows = false;
+            m_open = decodeEnvelope(frame, follows);
             if (!m_open) {
                 fault = "no message between a member and its speaker";
                 return {};
             }
-            if (carriesMessage(m_open->kind)) continue;
+            if (follows) continue;
         } else {
             auto message = decode(frame, fault);
             if (!message) return {};

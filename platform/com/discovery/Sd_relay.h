@@ -13,12 +13,12 @@
 namespace eb::com::runtime {
 
 /// One message on the TCP connection between a member and the speaker of its address (see Sd_voice.h). It is
-/// a discovery message without entries, whose only option is a configuration option, so that whatever shows
-/// discovery shows this too. Behind `say` and `heard` follows the message that they are about. The option has
-/// these items, in hexadecimal digits:
+/// a notification of service 0xFFFF, method 1. The discovery message that it is about follows it, if
+/// `entries` has any: what shows discovery shows that one too. The payload has these items, each behind a
+/// byte with its length, in hexadecimal digits:
 ///
-///     relay=| kind | address | port | detail | flag |
-///     known=| address | port | age in ms |             for each of the list
+///     relay=| kind | address | port | detail | flag | whether a discovery message follows |
+///     known=| address | port | age in ms |                           for each of the list
 struct Sd_relay {
     enum class Kind : std::uint8_t {
         join = 1,      ///< member: `address` is its identity
@@ -41,7 +41,7 @@ struct Sd_relay {
     std::uint8_t detail = 0;
     bool flag = false;
     std::vector<Known> list;
-    std::vector<Sd_entry> entries;  ///< of the message; no more than fit into one
+    std::vector<Sd_entry> entries;  ///< `say`, `heard`: no more than fit into one message
 };
 
 /// Appends it to what is going to be sent.
