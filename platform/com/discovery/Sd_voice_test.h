@@ -23,7 +23,9 @@ protected:
         return deployment(R"({"mode": ")" + std::string(GetParam()) + R"(", "peers": ["127.0.0.2"]})");
     }
     std::unique_ptr<Process> process(std::size_t sendQueueBytes = Limits{}.sendQueueBytes) {
-        return std::make_unique<Process>(m_clock, m_network, shared(), sendQueueBytes);
+        auto process = std::make_unique<Process>(m_clock, m_network, shared(), sendQueueBytes);
+        m_clock.settle();  // it speaks, or has joined
+        return process;
     }
     static std::string role(std::unique_ptr<Process> const& process) { return process->report().sd_role; }
 
