@@ -9,7 +9,8 @@ import unittest
 
 import discovery
 import wire
-from adaptation_test import RECORDS, VALUES, DataService, is_found
+from adaptation_test import is_found
+from data_service import RECORDS, VALUES, DataService
 from capture import Capture, Tshark, write_datagrams
 from trouble_code_test import CODES, MONITOR, Watch
 from vehicle import DEFAULT_MANIFEST, PATIENCE, PORT, TESTER, UNHURRIED, Vehicle
