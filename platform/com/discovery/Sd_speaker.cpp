@@ -135,8 +135,7 @@ Sd_speaker::~Sd_speaker() {
 /// The sockets go before the members' connections, so that who notices the end finds the port free.
 void Sd_speaker::close() {
     if (std::exchange(m_closed, true)) return;
-    m_silent = false;
-    flush();
+    flush();  // nothing, while others' offers are still missing: the next speaker names all
     m_listener.reset();
     m_link->close();
     if (m_group) m_group->close();

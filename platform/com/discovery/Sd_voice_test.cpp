@@ -268,7 +268,8 @@ TEST_P(Sd_voice_test, SpeakerAndMemberKilledAtOnceAreBothMissed) {
     EXPECT_EQ(role(processes[2]), "speaker");
     EXPECT_EQ(standing(), std::set<Instance>{B1});
     EXPECT_EQ(gaps(B1), 0U);
-    EXPECT_EQ(reboots(), 1U);
+    EXPECT_GE(reboots(), 1U);
+    EXPECT_LE(reboots(), 2U) << "the member may have begun to speak";
     EXPECT_EQ(processes[2]->where(0), "nowhere");
     EXPECT_EQ(processes[2]->where(1), "nowhere");
 }
