@@ -13,6 +13,7 @@
 #include "binding/testing/Replies.h"
 #include "binding/testing/Runtime.h"
 #include "platform/com/runtime/Pport_core.h"
+#include "platform/com/runtime/Session.h"
 #include "platform/log/Memory_target.h"
 
 namespace ac::com::cpp_binding::skeleton {
@@ -33,6 +34,9 @@ using d_b047::Cancel;
 using d_b047::Read;
 using eb::com::Future;
 using eb::com::Promise;
+using eb::com::runtime::Call_source;
+using eb::com::runtime::Loop;
+using eb::com::runtime::Session;
 using zvg::services::diag::Meta;
 using Payload = std::vector<unsigned char>;
 using testing::HasSubstr;
@@ -47,7 +51,10 @@ protected:
     Method_rig() {
         use([this](Meta const& meta) { return take(meta); });
     }
-    ~Method_rig() override { m_dispatcher.reset(); }
+    ~Method_rig() override {
+        m_dispatcher.reset();
+        m_loop->end([] {});
+    }
 
     /// A dispatcher with that implementation as method 1, ready for calls.
     void use(typename Method_impl<M>::Implementation implementation) {
@@ -65,7 +72,7 @@ protected:
         Pport_access::core(m_port).deliver(
             1, reply,
             eb::com::runtime::Serialized_payload(std::make_shared<Payload const>(std::move(payload))),
-            nullptr);
+            std::make_shared<Session>(m_loop, m_source, payload.size(), nullptr, [] {}));
     }
 
     /// The outcome of a call whose promise `complete` works on.
@@ -96,6 +103,8 @@ protected:
                  eb::com::runtime::Instance_id{"1"},
                  eb::com::runtime::Service_interface_description{0x20000}};
     std::mutex m_mutex;
+    std::shared_ptr<Loop> const m_loop = std::make_shared<Loop>();
+    std::shared_ptr<Call_source> const m_source = std::make_shared<Call_source>();
     std::deque<Promise<Output>> m_promises;  // guarded by m_mutex while calls are in their handlers
     std::vector<Meta> m_metas;               // the same
     std::unique_ptr<Method_dispatcher> m_dispatcher;

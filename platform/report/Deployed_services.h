@@ -33,8 +33,8 @@ struct Deployed_service {
 };
 
 struct Deployed_services {
-    std::string manifest;                    ///< file, or "built-in manifest"
-    std::vector<std::uint16_t> discovery;    ///< its UDP ports; the first is TCP as well; none if it is static
+    std::string manifest;                  ///< file, or "built-in manifest"
+    std::vector<std::uint16_t> discovery;  ///< its UDP ports; the first is TCP as well; none if it is static
     std::vector<Deployed_service> services;  ///< in the manifest's order
 };
 

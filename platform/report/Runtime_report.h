@@ -26,7 +26,7 @@ struct Instance_report {
     std::string endpoint;    ///< where it was found; "local" in this process, empty if it wasn't
     std::string offered_by;  ///< identity of the process or stranger that offers it; empty without discovery
     std::vector<std::string> also_offered_by;  ///< identities and endpoints of others, which aren't used
-    std::chrono::milliseconds ttl_left{0};  ///< of its offer; 0 without discovery or for ever
+    std::chrono::milliseconds ttl_left{0};     ///< of its offer; 0 without discovery or for ever
     struct Event {
         std::string name;
         std::uint16_t id = 0;
@@ -46,8 +46,8 @@ struct Peer_report {
 };
 
 struct Runtime_report {
-    std::string manifest;                 ///< file, or "built-in manifest"
-    std::string discovery;                ///< "unicast", "multicast", "static"
+    std::string manifest;     ///< file, or "built-in manifest"
+    std::string discovery;    ///< "unicast", "multicast", "static"
     std::string sd_address;   ///< SD socket of all processes at the own address; empty without discovery
     std::string sd_identity;  ///< by which they know this process: "127.0.0.1:30491"
     std::string sd_role;      ///< "speaker" (has the SD socket), "member" (uses its), "joining" (isn't heard)

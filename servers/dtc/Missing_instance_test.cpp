@@ -16,10 +16,10 @@ using testing::HasSubstr;
 
 TEST(MissingInstance, OfAMonitorIsToldAsAnIncidentAndEndsInit) {
     // Given
-    zvg::val::diag_ara::services::diagnosticsmonitor::methods::Server server;
+    auto const server = zvg::val::diag_ara::services::diagnosticsmonitor::methods::Server::create();
     ara::log::Capture const log;
     // When
-    EXPECT_THROW(server.init("0"), ac::com::Invalid_argument_exception);
+    EXPECT_THROW(server->init("0"), ac::com::Invalid_argument_exception);
     // Then
     std::vector<std::string> incidents;
     for (ara::log::Message const& message : log.messages()) {

@@ -171,7 +171,7 @@ TEST_F(TroubleCodes, StateOutOfRangeCannotBeUnpacked) {
         SCOPED_TRACE(state);
         log.clear();
         EXPECT_EQ(set(CODE, state), eValBadMessage);
-        EXPECT_EQ(texts().back(), "2 unpackDiagnosticManagerSetJavaDtcStatus: unpacking error=9");
+        EXPECT_EQ(texts().back(), "2 unpackDiagnosticManagerSetJavaDtcStatus: unpacking error=11");
     }
 }
 

@@ -134,9 +134,9 @@ struct Discovery {
     Mode mode = Mode::unicast;
     /// The first is that of all processes of the address. They take their identities from the others.
     Port_range ports{0x7F000001, 30490, 16};
-    std::vector<Address> peers;               ///< on other addresses
-    Address group{0xE0F4E0F5, 30490};         ///< 224.244.224.245
-    std::uint32_t interface = 0x7F000001;     ///< that hears the group
+    std::vector<Address> peers;            ///< on other addresses
+    Address group{0xE0F4E0F5, 30490};      ///< 224.244.224.245
+    std::uint32_t interface = 0x7F000001;  ///< that hears the group
     std::chrono::seconds ttl{5};
     Delay initialDelay{std::chrono::milliseconds(0), std::chrono::milliseconds(10)};
     std::chrono::milliseconds repetitionBase{50};  ///< doubles from one repetition to the next
