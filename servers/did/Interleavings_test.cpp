@@ -262,15 +262,13 @@ INSTANTIATE_TEST_SUITE_P(Cast, EveryOrderOf,
                          [](auto const& info) { return info.param; });
 
 TEST_P(EveryOrderOf, StepsAnswersEachCallerOfAServerThatEndsEachRead) {
-    Played const played =
-        playAllOrders([this] { return std::make_unique<DidScene<FullServer>>(GetParam()); });
+    Played const played = playAllOrders([] { return std::make_unique<DidScene<FullServer>>(GetParam()); });
     std::printf("%zu orders, %zu moments\n", played.orders, played.moments);
     EXPECT_GT(played.orders, 10U);
 }
 
 TEST_P(EveryOrderOf, StepsAnswersEachCallerOfAServerWithoutErrorReplies) {
-    Played const played =
-        playAllOrders([this] { return std::make_unique<DidScene<ShortServer>>(GetParam()); });
+    Played const played = playAllOrders([] { return std::make_unique<DidScene<ShortServer>>(GetParam()); });
     std::printf("%zu orders, %zu moments\n", played.orders, played.moments);
     EXPECT_GT(played.orders, 10U);
 }

@@ -77,7 +77,7 @@ void Sd_channel::join() {
         auto const member = std::make_shared<Sd_member>(m_network, m_clock, user, m_self, local(), m_counts);
         m_voice = member;
         member->start();
-        retry(JOIN);
+        retry(m_clock.now() - m_since < JOIN ? WELCOME : JOIN);
     } catch (std::system_error const&) {
         retrySoon();
     }

@@ -31,8 +31,10 @@ namespace eb::com::runtime {
 class Sd_channel : private Sd_member::User {
 public:
     static constexpr std::chrono::milliseconds COLLECT{500};
-    /// Nobody has welcomed a process for so long: its connection is made anew, and the log tells why.
+    /// No process has welcomed this one for so long: the log says why.
     static constexpr std::chrono::milliseconds JOIN{2000};
+    /// A connection on which no welcome has come for so long is made anew; after JOIN that takes JOIN.
+    static constexpr std::chrono::milliseconds WELCOME{250};
 
     class User {
     public:
