@@ -348,7 +348,7 @@ TEST_P(Sd_voice_test, StrangerThatTakesConnectionsAndSaysNothingIsWaitedFor) {
     first->offer(0);
     pass(seconds(10));
     EXPECT_EQ(role(first), "joining");
-    EXPECT_LE(other.accepted().size(), 6U);
+    EXPECT_LE(other.accepted().size(), 16U) << "eight in the first two seconds, then one in two";
     held->close();
     other.shut();
     pass(seconds(3));
