@@ -39,13 +39,20 @@ private:
 
 using Expected = std::vector<std::string>;
 
-/// The target lives to the end of the process, as its thread does.
+/// A target that lives to the end of the process, as its thread does.
+template <class Target, class... Args>
+Target& kept(Args&&... args) {
+    static auto& all = *new std::vector<Target*>;
+    all.push_back(new Target(std::forward<Args>(args)...));
+    return *all.back();
+}
+
 class Folding_target_test : public ::testing::Test {
 protected:
     static constexpr std::chrono::hours NEVER{1};
 
-    Lines& lines = *new Lines;
-    Folding_target& sut = *new Folding_target(lines, NEVER);
+    Lines& lines = kept<Lines>();
+    Folding_target& sut = kept<Folding_target>(lines, NEVER);
 };
 
 TEST_F(Folding_target_test, ARowOfAlikeMessagesIsItsFirstAndACount) {
@@ -102,7 +109,7 @@ TEST_F(Folding_target_test, AfterItsCountTheNextMessageIsPassedOnWhole) {
 }
 
 TEST_F(Folding_target_test, TheCountComesByItselfOnePauseAfterTheFirst) {
-    Folding_target& quick = *new Folding_target(lines, std::chrono::milliseconds(100));
+    Folding_target& quick = kept<Folding_target>(lines, std::chrono::milliseconds(100));
     // Given a row of two; the machine may be so busy that a pause lies between them
     std::size_t before = 0;
     do {
@@ -117,7 +124,7 @@ TEST_F(Folding_target_test, TheCountComesByItselfOnePauseAfterTheFirst) {
 }
 
 TEST_F(Folding_target_test, ARepeatAfterThePauseIsPassedOnWhole) {
-    Folding_target& none = *new Folding_target(lines, std::chrono::milliseconds(0));
+    Folding_target& none = kept<Folding_target>(lines, std::chrono::milliseconds(0));
     none.write(LogLevel::kError, "DIAG", "text");
     none.write(LogLevel::kError, "DIAG", "text");
 
@@ -125,7 +132,7 @@ TEST_F(Folding_target_test, ARepeatAfterThePauseIsPassedOnWhole) {
 }
 
 TEST_F(Folding_target_test, NothingIsLostOrCountedTwiceOnThreads) {
-    Folding_target& quick = *new Folding_target(lines, std::chrono::milliseconds(1));
+    Folding_target& quick = kept<Folding_target>(lines, std::chrono::milliseconds(1));
     constexpr int THREADS = 4;
     constexpr int EACH = 2000;
     std::vector<std::thread> threads;

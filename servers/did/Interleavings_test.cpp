@@ -140,6 +140,7 @@ template <class Server>
 class DidScene : public Scene {
 public:
     explicit DidScene(std::string const& cast) : m_cast(cast) { m_skeleton.m_server = &m_server; }
+    ~DidScene() override { m_ended = true; }
 
     std::vector<Role> roles() override {
         std::vector<Role> all;
@@ -226,7 +227,7 @@ private:
             } catch (std::future_error const&) {
                 ++outcome->broken;
             }
-            if (again) read(again, nullptr);
+            if (again && !m_ended) read(again, nullptr);
         });
     }
 
@@ -248,6 +249,7 @@ private:
     }
 
     std::string const m_cast;
+    bool m_ended = false;  // a client whose Read ends with the server makes no other
     Server m_server;
     ::Skeleton_impl<ScriptedSkeleton, Server, Value, void> m_skeleton{"1"};
     std::vector<std::shared_ptr<ReadOutcome>> m_reads;
@@ -255,10 +257,17 @@ private:
     int m_canceled = 0;
 };
 
+std::vector<std::string> casts() {
+    std::vector<std::string> all{"rcj", "fcj",  "rrj", "rfj",  "ffc", "rrc",
+                                 "rfc", "rccj", "rnJ", "rncJ", "icJ"};
+#if !defined(DIAG_ARA_SANITIZED_ADDRESS) && !defined(DIAG_ARA_SANITIZED_THREAD)  // minutes there
+    all.push_back("rfcj");
+#endif
+    return all;
+}
+
 class EveryOrderOf : public testing::TestWithParam<std::string> {};
-INSTANTIATE_TEST_SUITE_P(Cast, EveryOrderOf,
-                         testing::Values("rcj", "fcj", "rrj", "rfj", "ffc", "rrc", "rfc", "rccj", "rnJ",
-                                         "rncJ", "icJ", "rfcj"),
+INSTANTIATE_TEST_SUITE_P(Cast, EveryOrderOf, testing::ValuesIn(casts()),
                          [](auto const& info) { return info.param; });
 
 TEST_P(EveryOrderOf, StepsAnswersEachCallerOfAServerThatEndsEachRead) {
