@@ -144,11 +144,12 @@ TEST_F(Event_test, UnsubscribeWaitsForTheHandlerThatRuns) {
 }
 
 TEST_F(Event_test, SecondUnsubscribeReturnsAtOnceThoughTheHandlerRuns) {
-    Gate inside, go, returned;
-    sut->dataValuesHash.setReceiveHandler([&, &event = sut->dataValuesHash] {
+    Gate inside, returned;
+    auto const go = std::make_shared<Gate>();  // nobody waits for the handler's end
+    sut->dataValuesHash.setReceiveHandler([&inside, go, &event = sut->dataValuesHash] {
         event.unsubscribe();
         inside.open();
-        EXPECT_TRUE(go.wait());
+        EXPECT_TRUE(go->wait());
     });
     sut->dataValuesHash.subscribe(1);
     port->send(hashBytes(1));
@@ -158,7 +159,7 @@ TEST_F(Event_test, SecondUnsubscribeReturnsAtOnceThoughTheHandlerRuns) {
         returned.open();
     });
     EXPECT_TRUE(returned.wait());
-    go.open();
+    go->open();
     client.join();
 }
 

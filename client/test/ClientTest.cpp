@@ -12,12 +12,16 @@ namespace client_test {
 namespace {
 
 std::atomic<std::chrono::milliseconds> answerWait{};
-class Open : public Listener {
-public:
-    using Listener::proxy;
-};
+Listener* live = nullptr;  // of the thread that registers
 
-Open* live = nullptr;  // of the thread that registers
+/// The component keeps its proxy to itself. A class of the test's own above it would not do: its end would
+/// change what the component is while the search may still call it.
+std::shared_ptr<Listener::Proxy> proxyOf(Listener const& listener);
+template <auto proxy>
+struct Peek {
+    friend std::shared_ptr<Listener::Proxy> proxyOf(Listener const& listener) { return (listener.*proxy)(); }
+};
+template struct Peek<&Listener::proxy>;
 
 }  // namespace
 }  // namespace client_test
@@ -28,7 +32,7 @@ namespace zvg::val::diag_ara::services {
 
 ServiceTable& Diag_Ara_Components_Services::m_services =
     *new ServiceTable{{SERVICE_DIAGNOSTIC_DATA_DIST_CLIENT, [] {
-                           auto made = std::make_unique<client_test::Open>();
+                           auto made = std::make_unique<client_test::Listener>();
                            client_test::live = made.get();
                            return made;
                        }}};
@@ -109,7 +113,7 @@ Listener& ClientTest::listener() {
 }
 
 std::shared_ptr<Listener::Proxy> ClientTest::proxy() {
-    return live->proxy();
+    return proxyOf(*live);
 }
 
 int ClientTest::deliver(int msgId, Bytes const& payload) {
