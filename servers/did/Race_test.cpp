@@ -179,13 +179,13 @@ protected:
         std::condition_variable changed;
         int replies = 0;
         std::function<void()> next = [&] {
-            int so_far = 0;
+            bool goesOn = false;
             {
                 std::lock_guard const lock(mutex);
-                so_far = ++replies;
+                goesOn = ++replies < count;
                 changed.notify_one();
             }
-            if (so_far < count) call(id, READ, {0, 0, 0, 0}, next);
+            if (goesOn) call(id, READ, {0, 0, 0, 0}, next);  // else all that it needs may have gone
         };
         call(id, READ, {0, 0, 0, 0}, next);
         std::unique_lock lock(mutex);
