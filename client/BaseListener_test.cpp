@@ -190,7 +190,7 @@ TEST_F(BaseListenerTest, StartResetsAvailabilityAndTellsTheSearch) {
     log.clear();
     Counting sut;  // has found nothing yet, so only its start can empty the set
     sut.start();
-    ASSERT_TRUE(awaitLine("Service still unavailable")) << "nobody offers it";
+    ASSERT_TRUE(awaitLine("Service still unavailable")) << "no process offers it";
     sut.stopFindService();  // from here on the lists are this thread's again
     sut.serviceAvailabilityCallback(offers({"1"}));
     EXPECT_EQ(availabilityChanges(), 2U) << "the set was emptied: found again is news";

@@ -145,7 +145,7 @@ TEST_F(Event_test, UnsubscribeWaitsForTheHandlerThatRuns) {
 
 TEST_F(Event_test, SecondUnsubscribeReturnsAtOnceThoughTheHandlerRuns) {
     Gate inside, returned;
-    auto const go = std::make_shared<Gate>();  // nobody waits for the handler's end
+    auto const go = std::make_shared<Gate>();  // the handler may end after the test
     sut->dataValuesHash.setReceiveHandler([&inside, go, &event = sut->dataValuesHash] {
         event.unsubscribe();
         inside.open();

@@ -65,8 +65,9 @@ private:
         return event;
     }
 
-    // Never destroyed: proxies of static duration, and threads that nobody joins, may still use them while
-    // the process ends. There is one event for each instance of the deployment that a proxy was made for.
+    // Never destroyed: proxies of static duration, and threads that are never joined, may still use them
+    // while the process ends. There is one event for each instance of the deployment that a proxy was made
+    // for.
     static inline std::mutex& m_evt_inst_mutex = *new std::mutex;
     static inline auto& m_event_instances =
         *new std::map<eb::com::runtime::Instance_id, Event_ptr<E>>;  // guarded by m_evt_inst_mutex
