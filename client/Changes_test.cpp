@@ -27,7 +27,7 @@ protected:
         ASSERT_TRUE(awaitLine("DONE", before + 1));
     }
 
-    /// What Java was told since the last call.
+    /// What Java has received since the last call.
     std::vector<Bytes> newIndications() {
         auto const all = messages(ADAPTATION_IND);
         std::vector<Bytes> fresh(all.begin() + static_cast<long>(m_taken), all.end());
@@ -132,10 +132,10 @@ TEST_F(Changes, AreToldAlsoIfTheReadOfAnotherRecordEndsWithAnErrorOrGarbage) {
             });
             log.clear();
             scan();
-            std::vector<Bytes> told;
-            if (broken != R149) told.push_back(indication(A149));
-            if (broken != R316) told.push_back(indication(A316));
-            EXPECT_EQ(newIndications(), told);
+            std::vector<Bytes> expected;
+            if (broken != R149) expected.push_back(indication(A149));
+            if (broken != R316) expected.push_back(indication(A316));
+            EXPECT_EQ(newIndications(), expected);
             ASSERT_THAT(log.errors(), ElementsAre(Not(IsEmpty()))) << "what() of the exception";
             EXPECT_EQ(line(log.errors().front()).function, "sendChangedAdaptToJava");
             // What could not be read is still news.

@@ -186,7 +186,7 @@ TEST_F(ListenerTest, LeavesNotificationsAloneOnceItIsToEnd) {
     listener().destroy();
     for (int i = 0; i < 5; ++i) {
         service.notify(hashes({7}));
-        EXPECT_TRUE(await([&] { return share->dataValuesHash.update(); })) << "nobody else takes it";
+        EXPECT_TRUE(await([&] { return share->dataValuesHash.update(); })) << "the handler leaves it there";
     }
     EXPECT_THAT(story(), IsEmpty());
 }

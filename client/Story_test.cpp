@@ -129,38 +129,38 @@ TEST_F(Story, OfANotificationAndItsScan) {
 
 TEST_F(Story, OfNotificationsAboutNothing) {
     bringUp();
-    auto const told = [this](std::vector<Listener::Hash> const& values) {
+    auto const linesOf = [this](std::vector<Listener::Hash> const& values) {
         log.clear();
         listener().cbDataValuesHash(values);
         return story();
     };
-    EXPECT_THAT(told({}), ElementsAre("4 Received AUTOSAR message contains empty notification!"));
-    EXPECT_THAT(told({Listener::Hash{}}), ElementsAre("4 name_space element has no value."));
-    EXPECT_THAT(told({Listener::Hash{1U, {}, {}}}), ElementsAre("4 name_space is not an adaptation."));
+    EXPECT_THAT(linesOf({}), ElementsAre("4 Received AUTOSAR message contains empty notification!"));
+    EXPECT_THAT(linesOf({Listener::Hash{}}), ElementsAre("4 name_space element has no value."));
+    EXPECT_THAT(linesOf({Listener::Hash{1U, {}, {}}}), ElementsAre("4 name_space is not an adaptation."));
 }
 
 TEST_F(Story, OfTheRequestsThatAreAnsweredHere) {
     registerJava();
     ASSERT_TRUE(awaitLine("Service still unavailable"));
-    auto const told = [this](int msgId, Bytes const& payload) {
+    auto const linesOf = [this](int msgId, Bytes const& payload) {
         log.clear();
         auto const sent = jvm.messages().size();
         deliver(msgId, payload);
         EXPECT_TRUE(await([&] { return jvm.messages().size() > sent; }));
         return story();
     };
-    EXPECT_THAT(told(547, response(A149, 1)),
+    EXPECT_THAT(linesOf(547, response(A149, 1)),
                 ElementsAre("4 <<< DIAGMGR_GET_ADAPTATION_RESP", "4 >>> DIAGMGR_ADAPTATION_IND"));
-    EXPECT_THAT(told(548, u32(A149) + Bytes{0}),
+    EXPECT_THAT(linesOf(548, u32(A149) + Bytes{0}),
                 ElementsAre("4 <<< DIAGMGR_ADAPTATION_IND", "4 >>> DIAGMGR_GET_ADAPTATION_REQ"));
-    EXPECT_THAT(told(586, request(190, 8)),
+    EXPECT_THAT(linesOf(586, request(190, 8)),
                 ElementsAre("4 <<< DIAGMGR_GET_DATASET_VERSION_REQ", "4 datasetId=0xbe, transactionId=8"));
     EXPECT_THAT(
-        told(588, request(190, 9) + Bytes{5}),
+        linesOf(588, request(190, 9) + Bytes{5}),
         ElementsAre("4 <<< DIAGMGR_GET_DATASET_REQ", "4 datasetId=0xbe, transactionId=9, segmentId=5"));
-    EXPECT_THAT(told(600, {}), ElementsAre("4 <<< DIAGMGR_JAVA_GET_CODING_REQ"));
-    EXPECT_THAT(told(647, u32(3) + u32(10)), ElementsAre("4 <<< DIAGMGR_JAVA_CONTROL_MONITOR_PATH_REQ",
-                                                         "4 componentId=3, transactionId=10"));
+    EXPECT_THAT(linesOf(600, {}), ElementsAre("4 <<< DIAGMGR_JAVA_GET_CODING_REQ"));
+    EXPECT_THAT(linesOf(647, u32(3) + u32(10)), ElementsAre("4 <<< DIAGMGR_JAVA_CONTROL_MONITOR_PATH_REQ",
+                                                            "4 componentId=3, transactionId=10"));
 }
 
 TEST_F(Story, OfFailedSends) {

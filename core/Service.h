@@ -77,7 +77,8 @@ public:
 
     /// Refuses calls, then ends the components, at the end of the process. False, with the components left
     /// standing, if a thread stays inside the bridge for longer than a second: in a JVM that has ended such a
-    /// thread never comes back, and whoever waited for it, as the components' destructors do, would hang.
+    /// thread never comes back, and a thread that waited for it, as the components' destructors do, would
+    /// hang.
     bool end() noexcept;
 
     /// Whether calls are refused for good. Any thread.

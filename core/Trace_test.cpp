@@ -97,19 +97,19 @@ TEST_F(TraceLine, WritesNumbersWithoutSeparatorsWhateverTheGlobalLocale) {
 
 TEST_F(TraceLine, IsNeitherSentNorMissedBeforeThereIsALogger) {
     Trace::g_loggerCtx = nullptr;
-    Trace::out(level::ERROR, "nobody hears");
+    Trace::out(level::ERROR, "not written");
     EXPECT_THAT(sent(), IsEmpty());
 }
 
 TEST_F(TraceLine, IsNotSentWhileTheSwitchIsOff) {
     Trace::mLogLevel = 0;
-    Trace::out(level::ERROR, "nobody hears");
+    Trace::out(level::ERROR, "not written");
     EXPECT_THAT(sent(), IsEmpty());
 }
 
 TEST_F(TraceLine, IsNotSentAtANegativeSwitch) {
     Trace::mLogLevel = -1;
-    Trace::out(level::ERROR, "nobody hears");
+    Trace::out(level::ERROR, "not written");
     EXPECT_THAT(sent(), IsEmpty());
 }
 

@@ -31,10 +31,9 @@ std::string& Diag_Ara_Components::m_runtime_error = *new std::string;
 std::unique_ptr<ac::com::runtime::Component_singleton>& Diag_Ara_Components::m_runtime_object =
     *new std::unique_ptr<ac::com::runtime::Component_singleton>([] {
         std::unique_ptr<ac::com::runtime::Component_singleton> runtime;
-        try {
+        try {  // an exception out of a library's load would end the JVM: `register` reports it
             runtime = std::make_unique<ac::com::runtime::Component_singleton>(false, "");
-        } catch (
-            std::exception const& e) {  // out of a library's load it would end the JVM: `register` tells it
+        } catch (std::exception const& e) {
             m_runtime_error = e.what();
         } catch (...) {
             m_runtime_error = "not a standard exception";
@@ -47,7 +46,7 @@ std::unique_ptr<DiagAraService>& DiagAraService::pInstance = *new std::unique_pt
 DiagAraService::Unload DiagAraService::unload;
 
 DiagAraService::Unload::~Unload() {
-    // Also a bridge that nobody has asked for: the first call may still come. Refused at once, not when the
+    // Also a bridge that no call has made yet: the first may still come. Refused at once, not when the
     // thread below is given the processor.
     getInstance()->refuseCalls();
     auto const ended = std::make_shared<std::promise<void>>();

@@ -318,7 +318,7 @@ TEST_F(Method_test, EndpointIsAskedForItsIncidentOnly) {
         EXPECT_EQ(port->endpointsAsked, 0);
     }
     Capture const log(LogLevel::kInfo);
-    Proxy const told(Proxy::Handle_type(HANDLE), port);
+    Proxy const reporting(Proxy::Handle_type(HANDLE), port);
     EXPECT_EQ(port->endpointsAsked, 1);
 }
 

@@ -30,7 +30,7 @@ public:
     void write(LogLevel level, std::string_view context, std::string_view text) override;
     void flush() override;
 
-    /// Whether lines go to a regular file, which nobody reads while they are written.
+    /// Whether lines go to a regular file, which is not read while they are written.
     bool isFile() const noexcept { return m_direct; }
 
     /// Lines lost so far.

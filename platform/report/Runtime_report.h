@@ -26,7 +26,7 @@ struct Instance_report {
     std::string endpoint;    ///< where it was found; "local" in this process, empty if it wasn't
     std::string offered_by;  ///< identity of the process or stranger that offers it; empty without discovery
     std::vector<std::string> also_offered_by;  ///< identities and endpoints of others, which aren't used
-    std::chrono::milliseconds ttl_left{0};     ///< of its offer; 0 without discovery or for ever
+    std::chrono::milliseconds ttl_left{0};     ///< of its offer; 0 without discovery or if it never ends
     struct Event {
         std::string name;
         std::uint16_t id = 0;

@@ -107,7 +107,7 @@ private:
 using FullServer = ScriptedServer<services::FullShape>;
 using ShortServer = ScriptedServer<services::ShortShape>;
 
-// The servers keep their state to themselves; it tells one moment from another.
+// The state of the servers is private; here it distinguishes one moment from another.
 template <class Server, auto pending, auto canceled, auto latest, auto answered>
 struct Peek {
     friend std::string latestRead(Server const& server) { return std::to_string(server.*latest); }

@@ -17,17 +17,16 @@ constexpr std::size_t DATA_SIZE = sizeof(tValDiagnosticsresponseIndds) - DATA_OF
 
 }  // namespace
 
-// All lines of a response come from its decoder, whichever function of it writes them.
 template <class... Args>
-void Response::out(eLogLevel level, int line, Args... args) const {
-    Trace::out(level, m_logPrefix.c_str(), line, "::unpackDiagnosticsresponse() ", args...);
+void Response::out(eLogLevel level, Args... args) const {
+    Trace::out(level, m_logPrefix.c_str(), args...);
 }
 
 Response::Response(Row const& row, std::string const& logPrefix) : m_row(row), m_logPrefix(logPrefix) {
     static_assert(std::is_trivially_copyable_v<tValDiagnosticsresponseIndds>);
     static_assert(sizeof(tValDiagnosticsresponseIndds) == 4094);
     std::memset(&m_record, 0, sizeof m_record);
-    if (m_row.announcement != nullptr) out(level::DETAIL, __LINE__, m_row.announcement);
+    if (m_row.announcement != nullptr) out(level::DETAIL, TRACE_IN(DECODER), m_row.announcement);
 }
 
 tUnpackErrorCode Response::unpack(unsigned short length, unsigned char* data) {
@@ -35,15 +34,16 @@ tUnpackErrorCode Response::unpack(unsigned short length, unsigned char* data) {
     header.messageId = MESSAGE_ID;
     header.length = length;
     tUnpackErrorCode const result = UnpackValDiagnosticsresponseInd(&header, data, &m_record);
-    if (m_row.tellsResult) out(level::DETAIL, __LINE__, "UnpackValDiagnosticsresponseInd err:", int{result});
-    if (result != eUnpackOk) out(level::ERROR, __LINE__, "unpacking error=", int{result});
+    if (m_row.tellsResult)
+        out(level::DETAIL, TRACE_IN(DECODER), "UnpackValDiagnosticsresponseInd err:", int{result});
+    if (result != eUnpackOk) out(level::ERROR, TRACE_IN(DECODER), "unpacking error=", int{result});
     return result;
 }
 
 void Response::trace() const {
     std::array<char, TEXT_SIZE> text;
     ToStringtValDiagnosticsresponseIndds(&m_record, text.data(), TEXT_SIZE);
-    out(level::DETAIL, __LINE__, text.data());
+    out(level::DETAIL, TRACE_IN(DECODER), text.data());
 }
 
 bool Response::accepted() const {
@@ -51,9 +51,9 @@ bool Response::accepted() const {
         bool const identified = !check.identifier || m_record.requestId == m_row.requestId;
         if (identified && m_record.dataLength >= check.min && m_record.dataLength <= check.max) continue;
         if (check.tail == nullptr) {
-            out(check.level, __LINE__, check.text);
+            out(check.level, TRACE_IN(DECODER), check.text);
         } else {
-            out(check.level, __LINE__, check.text, m_record.dataLength, check.tail);
+            out(check.level, TRACE_IN(DECODER), check.text, m_record.dataLength, check.tail);
         }
         return false;
     }
@@ -72,7 +72,7 @@ void Response::take(std::uint16_t& field) {
 }
 
 void Response::take(std::vector<std::uint8_t>& list) {
-    if (m_row.countText != nullptr) out(level::DETAIL, __LINE__, m_row.countText, m_count);
+    if (m_row.countText != nullptr) out(level::DETAIL, TRACE_IN(DECODER), m_row.countText, m_count);
     std::size_t const wanted = m_row.entrySize == 0 ? m_record.dataLength : m_count * m_row.entrySize;
     auto const* const record = reinterpret_cast<unsigned char const*>(&m_record);
     auto const* const begin = record + DATA_OFFSET + m_position;

@@ -19,6 +19,9 @@ namespace zvg::val::diag_ara::services {
 /// Output is allocated.
 class Response {
 public:
+    /// Whose lines these are, whichever function of a response writes them.
+    static constexpr char const* DECODER = "unpackDiagnosticsresponse";
+
     /// Both are kept by reference. Writes the row's announcement.
     Response(Row const& row, std::string const& logPrefix);
 
@@ -46,7 +49,7 @@ public:
 
 private:
     template <class... Args>
-    void out(eLogLevel level, int line, Args... args) const;
+    void out(eLogLevel level, Args... args) const;
 
     template <std::size_t n>
     void take(std::array<std::uint8_t, n>& field) {

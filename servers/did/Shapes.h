@@ -34,7 +34,7 @@ protected:
         try {
             return decode(response, *promise);
         } catch (std::future_error const& error) {
-            this->out(level::ERROR, __LINE__, "::unpackDiagnosticsresponse() ",
+            this->out(level::ERROR, TRACE_IN(Response::DECODER),
                       "std::future exception thrown: ", error.what(),
                       " corresponding requestId: ", response.requestId());
             return eValException;

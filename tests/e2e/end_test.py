@@ -14,7 +14,7 @@ import wire
 from data_service import DataService
 from vehicle import JAR, PATIENCE, PRODUCT_DIR, Vehicle, wait_until
 
-LONGEST_END = 10  # seconds on a busy machine; docs/threads.md tells what a machine at leisure needs
+LONGEST_END = 10  # seconds on a busy machine; docs/threads.md has the times of an idle machine
 AT_A_TIME = 6  # most of what a cell does is to wait
 PARAMETER_LIST = 0x54DF
 REBUILD_PARAMETERS, START = 0x0687, 3

@@ -4,7 +4,7 @@
 //   restart_peer serve NUMBER   offers the data distribution service, whose field has that number as its
 //   value; says
 //                               "offered"
-//   restart_peer offer          offers data identifier 0x54DF, which answers nobody; says "offered"
+//   restart_peer offer          offers data identifier 0x54DF, which answers no call; prints "offered"
 //   restart_peer call           calls and subscribes there: for each line of its input one call, and the line
 //                               "answered", or why it wasn't; "sample NUMBER" whenever the field's value
 //                               comes

@@ -111,8 +111,8 @@ class Watch:
         self.process.stdout.close()
 
 
-# Run on the manager's host. Tells of each announcement that comes, asks for identification by broadcast after the third,
-# and tells of the answer: sender, payload type.
+# Run on the manager's host. Prints each announcement that comes, asks for identification by broadcast after the third, and
+# prints the answer: sender, payload type.
 WAITING_TESTER = """
 import socket, sys
 heard = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)

@@ -182,7 +182,7 @@ class EverythingTheVehicleSays(unittest.TestCase):
         for line in ("subscribe DiagnosticDataDistribution", "acknowledge DiagnosticDataDistribution",
                      "offer DiagnosticDataDistribution, DataServiceControl"):
             self.assertIn(line, self.discovery)
-        # A process of the vehicle's address is told of most services before it asks.
+        # A process of the vehicle's address knows most services before it asks.
         self.assertTrue([line for line in self.discovery if line.startswith("find ")], self.discovery)
         self.assertTrue([line for line in self.discovery if "DiagnosticMonitor 2" in line], self.discovery)
 

@@ -31,7 +31,7 @@ skeleton::Pport& port_of(skeleton::Method_dispatcher const& dispatcher) noexcept
     return dispatcher.port();
 }
 
-// This platform has nobody who subscribes.
+// This platform has no subscribers.
 void send_event(skeleton::Pport&, unsigned short, eb::com::runtime::Serialized_payload const&) {}
 
 std::shared_ptr<eb::com::runtime::Client_port> client_port(proxy::Rport const& port) {

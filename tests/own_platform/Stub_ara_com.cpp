@@ -44,7 +44,7 @@ Component_singleton::Component_singleton(bool, std::string const&) {}
 Component_singleton::~Component_singleton() = default;
 
 Thread_pool_factory& Component_singleton::get_thread_pool_factory() {
-    static static_thread_pool& pool = *new static_thread_pool(1);  // for ever, as what waits in it
+    static static_thread_pool& pool = *new static_thread_pool(1);  // never destroyed, as what waits in it
     static own_platform::Stub_factory factory{{}, &pool};
     return factory;
 }

@@ -135,8 +135,8 @@ class OwnPlatform(unittest.TestCase):
 
     def test_no_symbol_of_the_product_is_undefined(self):
         environment = os.environ | {"LD_LIBRARY_PATH": str(OWN / "lib")}
-        told = subprocess.run(["ldd", "-r", self.product], capture_output=True, text=True, env=environment)
-        missing = [line for line in (told.stdout + told.stderr).splitlines() if "undefined symbol" in line or "not found" in line]
+        checked = subprocess.run(["ldd", "-r", self.product], capture_output=True, text=True, env=environment)
+        missing = [line for line in (checked.stdout + checked.stderr).splitlines() if "undefined symbol" in line or "not found" in line]
         self.assertEqual(missing, [])
         self.assertLessEqual(set(undefined(self.product, "-D")), set(self.named))
         print(f"undefined symbols: {len(missing)} of {len(undefined(self.product, '-D'))} imported", file=sys.stderr)

@@ -46,7 +46,7 @@ public:
 
     /// Where a call to an instance goes now; nothing if nobody is known to offer it. io thread.
     virtual std::optional<Endpoint> locate(Service_deployment const& service) const = 0;
-    /// Whether clients are told that the instance is to be had. Any thread.
+    /// Whether the instance counts as available for clients. Any thread.
     virtual bool isOffered(Service_deployment const& service) const = 0;
 
     /// As long as the result lives, this process wants to know where the instance is. Any thread.

@@ -10,8 +10,8 @@
 namespace eb::com::runtime {
 
 /// What the processes of one address have on the wire: who offers what, and who has asked which stranger for
-/// which eventgroup. Two of them may ask for the same one; the entry's counter then tells their subscriptions
-/// apart.
+/// which eventgroup. Two of them may ask for the same one; the entry's counter then distinguishes their
+/// subscriptions.
 ///
 /// Bounded by ENTRIES of each process. One thread.
 class Sd_asked {

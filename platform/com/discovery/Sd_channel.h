@@ -23,8 +23,8 @@ namespace eb::com::runtime {
 ///                                ^                  |
 ///                                '--- speaker gone -'
 ///
-/// What is said while joining goes nowhere; the user says all of it again once somebody listens. Whoever
-/// speaks after another one waits until the fellows that it knew have done so, for COLLECT at most, so that
+/// What is said while joining is dropped; the user says all of it again afterwards. A process that speaks
+/// after another one waits until the fellows that it knew have done so, for COLLECT at most, so that
 /// the first message names all that the address offers. Fellows that aren't back by then are gone.
 ///
 /// Owned by the directory. io thread.

@@ -22,7 +22,7 @@ bool means(Number asked, Number any, Number value) {
 void Sd_directory::heard(Address const& peer, Sd_peers::Heard heard, Sd_message const& message,
                          bool byMulticast) {
     if (heard == Sd_peers::Heard::rebooted) peerRebooted(peer);
-    // Somebody new gets to know at once what is to be had here, also if its own question was lost.
+    // A new peer learns at once what is offered here, also if its own question was lost.
     if (heard != Sd_peers::Heard::known && m_deployment.discovery.mode == Discovery::Mode::unicast)
         for (Row const& row : m_rows)
             if (row.offer.isAnnounced()) m_channel.tell(peer, offerOf(row));

@@ -26,7 +26,7 @@ namespace eb::com::runtime {
 /// - it was and is set, and the session id isn't greater than the one before.
 ///
 /// Only a copy of the last message is neither: the same bytes again, within REORDERING. What overtook another
-/// message on its way can't be told from a reboot, and is taken for one.
+/// message on its way can't be distinguished from a reboot, and is taken for one.
 ///
 /// A reboot shows in both counts, and is one: once it was noticed in the messages that come to this process
 /// alone, those of the group may begin anew without another one, and the other way round.

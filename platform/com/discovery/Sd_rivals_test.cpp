@@ -70,7 +70,7 @@ TEST_F(Sd_rivals_test, FirstVehicleIsUsedWhileItIsThereAndTheOtherIsReported) {
 TEST_F(Sd_rivals_test, InstancesFoundAtSeveralVehiclesAreAllUsedAtOneOnceItOffersAll) {
     offer(m_one, {1});
     offer(m_other, {1, 2});
-    EXPECT_EQ(where(), (Texts{m_atOne, m_atOther})) << "nobody else has the second";
+    EXPECT_EQ(where(), (Texts{m_atOne, m_atOther})) << "the first vehicle has no second instance";
     offer(m_one, {1, 2});
     EXPECT_EQ(where(), (Texts{m_atOne, m_atOne}));
     offer(m_other, {2, 1});

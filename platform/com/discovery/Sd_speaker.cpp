@@ -244,7 +244,7 @@ std::vector<Address> Sd_speaker::everybody() const {
     for (Address const& peer : m_peers.heard(now)) add(peer);
     for (auto const& stranger : m_earlier)
         if (now - stranger.heard <= Sd_peers::MEMORY) add(stranger.address);
-    // Nobody reads at the ports that are identities.
+    // No process reads at the ports that are identities.
     std::erase_if(targets,
                   [this](Address const& target) { return target == m_self || m_members.contains(target); });
     return targets;

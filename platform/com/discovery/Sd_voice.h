@@ -14,7 +14,7 @@ namespace eb::com::runtime {
 struct Sd_say {
     enum class To : std::uint8_t {
         everybody,  ///< fellows, and all that the manifest names or that were heard
-        peers,      ///< fellows, and whoever was heard; where there is a group, everybody
+        peers,      ///< fellows, and strangers that were heard; where there is a group, all
         stranger,   ///< `peer`, by the network
         fellow,     ///< `peer`, another process of the own address
     };

@@ -27,6 +27,15 @@ protected:
         m_clock.settle();  // it speaks, or has joined
         return process;
     }
+    /// Each with an offer of its own. The first one speaks.
+    std::vector<std::unique_ptr<Process>> threeThatOffer() {
+        std::vector<std::unique_ptr<Process>> processes;
+        for (std::size_t index = 0; index < 3; ++index) {
+            processes.push_back(process());
+            processes[index]->offer(index);
+        }
+        return processes;
+    }
     static std::string role(std::unique_ptr<Process> const& process) { return process->report().sd_role; }
 
     /// What the stranger heard since the last call, in the order in which it came. All of it is from the one
@@ -75,6 +84,18 @@ protected:
             (service == 0x1002 ? entry.udp : entry.tcp) = Address{0x7F000002, 30600};
         return entry;
     }
+    /// What a datagram holds; the test fails if it isn't one message.
+    template <class Datagram>
+    static Sd_message messageOf(Datagram const& datagram) {
+        someip::Frame_reader reader(datagram.bytes.size());
+        reader.feed(datagram.bytes.data(), datagram.bytes.size());
+        someip::Frame frame;
+        std::string reason;
+        EXPECT_EQ(reader.next(frame), someip::Frame_reader::Found::frame);
+        auto const message = decode(frame, reason);
+        EXPECT_TRUE(message) << reason;
+        return message.value_or(Sd_message{});
+    }
     void say(std::vector<Sd_entry> entries) {
         Sd_message message;
         message.session = ++m_session;
@@ -99,23 +120,17 @@ private:
         for (auto const& datagram : channel.take()) {
             if (datagram.from == STRANGER) continue;
             EXPECT_EQ(datagram.from.text(), VOICE.text());
-            someip::Frame_reader reader(datagram.bytes.size());
-            reader.feed(datagram.bytes.data(), datagram.bytes.size());
-            someip::Frame frame;
-            std::string reason;
-            ASSERT_EQ(reader.next(frame), someip::Frame_reader::Found::frame);
-            auto const message = decode(frame, reason);
-            ASSERT_TRUE(message) << reason;
-            EXPECT_TRUE(message->reboot);
-            if (message->session <= ear.last) {
-                EXPECT_EQ(message->session, 1);
+            Sd_message const message = messageOf(datagram);
+            EXPECT_TRUE(message.reboot);
+            if (message.session <= ear.last) {
+                EXPECT_EQ(message.session, 1);
                 ++ear.reboots;
                 ear.standing.clear();
             } else {
-                EXPECT_EQ(message->session, ear.last + 1);
+                EXPECT_EQ(message.session, ear.last + 1);
             }
-            ear.last = message->session;
-            for (Sd_entry const& entry : message->entries) {
+            ear.last = message.session;
+            for (Sd_entry const& entry : message.entries) {
                 entries.push_back(entry);
                 if (entry.type != Type::offer) continue;
                 if (entry.ttl == 0)

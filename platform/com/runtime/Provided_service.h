@@ -22,7 +22,7 @@ public:
     virtual ~Call_taker() = default;
 
     /// `session` has to live until the call has been handled: the carrier counts the call as outstanding as
-    /// long. It is told when the call begins. Never blocks. io thread.
+    /// long. It hears when the call begins. Never blocks. io thread.
     virtual void take(unsigned short method, ac::com::cpp_binding::skeleton::Reply_function reply,
                       Serialized_payload const& payload, std::shared_ptr<Session> session) = 0;
 

@@ -187,7 +187,7 @@ void Subscriptions::notified(Endpoint const& remote, someip::Frame const& frame)
             return;
         }
     }
-    m_unwanted.write(remote.text() + ": a notification that nobody subscribed to is dropped");
+    m_unwanted.write(remote.text() + ": a notification without a subscription is dropped");
 }
 
 }  // namespace eb::com::runtime

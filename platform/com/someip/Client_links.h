@@ -20,7 +20,7 @@ public:
     /// The link to an endpoint, made now if there is none; null if there is no socket to be had.
     std::shared_ptr<Client_link> to(Endpoint const& remote);
 
-    /// Whoever is at an endpoint was just heard on another way.
+    /// The peer at an endpoint was just heard on another way.
     void hurry(Endpoint const& remote);
 
     /// Closes all links without a word; for the end of the runtime, when no call is open any more.

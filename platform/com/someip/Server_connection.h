@@ -66,7 +66,7 @@ public:
     /// When it was accepted, or heard or answered its peer last.
     std::chrono::milliseconds lastActive() const noexcept { return m_lastActive; }
     Address remote() const { return m_link->remote(); }
-    /// To be kept by whoever sends its peer events.
+    /// To be kept by what sends its peer events.
     std::shared_ptr<void> subscription() const { return m_subscription; }
 
     void reply(Header const& request, Address const& to, std::uint8_t code,

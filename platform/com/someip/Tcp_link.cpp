@@ -116,7 +116,7 @@ void Tcp_link::read() {
 void Tcp_link::pause() {
     m_paused = true;
     if (m_watching || m_connecting || m_closed) return;
-    // Nothing is read that would tell of a peer that has gone, and leaves its calls behind.
+    // No read would notice that the peer has gone, and its calls would stay.
     m_watching = true;
     m_socket.async_wait(asio::ip::tcp::socket::wait_error,
                         [self = shared_from_this()](asio::error_code const& error) {

@@ -61,7 +61,7 @@ TEST_F(Overload_test, CallsOfABrokenConnectionThatHaveNotBegunAreDroppedAtOnce) 
 
     broken.channel().close();
     ASSERT_TRUE(eventually([&] { return taken() == 115U; }));
-    run(2);  // one of each; the answer tells the server that the peer is gone
+    run(2);  // one of each; by the answer the server notices that the peer is gone
 
     ASSERT_TRUE(eventually([&] { return taken() == 2U; })) << "the other peer's calls alone";
     runAll();

@@ -36,7 +36,7 @@ public:
 };
 
 /// A point at which the thread of a role stops and lets another go on; on other threads it does nothing.
-/// `place` tells one way through the code from another.
+/// `place` distinguishes one way through the code from another.
 void pause(char const* place);
 
 /// What was played.

@@ -135,7 +135,7 @@ void Gateway::accept() {
     });
 }
 
-/// Who connects and says nothing holds up nobody: the oldest connection that isn't active gives way.
+/// Idle connections keep no tester out: the oldest one that isn't active gives way.
 void Gateway::makeRoom() {
     if (m_connections.size() - m_routing.active() < m_settings.transport.waitingMost) return;
     std::shared_ptr<Connection> oldest;

@@ -29,7 +29,7 @@ struct GatewaySettings {
 
 /// Answers DoIP on one address, by UDP and TCP, until it is ended. All connections live on one thread of its
 /// own; the vehicle is asked on others. Requests for identification are heard by broadcast as well. But for
-/// announcements it sends nothing to whoever hasn't asked.
+/// announcements it sends nothing unasked.
 class Gateway {
 public:
     /// Throws std::system_error that names carrier and address if they can't be used. `tell` runs on the

@@ -69,7 +69,7 @@ struct Plan {
 class Uds {
 public:
     /// Lanes that the plans name: one for all data identifiers, one for those of them that gave no answer the
-    /// last time, so that they hold up nobody, and one for each routine.
+    /// last time, so that they don't delay the others, and one for each routine.
     static std::size_t lanes() { return FIRST_ROUTINE + routines().size(); }
     static constexpr std::size_t IDENTIFIERS = 0;
     static constexpr std::size_t SILENT_IDENTIFIERS = 1;

@@ -187,7 +187,7 @@ Future<T>::~Future() {
     if (onFutureGone) {
         try {
             onFutureGone();
-        } catch (...) {  // nobody is left to be told
+        } catch (...) {  // out of a destructor
         }
     }
 }

@@ -90,7 +90,7 @@ public:
     virtual std::shared_ptr<Service_finder::Subscription_handle> subscribe(
         unsigned short event_id, std::weak_ptr<Event_sink> sink) = 0;
 
-    /// Whether the instance is to be had now, as far as the runtime knows: where it takes the deployment's
+    /// Whether the instance is available now, as far as the runtime knows: where it takes the deployment's
     /// word for that, the first call shows. Does not block. Any thread.
     virtual Client::Service_state service_state() const { return Client::Service_state::available; }
 
